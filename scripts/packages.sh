@@ -1,0 +1,44 @@
+# Debian packages that the commands of this repository need, and how they get onto the machine. Sourced by ./run and ./test.
+
+build_packages=(g++ cmake ninja-build ccache pkg-config
+    qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev)
+run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
+display_packages=(xvfb)
+test_packages=(libgtest-dev sip-tester baresip-core xvfb xauth openbox stalonetray x11-utils xdotool)
+long_packages=(clang clang-tidy clang-format libclang-rt-dev)
+
+# need_packages <name>...: installs what is missing, or says in one command what somebody with the right to must run.
+need_packages() {
+    local package missing=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "These packages are missing. Please run this command as root, then start again:" >&2
+            echo "    apt-get update && apt-get install -y --no-install-recommends ${missing[*]}" >&2
+            exit 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update -q
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# build <preset>: configures and builds; quiet unless something fails.
+build() {
+    local log
+    log=$(mktemp)
+    echo "Building (preset $1) ..."
+    if ! { cmake --preset "$1" && cmake --build --preset "$1"; } >"$log" 2>&1; then
+        cat "$log"
+        rm -f "$log"
+        exit 1
+    fi
+    rm -f "$log"
+}
