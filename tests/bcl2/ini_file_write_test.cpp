@@ -1,6 +1,6 @@
 #include "bcl2/ini_file.h"
 
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 

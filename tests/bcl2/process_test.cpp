@@ -1,6 +1,6 @@
 #include "bcl2/process.h"
 
-#include "temporary_folder.h"
+#include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,144 @@
+// Immutable versions of a table, so that readers on any thread keep what they began with while the next version is
+// made.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+// One version of a table: records by key. Versions share what did not change between them: a change copies one of 256
+// shards, so it costs about size / 256 pointer copies.
+template <class Record>
+class Snapshot {
+public:
+    using RecordPtr = std::shared_ptr<const Record>;
+
+private:
+    struct Hash {
+        using is_transparent = void;
+        size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+    using Shard = std::unordered_map<std::string, RecordPtr, Hash, std::equal_to<>>;
+
+public:
+    // Null when there is none.
+    [[nodiscard]] RecordPtr find(std::string_view key) const
+    {
+        const auto& shard = _shards[shardOf(key)];
+        if (!shard)
+            return nullptr;
+        const auto it = shard->find(key);
+        return it == shard->end() ? nullptr : it->second;
+    }
+
+    [[nodiscard]] size_t size() const { return _size; }
+
+    template <class Visitor>
+    void forEach(Visitor&& visit) const
+    {
+        for (const auto& shard : _shards)
+            if (shard)
+                for (const auto& [key, record] : *shard)
+                    visit(key, *record);
+    }
+
+    // Collects changes to one version and gives the next one.
+    class Builder {
+    public:
+        explicit Builder(const std::shared_ptr<const Snapshot>& base)
+            : _next(base ? std::make_shared<Snapshot>(*base) : std::make_shared<Snapshot>())
+        {}
+
+        void set(std::string_view key, const Record& record)
+        {
+            Shard& shard = own(shardOf(key));
+            const auto [it, isNew] = shard.insert_or_assign(std::string(key), std::make_shared<const Record>(record));
+            if (isNew)
+                ++_next->_size;
+        }
+
+        void erase(std::string_view key)
+        {
+            Shard& shard = own(shardOf(key));
+            if (const auto it = shard.find(key); it != shard.end()) {
+                shard.erase(it);
+                --_next->_size;
+            }
+        }
+
+        [[nodiscard]] std::shared_ptr<const Snapshot> finish() { return std::move(_next); }
+
+    private:
+        auto& own(size_t index)
+        {
+            if (!_owned[index]) {
+                const auto& shared = _next->_shards[index];
+                _owned[index] = shared ? std::make_shared<Shard>(*shared) : std::make_shared<Shard>();
+                _next->_shards[index] = _owned[index];
+            }
+            return *_owned[index];
+        }
+
+        std::shared_ptr<Snapshot> _next;
+        std::array<std::shared_ptr<typename Snapshot::Shard>, 256> _owned;
+    };
+
+private:
+    static size_t shardOf(std::string_view key) { return (Hash{}(key) >> 7) & 0xff; }
+
+    std::array<std::shared_ptr<const Shard>, 256> _shards;
+    size_t _size = 0;
+};
+
+// The newest version of something, handed from the writer to readers on any thread.
+template <class T>
+class SnapshotBox {
+public:
+    using Ptr = std::shared_ptr<const T>;
+
+    void put(Ptr next)
+    {
+        const std::scoped_lock lock(_mutex);
+        _current.swap(next);
+        _version.fetch_add(1, std::memory_order_release);
+    }
+    [[nodiscard]] Ptr get() const
+    {
+        const std::scoped_lock lock(_mutex);
+        return _current;
+    }
+    [[nodiscard]] uint64_t version() const { return _version.load(std::memory_order_acquire); }
+
+private:
+    mutable std::mutex _mutex; // held for a pointer copy only
+    Ptr _current;
+    std::atomic<uint64_t> _version{0};
+};
+
+// A reader's own pointer to the newest version: the box is locked only when there is a newer one. One thread.
+template <class T>
+class SnapshotReader {
+public:
+    explicit SnapshotReader(const SnapshotBox<T>& box) : _box(box) {}
+
+    const T& now()
+    {
+        if (const uint64_t version = _box.version(); !_current || version != _version) {
+            _version = version;
+            _current = _box.get();
+        }
+        return *_current;
+    }
+
+private:
+    const SnapshotBox<T>& _box;
+    typename SnapshotBox<T>::Ptr _current;
+    uint64_t _version = 0;
+};

@@ -1,0 +1,170 @@
+#include "connection.h"
+
+#include "bcl2/text.h"
+
+#include <sqlite3.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// How long a statement waits for another process that writes the same file, in milliseconds: longer than any commit of
+// ours takes, shorter than a person at the console gets impatient.
+constexpr int kBusyTimeoutMs = 1000;
+
+} // namespace
+
+DbStatement::~DbStatement()
+{
+    sqlite3_finalize(handle);
+}
+
+void DbStatement::bindText(int index, std::string_view text)
+{
+    sqlite3_bind_text(handle, index, text.data() == nullptr ? "" : text.data(), static_cast<int>(text.size()),
+                      SQLITE_TRANSIENT); // NOLINT: the engine's own macro casts
+}
+
+void DbStatement::bindInt(int index, int64_t value)
+{
+    sqlite3_bind_int64(handle, index, value);
+}
+
+bool DbStatement::stepRow()
+{
+    return sqlite3_step(handle) == SQLITE_ROW;
+}
+
+bool DbStatement::stepDone()
+{
+    return sqlite3_step(handle) == SQLITE_DONE;
+}
+
+void DbStatement::reset()
+{
+    sqlite3_reset(handle);
+    sqlite3_clear_bindings(handle);
+}
+
+std::string_view DbStatement::text(int column) const
+{
+    const unsigned char* text = sqlite3_column_text(handle, column);
+    if (text == nullptr)
+        return {};
+    return {reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_column_bytes(handle, column))};
+}
+
+int64_t DbStatement::number(int column) const
+{
+    return sqlite3_column_int64(handle, column);
+}
+
+std::unique_ptr<DbConnection> DbConnection::open(const std::string& path, Mode mode, std::string& reason)
+{
+    if (mode == Mode::Writer) {
+        // The engine would make the file readable for everybody; what it adds beside it takes over this file's mode.
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd >= 0)
+            ::close(fd);
+    }
+    sqlite3* handle = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::Writer ? SQLITE_OPEN_CREATE : 0) | SQLITE_OPEN_NOMUTEX |
+                      SQLITE_OPEN_EXRESCODE;
+    const int code = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
+    if (code != SQLITE_OK) {
+        reason = handle == nullptr ? "out of memory" : sqlite3_errmsg(handle);
+        sqlite3_close_v2(handle);
+        return nullptr;
+    }
+    sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    return std::unique_ptr<DbConnection>(new DbConnection(handle));
+}
+
+DbConnection::~DbConnection()
+{
+    _statements.clear();
+    sqlite3_close_v2(_handle); // waits for cursors that are still open
+}
+
+bool DbConnection::exec(const std::string& sql)
+{
+    return sqlite3_exec(_handle, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool DbConnection::lockForReading()
+{
+    return exec("pragma query_only=1");
+}
+
+bool DbConnection::attach(const std::string& path, const char* schema)
+{
+    DbStatement* statement = cached(std::string("attach database ?1 as ") + schema);
+    if (statement == nullptr)
+        return false;
+    statement->bindText(1, path);
+    const bool isDone = statement->stepDone();
+    statement->reset();
+    return isDone;
+}
+
+DbStatement* DbConnection::cached(const std::string& sql)
+{
+    auto& entry = _statements[sql];
+    if (!entry) {
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v3(_handle, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+            _statements.erase(sql);
+            return nullptr;
+        }
+        entry = std::make_unique<DbStatement>(statement);
+    }
+    entry->reset();
+    return entry.get();
+}
+
+std::unique_ptr<DbStatement> DbConnection::prepareReading(const char* sql)
+{
+    sqlite3_stmt* handle = nullptr;
+    const char* rest = nullptr;
+    if (sqlite3_prepare_v2(_handle, sql, -1, &handle, &rest) != SQLITE_OK || handle == nullptr)
+        return nullptr;
+    auto statement = std::make_unique<DbStatement>(handle);
+    const std::string_view tail = BclTrimmed(rest == nullptr ? "" : rest);
+    if (sqlite3_stmt_readonly(handle) == 0 || !(tail.empty() || tail == ";"))
+        return nullptr;
+    return statement;
+}
+
+int64_t DbConnection::number(const std::string& sql, int64_t fallback)
+{
+    DbStatement* statement = cached(sql);
+    if (statement == nullptr)
+        return fallback;
+    const int64_t value = statement->stepRow() ? statement->number(0) : fallback;
+    statement->reset();
+    return value;
+}
+
+DbFault DbConnection::fault() const
+{
+    switch (sqlite3_errcode(_handle) & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+        return DbFault::None;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_ERROR: // a table or column that should be there is not
+    case SQLITE_FORMAT:
+    case SQLITE_SCHEMA:
+        return DbFault::Damaged;
+    default:
+        return DbFault::System;
+    }
+}
+
+std::string DbConnection::reason() const
+{
+    return sqlite3_errmsg(_handle);
+}

@@ -1,0 +1,52 @@
+#include "cachedb2/data_folder.h"
+
+#include "bcl2/process.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::string_view variable(const char* name)
+{
+    const char* value = getenv(name);
+    return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+} // namespace
+
+void DbGetDataFolder(Cbcl_tmp_str& out)
+{
+    out.clear();
+    if (const auto own = variable("PARLOVEX_HOME"); !own.empty()) {
+        out.appendText(own);
+    } else if (const auto data = variable("XDG_DATA_HOME"); !data.empty()) {
+        out.appendText(data);
+        out.appendText("/parlovex");
+    } else {
+        out.appendText(variable("HOME"));
+        out.appendText("/.local/share/parlovex");
+    }
+    if (out.view().front() != '/') {
+        Cbcl_tmp_str current;
+        BclGetCurrDir(current);
+        current.appendText(out.view());
+        out = current;
+    }
+    if (out.view().back() != '/')
+        out.appendText("/");
+}
+
+int DbMakeDataFolder()
+{
+    Cbcl_tmp_str folder;
+    DbGetDataFolder(folder);
+    const std::string path(folder.view());
+    for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
+        if (mkdir(path.substr(0, end).c_str(), 0700) != 0 && errno != EEXIST)
+            return errno;
+    return access(path.c_str(), R_OK | W_OK | X_OK) == 0 ? 0 : errno;
+}

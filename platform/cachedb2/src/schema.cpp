@@ -1,0 +1,79 @@
+#include "schema.h"
+
+#include "tables.h"
+
+#include <initializer_list>
+
+namespace {
+
+bool create(DbConnection& db, std::initializer_list<const Table*> tables, int version)
+{
+    if (!db.exec("begin immediate"))
+        return false;
+    bool isGood = true;
+    for (const Table* table : tables)
+        isGood = isGood && db.exec(table->createStatement());
+    isGood = isGood && db.exec("pragma application_id=" + std::to_string(kApplicationId)) &&
+             db.exec("pragma user_version=" + std::to_string(version)) && db.exec("commit");
+    if (!isGood)
+        (void)db.exec("rollback");
+    return isGood;
+}
+
+bool migrate(DbConnection& db, std::span<const Migration> steps, int version)
+{
+    for (const Migration& step : steps) {
+        if (step.to <= version)
+            continue;
+        if (!db.exec("begin immediate"))
+            return false;
+        if (!db.exec(step.sql) || !db.exec("pragma user_version=" + std::to_string(step.to)) || !db.exec("commit")) {
+            (void)db.exec("rollback");
+            return false;
+        }
+        version = step.to;
+    }
+    return true;
+}
+
+// -1: the file cannot be read.
+int64_t userVersion(DbConnection& db)
+{
+    return db.number("pragma user_version", -1);
+}
+
+bool isEmpty(DbConnection& db)
+{
+    return db.number("select count(*) from sqlite_master", -1) == 0;
+}
+
+} // namespace
+
+std::span<const Migration> configMigrations()
+{
+    return {};
+}
+
+SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted)
+{
+    const int64_t version = userVersion(db);
+    if (version < 0)
+        return SchemaState::Failed;
+    if (isEmpty(db))
+        return create(db, {&localUsersTable(), &systemTable()}, wanted) ? SchemaState::Ready : SchemaState::Failed;
+    if (db.number("pragma application_id", 0) != kApplicationId)
+        return db.fault() == DbFault::None ? SchemaState::Foreign : SchemaState::Failed;
+    if (version > wanted)
+        return SchemaState::Newer;
+    return migrate(db, steps, static_cast<int>(version)) ? SchemaState::Ready : SchemaState::Failed;
+}
+
+bool prepareRuntime(DbConnection& db)
+{
+    const int64_t version = userVersion(db);
+    if (version < 0)
+        return false;
+    if (isEmpty(db))
+        return create(db, {&registrationsTable(), &contactsTable()}, kRuntimeVersion);
+    return version == kRuntimeVersion && db.number("pragma application_id", 0) == kApplicationId;
+}

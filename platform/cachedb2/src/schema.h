@@ -1,0 +1,30 @@
+// Schema versions of the two files of the store.
+#pragma once
+
+#include "connection.h"
+
+#include <span>
+
+// Marks a file as ours (SQLite's application_id): the letters "PLVX".
+constexpr int kApplicationId = 0x504c5658;
+constexpr int kConfigVersion = 1;
+constexpr int kRuntimeVersion = 1;
+
+// One step from version `to` - 1 to `to`, with the names of its time written out: it must not follow later changes of
+// the descriptions.
+struct Migration {
+    int to;
+    const char* sql;
+};
+
+// The steps of the configuration file, ascending. The first version has none.
+[[nodiscard]] std::span<const Migration> configMigrations();
+
+enum class SchemaState { Ready, Newer, Foreign, Failed };
+
+// Brings an open configuration file to `wanted`: an empty file gets the newest schema, an older one is migrated step by
+// step, each in a transaction of its own. Failed: DbConnection::fault says how.
+[[nodiscard]] SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted);
+
+// The run-time file has one version only: false when it is of another one or broken, and is to be made anew.
+[[nodiscard]] bool prepareRuntime(DbConnection& db);

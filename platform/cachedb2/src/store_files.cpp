@@ -1,0 +1,182 @@
+#include "store_files.h"
+
+#include "bcl2/date.h"
+#include "bcl2/log.h"
+#include "schema.h"
+#include "tables.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::array<const char*, 2> kCompanions = {"-wal", "-shm"}; // what the engine keeps beside a file
+
+// A power cut must not lose what was acknowledged.
+constexpr const char* kConfigPragmas = "pragma journal_mode=wal; pragma synchronous=full; pragma trusted_schema=off";
+// Registrations come again by themselves: a power cut may lose the last ones, a killed process may not.
+constexpr const char* kRuntimePragmas = "pragma journal_mode=wal; pragma synchronous=normal; pragma trusted_schema=off";
+
+struct Attempt {
+    std::unique_ptr<DbConnection> db;
+    const char* aside = nullptr; // the word for a file that must make room, null when it may stay
+    std::string reason;
+};
+
+// False with a reason: the check found something; false without one: it could not be made.
+bool isStructureSound(DbConnection& db, std::string& reason)
+{
+    DbStatement* check = db.cached("pragma quick_check(1)");
+    if (check == nullptr || !check->stepRow())
+        return false;
+    const std::string_view verdict = check->text(0);
+    const bool isSound = verdict == "ok";
+    if (!isSound)
+        reason = verdict;
+    check->reset();
+    return isSound;
+}
+
+std::string countOf(const Table& table)
+{
+    return "select count(*) from (" + table.selectAll() + ")";
+}
+
+Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection&)>& load)
+{
+    Attempt attempt;
+    attempt.db = DbConnection::open(path, DbConnection::Mode::Writer, attempt.reason);
+    if (!attempt.db)
+        return attempt;
+
+    DbConnection& db = *attempt.db;
+    SchemaState state = SchemaState::Failed;
+    if (db.exec(kConfigPragmas))
+        state = prepareConfig(db, configMigrations(), kConfigVersion);
+    if (state == SchemaState::Ready) {
+        // Structure first: a page that the load does not touch would otherwise fail at the first write to it.
+        if (!isStructureSound(db, attempt.reason))
+            attempt.aside = attempt.reason.empty() ? nullptr : "damaged";
+        else if (load(db))
+            return attempt;
+    }
+
+    if (state == SchemaState::Newer) {
+        attempt.reason = "a newer version of the program wrote it";
+        attempt.aside = "newer";
+    } else if (state == SchemaState::Foreign) {
+        attempt.reason = "another program wrote it";
+        attempt.aside = "foreign";
+    } else if (attempt.aside == nullptr) {
+        attempt.reason = db.reason();
+        if (db.fault() == DbFault::Damaged)
+            attempt.aside = "damaged";
+    }
+    attempt.db.reset();
+    return attempt;
+}
+
+Attempt tryRuntime(const std::string& path)
+{
+    Attempt attempt;
+    attempt.db = DbConnection::open(path, DbConnection::Mode::Writer, attempt.reason);
+    if (!attempt.db)
+        return attempt;
+
+    DbConnection& db = *attempt.db;
+    bool isSound = db.exec(kRuntimePragmas) && prepareRuntime(db);
+    // Every page is read once: the tables are small.
+    isSound = isSound && isStructureSound(db, attempt.reason) && db.number(countOf(registrationsTable()), -1) >= 0 &&
+              db.number(countOf(contactsTable()), -1) >= 0;
+    if (isSound)
+        return attempt;
+    if (db.fault() == DbFault::System)
+        attempt.reason = db.reason();
+    else
+        attempt.aside = "damaged"; // broken, or of another version
+    attempt.db.reset();
+    return attempt;
+}
+
+} // namespace
+
+std::string keepAside(const std::string& path, const char* word)
+{
+    Cbcl_tmp_str stamp;
+    BclGetDateTimeStr(BclGetCurrTimestamp(), stamp);
+    std::string digits(stamp.view());
+    std::replace(digits.begin(), digits.end(), ' ', '-');
+    std::erase(digits, ':');
+
+    const std::string base = path + "." + word + "-" + digits;
+    std::string target = base;
+    for (int i = 2; access(target.c_str(), F_OK) == 0 && i < 1000; ++i)
+        target = base + "-" + std::to_string(i);
+    if (rename(path.c_str(), target.c_str()) != 0)
+        return {};
+    for (const char* companion : kCompanions)
+        (void)rename((path + companion).c_str(), (target + companion).c_str()); // often not there
+    return target;
+}
+
+std::unique_ptr<DbConnection> openConfigFile(const std::string& path, const std::function<bool(DbConnection&)>& load)
+{
+    Attempt attempt = tryConfig(path, load);
+    if (attempt.db)
+        return std::move(attempt.db);
+    if (attempt.aside == nullptr) {
+        BclLog("The configuration store %s cannot be opened: %s. Nothing can be stored until this is mended and the "
+               "program is started again.",
+               path.c_str(), attempt.reason.c_str());
+        return nullptr;
+    }
+    const std::string kept = keepAside(path, attempt.aside);
+    if (kept.empty()) {
+        BclLog("The configuration store %s cannot be used (%s) and cannot be renamed: %s. It is left as it is.",
+               path.c_str(), attempt.reason.c_str(), std::strerror(errno));
+        return nullptr;
+    }
+    BclLog("The configuration store %s cannot be used (%s). It is kept as %s; a new, empty store is started.",
+           path.c_str(), attempt.reason.c_str(), kept.c_str());
+    attempt = tryConfig(path, load);
+    if (!attempt.db)
+        BclLog("The new configuration store %s cannot be made: %s.", path.c_str(), attempt.reason.c_str());
+    return std::move(attempt.db);
+}
+
+std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path)
+{
+    Attempt attempt = tryRuntime(path);
+    if (attempt.aside != nullptr) {
+        // Telephones register again within the hour, so a broken file is not worth keeping.
+        for (const char* companion : kCompanions)
+            (void)unlink((path + companion).c_str());
+        (void)unlink(path.c_str());
+        attempt = tryRuntime(path);
+        if (attempt.db)
+            BclLog("The file %s of registrations was damaged and has been made anew.", path.c_str());
+    }
+    if (!attempt.db)
+        BclLog("The file %s of registrations cannot be used: %s. Registrations will not outlive this run.",
+               path.c_str(), attempt.reason.c_str());
+    return std::move(attempt.db);
+}
+
+std::unique_ptr<DbConnection> openReader(const std::string& path, const std::string& runtimePath)
+{
+    std::string reason;
+    auto db = DbConnection::open(path, DbConnection::Mode::Reader, reason);
+    if (!db)
+        return nullptr;
+    // Without a run-time file the pages of the console still join with a table that is there, if empty.
+    const bool isAttached =
+        db->attach(runtimePath, "runtime") ||
+        (db->attach(":memory:", "runtime") && db->exec(registrationsTable().createStatement("runtime")));
+    if (!isAttached || !db->lockForReading())
+        return nullptr;
+    return db;
+}

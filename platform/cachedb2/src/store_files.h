@@ -1,0 +1,25 @@
+// The files of a store: how they are opened, and what happens to one that cannot be used.
+#pragma once
+
+#include "cachedb2/usr_info.h"
+#include "connection.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+// Opens the configuration file for writing, with the newest schema. `load` reads what the server needs from it and
+// gives false when a read failed. A damaged, foreign or newer file is kept aside under another name and a fresh store
+// is started; a file that merely cannot be reached stays where it is. Null: no store; a log line has said why.
+[[nodiscard]] std::unique_ptr<DbConnection> openConfigFile(const std::string& path,
+                                                           const std::function<bool(DbConnection&)>& load);
+
+// Opens the run-time file for writing; one that cannot be used is made anew, with a log line. Null: there is none.
+[[nodiscard]] std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path);
+
+// A connection that only reads `path` and finds the run-time tables too. Null when the file is not there.
+[[nodiscard]] std::unique_ptr<DbConnection> openReader(const std::string& path, const std::string& runtimePath);
+
+// Renames a file and what the engine keeps beside it to "<path>.<word>-<date>-<time>". Returns the new name, empty when
+// it could not be renamed.
+[[nodiscard]] std::string keepAside(const std::string& path, const char* word);

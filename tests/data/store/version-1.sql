@@ -1,0 +1,11 @@
+-- A store as the first version wrote it.
+PRAGMA foreign_keys=OFF;
+BEGIN TRANSACTION;
+CREATE TABLE tbl_local_users (usrName text not null, password text not null, description text not null, dispName text not null, email text not null, flags integer not null, pickupGroup integer not null, callWaitingLimit integer not null, noAnsTime integer not null, extLine text not null, maxDuration integer not null, maxCalls integer not null, maxOutCalls integer not null, dialPlan text not null, expiryDate integer not null, timeCondId integer not null, levels integer not null, maxConfParties integer not null, cfuNbr text not null, cfncNbr text not null, cfbNbr text not null, cfnaNbr text not null, followMeType integer not null, followMeTime integer not null, followMeNbr1 text not null, followMeNbr2 text not null, followMeNbr3 text not null, ipAddr text not null, ipPort integer not null, primary key (usrName)) strict;
+INSERT INTO tbl_local_users VALUES('1000','secret1','Anna''s phone','','',8406144,0,1,0,'',0,0,0,'default',0,0,126,10,'','','','',1,20,'','','','',0);
+INSERT INTO tbl_local_users VALUES('1001','secret2','','','',8406144,0,1,0,'',0,0,0,'default',0,0,126,10,'','','','',1,20,'','','','',0);
+CREATE TABLE tbl_system (id integer not null, evtChannelPassword text not null, rtpPortFirst integer not null, rtpPortLast integer not null, evtChannelPort integer not null, isUpnp integer not null, localAddr text not null, publicAddr text not null, sipDomain text not null, udpPort integer not null, tcpPort integer not null, tlsPort integer not null, realm text not null, servicePrefix integer not null, defaultRoute integer not null, callFlags integer not null, stunAddr1 text not null, stunPort1 integer not null, stunAddr2 text not null, stunPort2 integer not null, dbAddr text not null, dbPort integer not null, dbUser text not null, dbPassword text not null, dbName text not null, smtpAddr text not null, smtpUser text not null, smtpPassword text not null, isSmtpTls integer not null, learnedAddr text not null, primary key (id)) strict;
+INSERT INTO tbl_system VALUES(1,'',10000,19999,0,0,'','','',5070,5060,0,'parlovex',42,0,106,'',3478,'',3478,'local',0,'','','','','','',0,'');
+COMMIT;
+pragma application_id=1347180120;
+pragma user_version=1;
