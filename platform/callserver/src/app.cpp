@@ -1,0 +1,82 @@
+#include "callserver/app.h"
+
+#include "clock.h"
+#include "registrar/registrar.h"
+#include "registrar/registration_writer.h"
+#include "server_log.h"
+#include "sip_service.h"
+
+#include "bcl2/event_bus.h"
+#include "bcl2/log.h"
+#include "cachedb2/fac_mgr.h"
+
+#include <atomic>
+#include <openssl/crypto.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Together within what a user waits for without wondering, and what a session manager grants.
+constexpr unsigned kCloseEventsMs = 2000;
+constexpr unsigned kParkMs = 1000;
+constexpr unsigned kFlushMs = 2000;
+
+// First, before anything uses the library: its clean-up at exit would pull the ground from under running threads.
+bool initCrypto()
+{
+    return OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
+}
+
+} // namespace
+
+// In the order of their needs: each uses those above it only.
+struct Capp::Impl {
+    const bool hasCrypto = initCrypto();
+    SystemClock clock;
+    Cdb_fac_mgr store;
+    RegistrationWriter writer{[this](const std::vector<Cdb_user_bindings>& batch, std::string& reason) {
+        return store.DbWriteRegistrations(batch, &reason);
+    }};
+    Registrar registrar{store.users(), store.system(), clock,
+                        [this](UserChange&& change) { writer.add(std::move(change)); }};
+    SipService sip{store, registrar, clock};
+};
+
+namespace {
+
+// Of the one Capp, for CloseServer.
+std::atomic<RegistrationWriter*> theWriter = nullptr;
+std::atomic<SipService*> theSip = nullptr;
+
+} // namespace
+
+Capp::Capp()
+{
+    BclOpenLog();
+    _impl = std::make_unique<Impl>();
+    if (!_impl->hasCrypto)
+        ServerLog("The cryptographic library could not be started: no telephone can register.");
+    _impl->registrar.load(_impl->store.DbReadRegistrations());
+    theWriter.store(&_impl->writer);
+    theSip.store(&_impl->sip);
+    addTask("sip", [impl = _impl.get()] { impl->sip.run(); });
+    addTask("registrations", [impl = _impl.get()] { impl->writer.run(); });
+}
+
+Capp::~Capp() = default;
+
+Cdb_fac_mgr* Capp::GetFacMgr()
+{
+    return &_impl->store;
+}
+
+void CloseServer()
+{
+    BclCloseEvents(kCloseEventsMs);
+    if (SipService* sip = theSip.load(); sip != nullptr)
+        sip->close(kParkMs);
+    if (RegistrationWriter* writer = theWriter.load(); writer != nullptr)
+        writer->flush(kFlushMs);
+}

@@ -1,0 +1,25 @@
+#include "registrar/refusal_log.h"
+
+#include "server_log.h"
+
+#include <utility>
+
+void RefusalLog::note(const std::string& user, const std::string& address, const std::string& source,
+                      const std::string& reason)
+{
+    const int64_t now = _clock.steadyMs();
+    std::string key = user + '\n' + address + '\n' + reason;
+    if (const auto it = _loggedAtMs.find(key); it != _loggedAtMs.end() && now - it->second < kPauseMs)
+        return;
+    if (_loggedAtMs.size() >= kMaxEntries) {
+        std::erase_if(_loggedAtMs, [now](const auto& entry) { return now - entry.second >= kPauseMs; });
+        if (_loggedAtMs.size() >= kMaxEntries) {
+            if (!std::exchange(_isFull, true))
+                ServerLog("Many registrations are refused; further ones are not logged for a while.");
+            return;
+        }
+    }
+    _isFull = false;
+    _loggedAtMs.insert_or_assign(std::move(key), now);
+    ServerLog("Registration of user %s from %s refused: %s.", user.c_str(), source.c_str(), reason.c_str());
+}

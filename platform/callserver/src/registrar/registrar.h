@@ -1,0 +1,72 @@
+// The registrar of RFC 3261 section 10: requests in, answers and changes out, without sockets, files and waiting.
+#pragma once
+
+#include "cachedb2/registrations.h"
+#include "cachedb2/snapshot.h"
+#include "cachedb2/sys_tbl.h"
+#include "cachedb2/usr_info.h"
+#include "clock.h"
+#include "registrar/bindings.h"
+#include "registrar/register_auth.h"
+#include "sip/sip_messages.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What became different for a user: all of his bindings as they are to be stored, and what is to be told afterwards.
+struct UserChange {
+    Cdb_user_bindings stored;
+    bool isStateNew = false;
+    bool isAgentNew = false;
+    bool isAddressNew = false;
+    std::vector<std::string> lines; // for the log
+};
+
+// Owner of all bindings. One thread (the SIP thread once that runs).
+class Registrar {
+public:
+    // RFC 3261 section 10.2 leaves the default to the registrar: an hour bounds how long a telephone that was unplugged
+    // looks reachable.
+    static constexpr uint32_t kDefaultExpires = 3600;
+    static constexpr uint32_t kMaxExpires = 3600;
+    // Shorter ones would be keep-alives: two registrations a second for every hundred telephones.
+    static constexpr uint32_t kMinExpires = 60;
+    // Telephones of one user that ring together; more are left-overs of telephones that change their contact.
+    static constexpr size_t kMaxContacts = 10;
+
+    using Sink = std::function<void(UserChange&&)>;
+
+    // The sink is called within the calls below.
+    Registrar(const SnapshotBox<Snapshot<Cdb_usr_info>>& users, const SnapshotBox<Cdb_sys_data>& system,
+              const Clock& clock, Sink sink);
+
+    // Takes over what was stored when the server ended. Once, first.
+    void load(const std::vector<Cdb_user_bindings>& stored);
+    [[nodiscard]] RegisterReply handle(const RegisterRequest& request);
+    // Removes what has expired; cheap when nothing has.
+    void expire();
+    // A stored user was added, changed or deleted; an empty name: any of them.
+    void userChanged(const std::string& user);
+
+private:
+    RegisterReply handleAuthenticated(const RegisterRequest& request);
+    RegisterReply listContacts(const std::string& user) const;
+    RegisterReply removeAll(const RegisterRequest& request);
+    RegisterReply setContacts(const RegisterRequest& request);
+    void setContact(UserBindings& bindings, const RegisterRequest& request, const RegisterContact& contact,
+                    UserChange& change);
+    void commit(const std::string& user, UserChange&& change);
+    [[nodiscard]] ShownUser shownNow(const std::string& user, const UserBindings& bindings);
+    [[nodiscard]] Cdb_user_bindings storable(const std::string& user, const UserBindings& bindings) const;
+    void checkAllUsers();
+
+    SnapshotReader<Snapshot<Cdb_usr_info>> _users;
+    SnapshotReader<Cdb_sys_data> _system;
+    const Clock& _clock;
+    Sink _sink;
+    RegisterAuth _auth;
+    BindingTable _table;
+    uint64_t _order = 0;
+};

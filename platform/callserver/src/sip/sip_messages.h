@@ -1,0 +1,49 @@
+// SIP messages as the server's other parts see them: plain texts and numbers, nothing of the stack.
+#pragma once
+
+#include "sip/contact_uri.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Where a message came from.
+struct SipSource {
+    std::string address; // literal, without brackets
+    uint16_t port = 0;
+    uint8_t transport = 0; // 0 UDP, 1 TCP, 2 TLS
+};
+
+struct RegisterContact {
+    ContactUri uri;
+    std::optional<uint32_t> expires; // s
+    uint8_t priority = 100;          // q value in percent
+};
+
+struct RegisterRequest {
+    SipSource source;
+    std::string requestUri;
+    std::string user; // of the To header, unescaped; empty: none
+    std::string callId;
+    uint32_t cseq = 0;
+    std::vector<RegisterContact> contacts;
+    bool isStar = false;                     // a Contact "*" was among them
+    std::optional<uint32_t> expires;         // s
+    std::string userAgent;                   // as sent
+    std::vector<std::string> authorizations; // values of the Authorization headers
+};
+
+struct RegisterReply {
+    struct Contact {
+        std::string uri;
+        uint32_t expires; // s that remain
+        uint8_t priority;
+    };
+    int status = 0;
+    std::string phrase;
+    std::vector<std::string> challenges; // values of WWW-Authenticate headers
+    std::vector<Contact> contacts;
+    std::optional<uint32_t> minExpires;
+    std::string refusal; // for the administrator: why not; empty: nothing to tell
+};

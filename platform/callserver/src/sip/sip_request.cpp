@@ -1,0 +1,115 @@
+#include "sip/sip_request.h"
+
+#include <arpa/inet.h>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <netdb.h>
+#include <sofia-sip/msg_addr.h>
+#include <sofia-sip/sip_header.h>
+#include <sofia-sip/url.h>
+
+namespace {
+
+constexpr uint32_t kMalformedExpires = 3600; // RFC 3261 section 10.2.1.1
+constexpr size_t kMaxAuthorizations = 8;     // a client has one or two; each costs a parse
+
+SipSource sourceOf(msg_t* message)
+{
+    SipSource source;
+    const su_sockaddr_t* address = msg_addr(message);
+    char text[NI_MAXHOST] = {};
+    if (address->su_family == AF_INET6 && IN6_IS_ADDR_V4MAPPED(&address->su_sin6.sin6_addr))
+        inet_ntop(AF_INET, address->su_sin6.sin6_addr.s6_addr + 12, text, sizeof text);
+    else
+        getnameinfo(&address->su_sa, msg_addrinfo(message)->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+    source.address = text;
+    source.port = ntohs(address->su_port);
+    return source;
+}
+
+std::string uriText(msg_t* message, const url_t* url)
+{
+    char* text = url_as_string(msg_home(message), url);
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+std::string unescaped(const char* text)
+{
+    if (text == nullptr)
+        return {};
+    std::string result(std::strlen(text), '\0');
+    char* end = url_unescape(result.data(), text);
+    result.resize(std::strlen(end));
+    return result;
+}
+
+// Seconds; a number too large for the type is as large as it gets.
+uint32_t deltaSeconds(const char* text)
+{
+    const char* end = text + std::strlen(text);
+    uint32_t value = 0;
+    const auto [stop, error] = std::from_chars(text, end, value);
+    if (error == std::errc::result_out_of_range)
+        return UINT32_MAX;
+    return error != std::errc() || stop != end ? kMalformedExpires : value;
+}
+
+uint8_t percentOf(const char* q)
+{
+    if (q == nullptr)
+        return 100;
+    double value = 1;
+    const auto [stop, error] = std::from_chars(q, q + std::strlen(q), value);
+    return error != std::errc() || !(value >= 0 && value <= 1) ? 100 : static_cast<uint8_t>(std::lround(value * 100));
+}
+
+// The parameters as they came, in one text again: the stack has split them at their commas.
+std::string authorizationText(const sip_authorization_t* header)
+{
+    std::string text = header->au_scheme == nullptr ? "" : header->au_scheme;
+    char separator = ' ';
+    for (msg_param_t const* param = header->au_params; param != nullptr && *param != nullptr; ++param) {
+        text += separator;
+        text += *param;
+        separator = ',';
+    }
+    return text;
+}
+
+void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& request)
+{
+    for (; header != nullptr; header = header->m_next) {
+        RegisterContact& contact = request.contacts.emplace_back();
+        if (header->m_url->url_type == url_any) {
+            request.isStar = true;
+            continue;
+        }
+        contact.uri = makeContactUri(uriText(message, header->m_url));
+        contact.priority = percentOf(header->m_q);
+        if (header->m_expires != nullptr)
+            contact.expires = deltaSeconds(header->m_expires);
+    }
+}
+
+} // namespace
+
+RegisterRequest registerRequest(msg_t* message, const sip_t* sip)
+{
+    RegisterRequest request;
+    request.source = sourceOf(message);
+    request.requestUri = uriText(message, sip->sip_request->rq_url);
+    request.user = unescaped(sip->sip_to->a_url->url_user);
+    request.callId = sip->sip_call_id->i_id;
+    request.cseq = sip->sip_cseq->cs_seq;
+    addContacts(message, sip->sip_contact, request);
+    if (sip->sip_expires != nullptr)
+        request.expires =
+            sip->sip_expires->ex_date != 0 ? kMalformedExpires : static_cast<uint32_t>(sip->sip_expires->ex_delta);
+    if (sip->sip_user_agent != nullptr && sip->sip_user_agent->g_string != nullptr)
+        request.userAgent = sip->sip_user_agent->g_string;
+    for (const sip_authorization_t* header = sip->sip_authorization;
+         header != nullptr && request.authorizations.size() < kMaxAuthorizations; header = header->au_next)
+        request.authorizations.push_back(authorizationText(header));
+    return request;
+}

@@ -1,0 +1,38 @@
+// Joins the SIP stack, the registrar and the store on the SIP thread.
+#pragma once
+
+#include "clock.h"
+#include "registrar/refusal_log.h"
+#include "registrar/registrar.h"
+#include "sip/sip_agent.h"
+#include "sip/sip_stack.h"
+
+#include "cachedb2/fac_mgr.h"
+
+// Owner: the server application object. Never destroyed once run() was called.
+class SipService final : public SipHandler {
+public:
+    // The registrar is the SIP thread's own from run() on.
+    SipService(Cdb_fac_mgr& store, Registrar& registrar, const Clock& clock);
+
+    // The body of the SIP thread.
+    void run();
+
+    // Ends the work of the SIP thread for good; false when it still works after this time. Any other thread.
+    bool close(unsigned timeoutMs) { return _stack.park(timeoutMs); }
+
+    [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
+
+private:
+    void serveConfigured();
+    void onStoreChange(const Cdb_change& change);
+    void step();
+
+    Cdb_fac_mgr& _store;
+    Registrar& _registrar;
+    const Clock& _clock;
+    RefusalLog _refusals;
+    SipStack _stack;
+    SipAgent _agent;
+    int64_t _addressesAtMs = 0; // when the machine's addresses were looked at last
+};

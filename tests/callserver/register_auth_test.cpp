@@ -1,0 +1,221 @@
+#include "callserver/registrar_fixture.h"
+
+#include "bcl2/text.h"
+#include "cachedb2/switch_variants.h"
+
+namespace {
+
+constexpr const char* kPhone = "sip:1000@192.0.2.1:5060";
+
+class RegisterAuthTest : public RegistrarFixture {
+protected:
+    void setRealm(const char* realm)
+    {
+        Cdb_sys_data record;
+        record.SetRealm(realm);
+        system.put(std::make_shared<const Cdb_sys_data>(record));
+    }
+    // The answer to credentials made of the first challenge and then changed.
+    RegisterReply withChanged(const std::string& from, const std::string& to)
+    {
+        RegisterRequest asked = request({contact(kPhone)});
+        asked.cseq = 1;
+        std::string text = credentials(registrar->handle(asked), asked, "1000", "secret");
+        const size_t at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        asked.authorizations = {text.replace(at, from.size(), to)};
+        return registrar->handle(asked);
+    }
+};
+
+TEST_F(RegisterAuthTest, ChallengesWhoHasNoCredentials)
+{
+    const RegisterReply answer = registrar->handle(request({contact(kPhone)}));
+    EXPECT_EQ(answer.status, 401);
+    ASSERT_EQ(answer.challenges.size(), 1U);
+    EXPECT_NE(answer.challenges[0].find("Digest realm=\"parlovex\", nonce=\""), std::string::npos);
+    EXPECT_NE(answer.challenges[0].find("algorithm=MD5, qop=\"auth\""), std::string::npos);
+    EXPECT_EQ(answer.challenges[0].find("stale"), std::string::npos);
+    EXPECT_TRUE(changes.empty());
+}
+
+TEST_F(RegisterAuthTest, AcceptsTheRightPassword)
+{
+    EXPECT_EQ(handle(request({contact(kPhone)})).status, 200);
+}
+
+TEST_F(RegisterAuthTest, AnswersEveryWrongCredentialAlike)
+{
+    putUser("2000", "");
+    const RegisterReply wrongPassword = handle(request({contact(kPhone)}), "Secret");
+    const RegisterReply unknownUser = handle(request({contact(kPhone)}, "9999"));
+    const RegisterReply noPassword = handle(request({contact(kPhone)}, "2000"), "");
+    const RegisterReply wrongRealm = withChanged("realm=\"parlovex\"", "realm=\"other\"");
+    EXPECT_EQ(wrongPassword.status, 403);
+    for (const RegisterReply* answer : {&unknownUser, &noPassword, &wrongRealm}) {
+        EXPECT_EQ(answer->status, wrongPassword.status);
+        EXPECT_EQ(answer->phrase, wrongPassword.phrase);
+        EXPECT_TRUE(answer->challenges.empty());
+    }
+    EXPECT_EQ(wrongPassword.refusal, "wrong user name or password");
+    EXPECT_TRUE(changes.empty());
+}
+
+TEST_F(RegisterAuthTest, UserNamesAreCaseSensitive)
+{
+    putUser("Anna", "secret");
+    EXPECT_EQ(handle(request({contact(kPhone)}, "anna")).status, 403);
+    EXPECT_EQ(handle(request({contact(kPhone)}, "Anna")).status, 200);
+}
+
+TEST_F(RegisterAuthTest, RefusesToRegisterAnotherUser)
+{
+    putUser("1001", "other");
+    RegisterRequest asked = request({contact(kPhone)}, "1001");
+    asked.cseq = 1;
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    const RegisterReply answer = registrar->handle(asked);
+    EXPECT_EQ(answer.status, 403);
+    EXPECT_EQ(answer.phrase, "Forbidden");
+    EXPECT_TRUE(changes.empty());
+}
+
+TEST_F(RegisterAuthTest, OldNonceIsRenewedAsStale)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    clock.passMs(NonceMaker::kLifetimeMs + 1);
+    const RegisterReply answer = registrar->handle(asked);
+    EXPECT_EQ(answer.status, 401);
+    EXPECT_NE(answer.challenges.at(0).find(", stale=true"), std::string::npos);
+    asked.authorizations = {credentials(answer, asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
+TEST_F(RegisterAuthTest, NonceOfAnotherAddressIsStale)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    asked.source.address = "192.0.2.2";
+    const RegisterReply answer = registrar->handle(asked);
+    EXPECT_EQ(answer.status, 401);
+    EXPECT_NE(answer.challenges.at(0).find("stale=true"), std::string::npos);
+    asked.source = {"192.0.2.1", 61000, 0};
+    EXPECT_EQ(registrar->handle(asked).status, 200) << "the port may change behind a NAT";
+}
+
+TEST_F(RegisterAuthTest, InventedNonceIsChallengedPlainly)
+{
+    const RegisterReply answer = withChanged("nonce=\"", "nonce=\"x");
+    EXPECT_EQ(answer.status, 401);
+    EXPECT_EQ(answer.challenges.at(0).find("stale"), std::string::npos);
+}
+
+TEST_F(RegisterAuthTest, RealmOfTheSystemRecordHoldsAtOnce)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    setRealm("o\"ffice");
+    const RegisterReply answer = registrar->handle(asked);
+    EXPECT_EQ(answer.status, 401) << "a telephone that still uses the former realm is told the new one";
+    EXPECT_NE(answer.challenges.at(0).find("realm=\"o\\\"ffice\""), std::string::npos);
+    EXPECT_NE(answer.challenges.at(0).find("stale=true"), std::string::npos);
+}
+
+TEST_F(RegisterAuthTest, RefusesIncompleteCredentials)
+{
+    EXPECT_EQ(withChanged("qop=auth", "qop=auth-int").status, 400);
+    EXPECT_EQ(withChanged(", qop=auth, nc=00000001", "").status, 400) << "RFC 2069 form";
+    EXPECT_EQ(withChanged("nc=00000001", "nc=1").status, 400);
+    EXPECT_EQ(withChanged("nc=00000001", "nc=0000000g").status, 400);
+    EXPECT_EQ(withChanged("cnonce=\"c0\"", "cnonce=\"\"").status, 400);
+    EXPECT_EQ(withChanged("username=", "name=").status, 400);
+    EXPECT_EQ(withChanged("response=", "resp=").status, 400);
+    EXPECT_EQ(withChanged("realm=", "realm=\"a\", realm=").status, 400);
+    EXPECT_EQ(withChanged("uri=\"sip:server.test\"", "uri=\"sip:server.example\"").status, 400);
+}
+
+TEST_F(RegisterAuthTest, UriIsComparedWithoutCaseOfHostAndWithoutParameters)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    asked.requestUri = "sip:SERVER.test;transport=udp";
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    asked.requestUri = "sip:server.test";
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
+TEST_F(RegisterAuthTest, UnknownAlgorithmIsChallengedAgain)
+{
+    EXPECT_EQ(withChanged("algorithm=MD5", "algorithm=MD5-sess").status, 401);
+    EXPECT_EQ(withChanged("algorithm=MD5", "algorithm=SHA-256").status, 401) << "not offered";
+}
+
+TEST_F(RegisterAuthTest, AbsentAlgorithmIsMd5)
+{
+    EXPECT_EQ(withChanged("algorithm=MD5, ", "").status, 200);
+}
+
+TEST_F(RegisterAuthTest, CredentialsForOtherRealmsDoNotDisturb)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    const std::string own = credentials(registrar->handle(asked), asked, "1000", "secret");
+    const std::string other =
+        "Digest username=\"x\", realm=\"elsewhere\", nonce=\"n\", uri=\"sip:server.test\", response=\"00\"";
+    asked.authorizations = {"Basic YTpi", other, own, other};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
+TEST_F(RegisterAuthTest, Sha256CanBeOfferedFirst)
+{
+    gVarSipDigestSha256 = 1;
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    RegisterReply challenge = registrar->handle(asked);
+    ASSERT_EQ(challenge.challenges.size(), 2U);
+    EXPECT_NE(challenge.challenges[0].find("algorithm=SHA-256"), std::string::npos);
+    EXPECT_NE(challenge.challenges[1].find("algorithm=MD5"), std::string::npos);
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+    challenge.challenges.erase(challenge.challenges.begin());
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
+TEST_F(RegisterAuthTest, Sha256CanBeDemanded)
+{
+    gVarSipDigestSha256 = 2;
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    RegisterReply challenge = registrar->handle(asked);
+    ASSERT_EQ(challenge.challenges.size(), 1U);
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+    challenge.challenges[0].replace(challenge.challenges[0].find("SHA-256"), 7, "MD5");
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).status, 401);
+}
+
+TEST_F(RegisterAuthTest, AccountExpiresAfterItsLastDay)
+{
+    const auto setLastDay = [this](uint32_t date) {
+        putUser("1000", "secret", [date](Cdb_usr_info& record) { record.expiryDate = date; });
+    };
+    const uint32_t today = BclGetDateInt(clock.wallSeconds());
+    setLastDay(today);
+    EXPECT_EQ(handle(request({contact(kPhone)})).status, 200);
+    clock.passSeconds(86400);
+    const RegisterReply answer = handle(request({contact(kPhone)}));
+    EXPECT_EQ(answer.status, 403);
+    EXPECT_EQ(answer.refusal, "the account has expired");
+    EXPECT_EQ(handle(request({contact(kPhone)}), "wrong").refusal, "wrong user name or password")
+        << "strangers are not told of it";
+    setLastDay(0);
+    EXPECT_EQ(handle(request({contact(kPhone)})).status, 200);
+}
+
+} // namespace

@@ -1,0 +1,123 @@
+#include "callserver/registrar_fixture.h"
+
+#include "bcl2/text.h"
+
+namespace {
+
+constexpr const char* kPhone = "sip:1000@192.0.2.1:5060";
+
+class RegistrarUsersTest : public RegistrarFixture {
+protected:
+    void putIpUser(const std::string& name, const char* address, uint32_t port)
+    {
+        putUser(name, "secret", [&](Cdb_usr_info& record) {
+            record.flags |= kUsrIpAuth;
+            BclCopyStr(record.ipAddr, address);
+            record.ipPort = port;
+        });
+    }
+};
+
+TEST_F(RegistrarUsersTest, UserWithIpAuthenticationHasARow)
+{
+    putIpUser("2000", "192.0.2.9", 5090);
+    registrar->userChanged("2000");
+    const UserChange change = takeChange();
+    EXPECT_TRUE(change.isStateNew && change.isAddressNew);
+    EXPECT_TRUE(change.stored.hasRow);
+    EXPECT_STREQ(change.stored.row.preAddr, "192.0.2.9");
+    EXPECT_EQ(change.stored.row.prePort, 5090);
+    EXPECT_EQ(change.stored.row.usrStage, kUsrIdle);
+    registrar->userChanged("2000");
+    EXPECT_TRUE(changes.empty()) << "nothing is different";
+}
+
+TEST_F(RegistrarUsersTest, RowFollowsTheRecord)
+{
+    putIpUser("2000", "192.0.2.9", 5090);
+    registrar->userChanged("2000");
+    takeChanges();
+    putIpUser("2000", "192.0.2.9", 5091);
+    registrar->userChanged("2000");
+    UserChange change = takeChange();
+    EXPECT_TRUE(change.isAddressNew);
+    EXPECT_FALSE(change.isStateNew);
+    EXPECT_EQ(change.stored.row.prePort, 5091);
+    putUser("2000", "secret");
+    registrar->userChanged("2000");
+    change = takeChange();
+    EXPECT_TRUE(change.isStateNew);
+    EXPECT_FALSE(change.stored.hasRow);
+}
+
+TEST_F(RegistrarUsersTest, BulkChangeLooksAtAllUsers)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    putIpUser("2000", "192.0.2.9", 5090);
+    removeUser("1000");
+    registrar->userChanged("");
+    ASSERT_EQ(changes.size(), 2U);
+    for (const UserChange& change : takeChanges())
+        EXPECT_EQ(change.stored.hasRow, change.stored.userName == "2000");
+}
+
+TEST_F(RegistrarUsersTest, RowsAreThereAtStart)
+{
+    putIpUser("2000", "192.0.2.9", 5090);
+    restart();
+    EXPECT_EQ(takeChange().stored.userName, "2000");
+    restart();
+    EXPECT_TRUE(changes.empty()) << "it was stored";
+}
+
+TEST_F(RegistrarUsersTest, RegistrationsBehindIpAuthenticationShowWhenItIsSwitchedOff)
+{
+    registerFrom(kPhone);
+    putIpUser("1000", "192.0.2.9", 5090);
+    registrar->userChanged("1000");
+    EXPECT_STREQ(takeChanges().back().stored.row.preAddr, "192.0.2.9");
+    handle(request({contact(kPhone)}));
+    EXPECT_STREQ(takeChange().stored.row.preAddr, "192.0.2.9");
+    putUser("1000", "secret");
+    registrar->userChanged("1000");
+    const UserChange change = takeChange();
+    EXPECT_STREQ(change.stored.row.preAddr, "192.0.2.1");
+    EXPECT_FALSE(change.isStateNew);
+}
+
+TEST_F(RegistrarUsersTest, DeletedUserLosesHisBindings)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    removeUser("1000");
+    registrar->userChanged("1000");
+    const UserChange change = takeChange();
+    EXPECT_TRUE(change.isStateNew);
+    EXPECT_FALSE(change.stored.hasRow);
+    EXPECT_TRUE(change.stored.contacts.empty());
+    EXPECT_EQ(change.lines.size(), 1U);
+    putUser("1000", "secret");
+    EXPECT_TRUE(handle(request({})).contacts.empty()) << "a new user of the same name begins without";
+}
+
+TEST_F(RegistrarUsersTest, UserDeletedWhileTheServerWasDownIsForgotten)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    removeUser("1000");
+    restart();
+    EXPECT_FALSE(takeChange().stored.hasRow);
+}
+
+TEST_F(RegistrarUsersTest, ChangeOfAnOrdinaryUserIsSilent)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    putUser("1000", "other");
+    registrar->userChanged("1000");
+    registrar->userChanged("nobody");
+    EXPECT_TRUE(changes.empty());
+}
+
+} // namespace

@@ -1,0 +1,62 @@
+// A small SIP client over UDP that says exactly what a test wants said.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct SipAnswer {
+    int status = 0; // 0: none came
+    std::string text;
+
+    // Values of the headers of that name, in order.
+    [[nodiscard]] std::vector<std::string> headers(const std::string& name) const;
+    // The first of them; empty when there is none.
+    [[nodiscard]] std::string header(const std::string& name) const;
+};
+
+class SipClient {
+public:
+    // Speaks from a port of its own on the same loopback address.
+    SipClient(const std::string& serverAddress, uint16_t serverPort);
+    ~SipClient();
+    SipClient(const SipClient&) = delete;
+    SipClient& operator=(const SipClient&) = delete;
+
+    [[nodiscard]] uint16_t port() const { return _port; }
+    // "address:port" as the server writes it.
+    [[nodiscard]] std::string source() const;
+    [[nodiscard]] std::string contact(const std::string& user) const;
+
+    // Sends a request with this client's own Via, From, Call-ID and a new CSeq, and waits for its answer. `headers` are
+    // whole lines; a To header among them replaces the usual one.
+    SipAnswer request(const std::string& method, const std::string& user, const std::vector<std::string>& headers = {},
+                      const std::string& requestUri = {});
+    // Sends these bytes and waits for whatever comes.
+    SipAnswer exchange(const std::string& text);
+    void send(const std::string& text) const;
+    // The next packet; status 0 when none comes within the time.
+    SipAnswer receive(int timeoutMs) const;
+    [[nodiscard]] std::string requestText(const std::string& method, const std::string& user,
+                                          const std::vector<std::string>& headers, const std::string& requestUri = {});
+
+    // Registers with digest: a request, the challenge of the algorithm, the request again. Gives the last answer.
+    SipAnswer registerUser(const std::string& user, const std::string& password,
+                           const std::vector<std::string>& headers, const std::string& algorithm = "MD5");
+    // The Authorization header line for one challenge.
+    [[nodiscard]] std::string authorization(const std::string& challenge, const std::string& user,
+                                            const std::string& password) const;
+    [[nodiscard]] std::string serverUri() const;
+
+private:
+    std::string _server;
+    std::string _host; // in the form of URIs
+    uint16_t _serverPort;
+    uint16_t _port = 0;
+    int _fd = -1;
+    unsigned _cseq = 0;
+};
+
+// The value of a parameter of a challenge, unquoted; empty when it is not there.
+[[nodiscard]] std::string challengeParam(const std::string& challenge, const std::string& name);
