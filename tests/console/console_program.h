@@ -1,0 +1,32 @@
+// The real program as a child process.
+#pragma once
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+class ConsoleProgram {
+public:
+    // Runs in the folder that holds the program and its language files, on Qt's "offscreen" platform unless told
+    // otherwise.
+    explicit ConsoleProgram(const QString& home);
+    // Ends it if it still runs.
+    ~ConsoleProgram();
+
+    void setPlatform(const QString& platform);
+    void start();
+    // True once the program has passed the single instance test and handles SIGTERM; false when it never did.
+    [[nodiscard]] bool waitUntilItHandlesSignals();
+    [[nodiscard]] bool isRunning() const { return _process.state() == QProcess::Running; }
+    void sendSignal(int number) const;
+    // Waits for its end: the exit code, or -1 when it crashed, was killed or did not end.
+    [[nodiscard]] int exitCode();
+    // What it wrote to its standard output and error so far.
+    [[nodiscard]] QByteArray output() { return _process.readAll(); }
+    [[nodiscard]] qint64 processId() const { return _process.processId(); }
+
+private:
+    void addOption(const QString& variable, const QString& option);
+
+    QProcess _process;
+    QProcessEnvironment _environment;
+};

@@ -1,0 +1,148 @@
+// What only a desktop with a window manager and a tray can show.
+#include "console/console_program.h"
+#include "console/virtual_desktop.h"
+#include "support/console_fixture.h"
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QLabel>
+#include <QScreen>
+
+#include <csignal>
+
+namespace {
+
+class Desktop : public ConsoleFixture {
+protected:
+    // A visible top-level widget of this class, as the toolkit's own tray code makes them.
+    static QWidget* topLevel(const char* className)
+    {
+        for (QWidget* const widget : QApplication::topLevelWidgets()) {
+            if (widget->isVisible() && widget->inherits(className))
+                return widget;
+        }
+        return nullptr;
+    }
+    static QWidget* waitForTopLevel(const char* className)
+    {
+        waitUntil([&] { return topLevel(className) != nullptr; });
+        return topLevel(className);
+    }
+    // Runs a tool against the display; its output, trimmed.
+    static QByteArray run(const QString& program, const QStringList& arguments)
+    {
+        QProcess process;
+        process.start(program, arguments);
+        process.waitForFinished(kPatienceMs);
+        return process.readAllStandardOutput().trimmed();
+    }
+    static void clickAt(const QPoint& place, int times)
+    {
+        run(QStringLiteral("xdotool"),
+            {QStringLiteral("mousemove"), QString::number(place.x()), QString::number(place.y()),
+             QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(times), QStringLiteral("--delay"),
+             QStringLiteral("20"), QStringLiteral("1")});
+    }
+    static QByteArray windowsNamed(const QString& caption)
+    {
+        return run(QStringLiteral("xdotool"),
+                   {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), caption});
+    }
+};
+
+const QString kCaption = QStringLiteral("Parlovex V50 build 20240502");
+
+TEST_F(Desktop, WindowTakesHalfOfTheScreenRoundedAndIsCentredTruncated)
+{
+    buildWindow();
+    EXPECT_EQ(window->size(), QSize(642, 402)) << "1283 and 803 halved, .5 away from zero";
+    // Width 1283 - 642 = 641; height less the margin 779 - 402 = 377: both halves lose .5; no offset for the margin.
+    EXPECT_EQ(window->pos(), QPoint(320, 188));
+}
+
+TEST_F(Desktop, CloseHidesIntoTheTrayAndShowsTheBalloonForTenSeconds)
+{
+    startConsole();
+    ASSERT_NE(waitForTopLevel("QSystemTrayIconSys"), nullptr);
+    EXPECT_FALSE(window->close());
+    EXPECT_TRUE(window->isHidden());
+
+    QWidget* const balloon = waitForTopLevel("QBalloonTip");
+    ASSERT_NE(balloon, nullptr);
+    QStringList texts;
+    for (const QLabel* const label : balloon->findChildren<QLabel*>())
+        texts.append(label->text());
+    EXPECT_TRUE(texts.contains(QStringLiteral("Parlovex is here"))) << texts.join('|').toStdString();
+    EXPECT_TRUE(texts.contains(QStringLiteral("Double click this icon to restore main window")));
+    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(balloon);
+    ASSERT_EQ(timers.size(), 1);
+    EXPECT_EQ(timers.first().interval, 10000);
+}
+
+TEST_F(Desktop, DoubleClickOnTheTrayIconRestoresTheWindow)
+{
+    startConsole();
+    const auto* const icon = window->findChild<QSystemTrayIcon*>();
+    ASSERT_NE(icon, nullptr);
+    QList<QSystemTrayIcon::ActivationReason> reasons;
+    QObject::connect(icon, &QSystemTrayIcon::activated,
+                     [&reasons](QSystemTrayIcon::ActivationReason reason) { reasons.append(reason); });
+    ASSERT_TRUE(waitUntil([&] { return !icon->geometry().isEmpty() && topLevel("QSystemTrayIconSys") != nullptr; }));
+    window->close();
+
+    // Until the icon has found its place in the tray, clicks fall beside it; two that follow too soon are a double
+    // click.
+    ASSERT_TRUE(waitUntil([&] {
+        clickAt(icon->geometry().center(), 1);
+        QElapsedTimer sinceClick;
+        sinceClick.start();
+        while (reasons.isEmpty() && sinceClick.elapsed() < qint64{2} * QApplication::doubleClickInterval())
+            QCoreApplication::processEvents();
+        return reasons.contains(QSystemTrayIcon::Trigger);
+    }));
+    EXPECT_TRUE(window->isHidden()) << "a single click does nothing";
+
+    clickAt(icon->geometry().center(), 2);
+    ASSERT_TRUE(waitUntil([this] { return window->isVisible(); }));
+    EXPECT_TRUE(reasons.contains(QSystemTrayIcon::DoubleClick));
+    EXPECT_FALSE(window->isMinimized() || window->isMaximized());
+}
+
+TEST_F(Desktop, ProgramShowsOneWindowAndEndsByItsExitItem)
+{
+    keepServerLocal();
+    ConsoleProgram program(inHome(QString()));
+    program.setPlatform(QStringLiteral("xcb"));
+    program.start();
+    ASSERT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
+
+    ConsoleProgram second(inHome(QString()));
+    second.setPlatform(QStringLiteral("xcb"));
+    second.start();
+    EXPECT_EQ(second.exitCode(), 0);
+    const QByteArray windows = windowsNamed(kCaption);
+    EXPECT_EQ(windows.split('\n').size(), 1) << windows.toStdString();
+
+    const QString id = QString::fromLatin1(windows);
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+f"), QStringLiteral("x")});
+    EXPECT_EQ(program.exitCode(), 0) << program.output().toStdString();
+}
+
+TEST_F(Desktop, CloseButtonLeavesTheProgramRunningOutOfSight)
+{
+    keepServerLocal();
+    ConsoleProgram program(inHome(QString()));
+    program.setPlatform(QStringLiteral("xcb"));
+    program.start();
+    ASSERT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
+    const QString id = QString::fromLatin1(windowsNamed(kCaption));
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
+    EXPECT_TRUE(waitUntil([] { return windowsNamed(kCaption).isEmpty(); }));
+    EXPECT_TRUE(program.isRunning());
+    program.sendSignal(SIGTERM);
+    EXPECT_EQ(program.exitCode(), 0) << program.output().toStdString();
+}
+
+} // namespace

@@ -1,0 +1,222 @@
+#include "support/console_fixture.h"
+
+#include "bcl2/text.h"
+#include "cachedb2/fac_mgr.h"
+#include "callserver/app.h"
+#include "start_up.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTextEdit>
+#include <QTimer>
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// A UDP port of 127.0.0.1 that nobody uses at this moment; 0 when there is none.
+int freeUdpPort()
+{
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    int port = 0;
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0)
+        port = ntohs(address.sin_port);
+    close(fd);
+    return port;
+}
+
+} // namespace
+
+void callLater(QObject* context, int ms, std::function<void()> call)
+{
+    auto* const timer = new QTimer(context);
+    timer->setSingleShot(true);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, call = std::move(call)] {
+        timer->deleteLater();
+        call();
+    });
+    timer->start(ms);
+}
+
+BoxAnswers::BoxAnswers()
+{
+    qApp->installEventFilter(this);
+}
+
+BoxAnswers::~BoxAnswers()
+{
+    for (const Expected& left : _expected)
+        ADD_FAILURE() << "nobody showed the expected box \"" << left.title.toStdString() << "\"";
+}
+
+void BoxAnswers::expect(const QString& title, const QString& text, std::function<void(QMessageBox&)> answer)
+{
+    _expected.push_back({title, text, std::move(answer)});
+}
+
+bool BoxAnswers::eventFilter(QObject* watched, QEvent* event)
+{
+    if (auto* const box = qobject_cast<QMessageBox*>(watched); box != nullptr && event->type() == QEvent::Show) {
+        ++_shown;
+        // Its buttons are there once it has handled this event.
+        callLater(box, 0, [this, box] { answerBox(*box); });
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void BoxAnswers::answerBox(QMessageBox& box)
+{
+    if (_expected.empty()) {
+        ADD_FAILURE() << "unexpected box \"" << box.windowTitle().toStdString() << "\": " << box.text().toStdString();
+        box.reject();
+        return;
+    }
+    const Expected expected = std::move(_expected.front());
+    _expected.pop_front();
+    EXPECT_EQ(box.windowTitle(), expected.title);
+    EXPECT_EQ(box.text(), expected.text);
+    if (expected.answer) {
+        expected.answer(box);
+        return;
+    }
+    QAbstractButton* const ok = box.button(QMessageBox::Ok);
+    EXPECT_NE(ok, nullptr);
+    if (ok != nullptr)
+        ok->click();
+    else
+        box.reject();
+}
+
+void ConsoleFixture::SetUp()
+{
+    ASSERT_TRUE(_home.isValid() && _runFolder.isValid());
+    qputenv("PARLOVEX_HOME", _home.path().toUtf8());
+    const QDir languages(QStringLiteral(PARLOVEX_LANG_DIR));
+    for (const QString& name : languages.entryList({QStringLiteral("res.*")}, QDir::Files))
+        ASSERT_TRUE(QFile::copy(languages.filePath(name), inRunFolder(name)));
+    _oldFolder = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(_runFolder.path()));
+}
+
+void ConsoleFixture::TearDown()
+{
+    // As the program ends: the server falls silent before the window that its events reach is destroyed.
+    if (window)
+        CloseServer();
+    window.reset();
+    QDir::setCurrent(_oldFolder);
+}
+
+QString ConsoleFixture::inHome(const QString& name) const
+{
+    return _home.filePath(name);
+}
+
+QString ConsoleFixture::inRunFolder(const QString& name) const
+{
+    return _runFolder.filePath(name);
+}
+
+void ConsoleFixture::writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_EQ(file.write(content), content.size());
+}
+
+QByteArray ConsoleFixture::readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void ConsoleFixture::writeSwitches(const QByteArray& lines) const
+{
+    writeFile(inHome(QStringLiteral("switch.ini")), "[switch]\n" + lines);
+}
+
+void ConsoleFixture::keepServerLocal()
+{
+    Cdb_fac_mgr store;
+    Cdb_sys_data record;
+    BclCopyStr(record.localAddr, "127.0.0.1");
+    record.udpPort = freeUdpPort();
+    ASSERT_EQ(store.DbSetSysData(record), kDbOk);
+}
+
+Cfrm_main& ConsoleFixture::buildWindow(const std::function<std::unique_ptr<Cfrm_main>()>& make)
+{
+    PrepareApplication();
+    window = make ? make() : std::make_unique<Cfrm_main>(nullptr);
+    return *window;
+}
+
+Cfrm_main& ConsoleFixture::startConsole()
+{
+    keepServerLocal();
+    buildWindow().show();
+    return *window;
+}
+
+bool ConsoleFixture::waitUntil(const std::function<bool()>& condition)
+{
+    constexpr int kSliceMs = 5;
+    QElapsedTimer waited;
+    waited.start();
+    while (!condition()) {
+        if (waited.elapsed() > kPatienceMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, kSliceMs);
+    }
+    return true;
+}
+
+QTextEdit& ConsoleFixture::logView() const
+{
+    return *window->findChild<QTextEdit*>();
+}
+
+QStringList ConsoleFixture::logTexts() const
+{
+    QStringList texts = logView().toPlainText().split(QLatin1Char('\n'));
+    for (QString& line : texts)
+        line = line.section(QStringLiteral(" | "), 1);
+    return texts;
+}
+
+QAction* ConsoleFixture::menuAction(const QStringList& path) const
+{
+    QList<QAction*> level = window->menuBar()->actions();
+    QAction* found = nullptr;
+    for (const QString& text : path) {
+        found = nullptr;
+        for (QAction* const action : level) {
+            if (action->text() == text)
+                found = action;
+        }
+        if (found == nullptr)
+            return nullptr;
+        level = found->menu() == nullptr ? QList<QAction*>() : found->menu()->actions();
+    }
+    return found;
+}
+
+void ConsoleFixture::pressMenu(const QStringList& path) const
+{
+    QAction* const action = menuAction(path);
+    ASSERT_NE(action, nullptr) << path.join(QStringLiteral(" > ")).toStdString();
+    ASSERT_TRUE(action->isEnabled() && action->isVisible());
+    action->trigger();
+}

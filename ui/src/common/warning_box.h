@@ -1,0 +1,7 @@
+// The message boxes that every window uses.
+#pragma once
+
+#include <QString>
+
+// Modal, without parent, with the toolkit's OK button; returns when the user has closed it. GUI thread.
+void PlxWarningBox(const QString& title, const QString& text);

@@ -1,0 +1,26 @@
+#include "start_up.h"
+
+#include "cachedb2/switch_variants.h"
+#include "common/lang_res.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QTextCodec>
+
+unsigned InitSwitchVariants()
+{
+    Cbcl_tmp_str path;
+    DbGetSwitchVarFile(path);
+    return DbInitSwitchVariants(path.c_str());
+}
+
+void PrepareApplication()
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QApplication::setApplicationName(QStringLiteral("Parlovex"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/plx_64x64.png")));
+    QApplication::setQuitOnLastWindowClosed(false); // the last window hides in the tray
+    InitSwitchVariants();
+    QApplication::setLayoutDirection(static_cast<Qt::LayoutDirection>(gVarGuiLayoutDir));
+    InitLangureRes(gVarGuiLang);
+}
