@@ -242,6 +242,11 @@ TEST(Printable, showsControlCharactersOfEveryKind)
                  {"\xC2\x80\xC2\x85\xC2\x9F\xC2\xA0", "\\x80\\x85\\x9F\xC2\xA0"},
                  {"\xE2\x80\x8D\xE2\x80\x8E\xE2\x80\x8F\xE2\x80\x90", "\xE2\x80\x8D\\u{200E}\\u{200F}\xE2\x80\x90"},
                  {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9", "\xE2\x80\xA7\\u{2028}\\u{2029}"},
+                 {"\u061b\u061c\u061d", "\u061b\\u{061C}\u061d"},
+                 {"\ufdcf\ufdd0\ufdef\ufdf0", "\ufdcf\\u{FDD0}\\u{FDEF}\ufdf0"},
+                 {"\ufefe\ufeff\uff00", "\ufefe\\u{FEFF}\uff00"},
+                 {"\ufff8\ufff9\ufffc\ufffd\ufffe\uffff", "\ufff8\\u{FFF9}\\u{FFFC}\ufffd\\u{FFFE}\\u{FFFF}"},
+                 {"\U0001fffd\U0001fffe\U00020000", "\U0001fffd\\u{1FFFE}\U00020000"},
                  {"\xE2\x80\xAA\xE2\x80\xAE\xE2\x80\xAF", "\\u{202A}\\u{202E}\xE2\x80\xAF"},
                  {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9\xE2\x81\xAA", "\xE2\x81\xA5\\u{2066}\\u{2069}\xE2\x81\xAA"},
                  {"a\xFF\x80z\xC3", "a\xEF\xBF\xBD\xEF\xBF\xBDz\xEF\xBF\xBD"}};

@@ -2,7 +2,9 @@
 
 #include "cachedb2/store_fixture.h"
 
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 class DataFolder : public StoreFixture {
 protected:
@@ -27,6 +29,15 @@ TEST_F(DataFolder, IsTheOwnVariableThenTheUsersDataThenTheHome)
     unsetenv("PARLOVEX_HOME");
     unsetenv("XDG_DATA_HOME");
     EXPECT_EQ("/three/.local/share/parlovex/", folder());
+}
+
+TEST_F(DataFolder, WithoutAnyVariableIsInTheUsersHome)
+{
+    for (const char* name : {"PARLOVEX_HOME", "XDG_DATA_HOME", "HOME"})
+        unsetenv(name);
+    const passwd* const user = getpwuid(getuid());
+    ASSERT_NE(nullptr, user);
+    EXPECT_EQ(std::string(user->pw_dir) + "/.local/share/parlovex/", folder());
 }
 
 TEST_F(DataFolder, OfARelativeNameCountsFromTheCurrentDirectory)

@@ -53,6 +53,18 @@ TEST_F(SwitchVariants, OfAMissingFileAreTheDefaultsWithALogLine)
     EXPECT_EQ(1u, takeLog().size());
 }
 
+TEST_F(SwitchVariants, OfAFileThatCannotBeReadAreTheDefaultsWithALogLine)
+{
+    std::filesystem::create_directory(path("switch.ini"));
+    EXPECT_EQ(1u, DbInitSwitchVariants(path("switch.ini").c_str()));
+    expectDefaults();
+    const auto log = takeLog();
+    ASSERT_EQ(1u, log.size());
+    EXPECT_NE(std::string::npos, log[0].find("cannot be read")) << log[0];
+    EXPECT_EQ(1u, DbSetUILanguage(1));
+    EXPECT_TRUE(std::filesystem::is_directory(path("switch.ini")));
+}
+
 TEST_F(SwitchVariants, OfGarbageAreTheDefaultsWithALogLine)
 {
     for (const std::string& garbage :

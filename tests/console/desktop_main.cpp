@@ -2,6 +2,7 @@
 #include "console/virtual_desktop.h"
 
 #include "callserver/app.h"
+#include "start_up.h"
 
 #include <QApplication>
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ int main(int argc, char** argv)
         return 1;
     }
     qputenv("QT_QPA_PLATFORM", "xcb");
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    PrepareProcess();
     const QApplication application(argc, argv);
     if (!VirtualDesktop::isReady()) {
         std::cerr << "The virtual desktop has no tray\n";

@@ -5,6 +5,7 @@
 #include "support/console_fixture.h"
 
 #include <QAction>
+#include <QMessageBox>
 #include <QTextEdit>
 
 namespace {
@@ -29,8 +30,13 @@ TEST_F(LangSelect, ChineseIsStoredForTheNextStartAndNoticedOnce)
     writeSwitches("gVarGuiLang=0\n");
     buildWindow();
     ASSERT_FALSE(GetLangItem(71, QString()).isEmpty() || GetLangItem(13, QString()).isEmpty());
-    expectNotice();
+    std::string storedBefore;
+    boxes.expect(GetLangItem(71, QString()), GetLangItem(13, QString()), [&](QMessageBox& box) {
+        storedBefore = storedLanguage();
+        box.accept();
+    });
     choose(kChineseItem);
+    EXPECT_EQ(storedBefore, "1") << "the notice follows the change";
     EXPECT_EQ(gVarGuiLang, 1);
     EXPECT_EQ(storedLanguage(), "1");
     EXPECT_EQ(boxes.shown(), 1);

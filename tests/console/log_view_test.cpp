@@ -46,7 +46,8 @@ TEST_F(LogView, ShowsMarkupAsItStands)
 
 TEST_F(LogView, NoLineBreakForgesALine)
 {
-    for (const char* const breaker : {"\n", "\r\n", "\r", "\v", "\f", "\u0085", "\u2028", "\u2029"}) {
+    for (const char* const breaker :
+         {"\n", "\r\n", "\r", "\v", "\f", "\u0085", "\u2028", "\u2029", "\ufdd0", "\ufdd1"}) {
         view.clear();
         append(QStringLiteral("a") + QString::fromUtf8(breaker) + QStringLiteral("b"));
         EXPECT_EQ(view.document()->blockCount(), 1) << text().toStdString();

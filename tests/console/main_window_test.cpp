@@ -57,6 +57,7 @@ TEST_F(MainWindow, HasNameModalityAndNoContextMenu)
     EXPECT_EQ(main.windowModality(), Qt::ApplicationModal);
     EXPECT_EQ(main.contextMenuPolicy(), Qt::NoContextMenu);
     EXPECT_EQ(main.centralWidget(), &logView());
+    EXPECT_EQ(main.focusWidget(), &logView());
     EXPECT_EQ(main.GetApp(), nullptr) << "the server starts with the first show only";
 }
 
@@ -130,8 +131,13 @@ TEST_F(MainWindow, KeepsTheEventLoopRunningWhenHidden)
 {
     keepServerLocal();
     buildWindow([] { return std::make_unique<WindowWithTray>(true); }).show();
-    window->close();
-    EXPECT_FALSE(QApplication::quitOnLastWindowClosed());
+    constexpr int kOwnEnd = 7;
+    callLater(qApp, 0, [this] {
+        window->close();
+        callLater(qApp, 100, [] { QCoreApplication::exit(kOwnEnd); });
+    });
+    EXPECT_EQ(QApplication::exec(), kOwnEnd);
+    EXPECT_TRUE(window->isHidden());
 }
 
 TEST_F(MainWindow, OnlyADoubleClickOnTheTrayIconRestores)

@@ -1,5 +1,6 @@
 // Runs the tests with an application object that needs no display.
 #include "callserver/app.h"
+#include "start_up.h"
 
 #include <QApplication>
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ int main(int argc, char** argv)
     set_app_singals(); // before any thread exists, as in the program
     qInitResources_plx();
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    PrepareProcess();
     const QApplication application(argc, argv);
     return RUN_ALL_TESTS();
 }

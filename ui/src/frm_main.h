@@ -8,7 +8,6 @@
 
 class Capp;
 class Clog_view;
-class QMenu;
 
 // Shows the server log, carries the menus, owns every other window and starts the call server when it is first shown.
 // It is never closed by its user, only hidden. GUI thread; displayLog and spfDisplayLog may run on any thread.
@@ -69,8 +68,8 @@ private:
 
     void promptResourceRefine(int code);
 
-    QSystemTrayIcon* _trayIcon;
-    Capp* _app;
+    QSystemTrayIcon* _trayIcon = nullptr;
+    Capp* _app = nullptr;
     Clog_view* _logView = nullptr;
     QAction* _actLangFirst = nullptr;
     QAction* _actLangSecond = nullptr;

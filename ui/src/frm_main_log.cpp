@@ -30,7 +30,7 @@ void Cfrm_main::setupTrayIcon()
     if (_trayIcon != nullptr || gVarGuiHideSysTrayIcon == 1)
         return;
     _trayIcon = new QSystemTrayIcon(this);
-    _trayIcon->setIcon(QIcon(QStringLiteral(":/images/plx_64x64.png")));
+    _trayIcon->setIcon(QIcon(QStringLiteral(":images/plx_64x64.png")));
     connect(_trayIcon, &QSystemTrayIcon::activated, this, &Cfrm_main::slotTrayIconActivated);
     _trayIcon->setVisible(true);
 }

@@ -24,11 +24,7 @@ int main(int argc, char** argv)
     BclSetMaxFileHandles(kFileHandles);
     set_app_singals();
     qInitResources_plx();
-
-    // Heeded only before the application object exists. The fallback would let the main window, which refuses to close,
-    // stop the desktop's log-out.
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    QGuiApplication::setFallbackSessionManagementEnabled(false);
+    PrepareProcess();
     QApplication application(argc, argv);
     QuitOnTermination();
     PrepareApplication();

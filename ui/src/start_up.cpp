@@ -7,6 +7,13 @@
 #include <QIcon>
 #include <QTextCodec>
 
+void PrepareProcess()
+{
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    // The fallback would let the main window, which refuses to close, stop the desktop's log-out.
+    QGuiApplication::setFallbackSessionManagementEnabled(false);
+}
+
 unsigned InitSwitchVariants()
 {
     Cbcl_tmp_str path;
@@ -18,7 +25,7 @@ void PrepareApplication()
 {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     QApplication::setApplicationName(QStringLiteral("Parlovex"));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/plx_64x64.png")));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":images/plx_64x64.png")));
     QApplication::setQuitOnLastWindowClosed(false); // the last window hides in the tray
     InitSwitchVariants();
     QApplication::setLayoutDirection(static_cast<Qt::LayoutDirection>(gVarGuiLayoutDir));

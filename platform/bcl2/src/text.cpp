@@ -12,42 +12,6 @@ constexpr size_t kMaxUtf8Length = 4; // RFC 3629 section 3
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
 
-// Length of the well-formed UTF-8 character at `at` and its code point; 0 when there is none (RFC 3629 section 4).
-size_t decodeUtf8(std::string_view text, size_t at, char32_t& code)
-{
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) {
-        code = lead;
-        return 1;
-    }
-    // 0x80 to 0xc1 and 0xf5 to 0xff start no character; the first continuation byte's range keeps overlong forms,
-    // surrogates and numbers above U+10FFFF out.
-    if (lead < 0xc2 || lead > 0xf4)
-        return 0;
-    const size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-    if (text.size() - at < length)
-        return 0;
-    const unsigned char low = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
-    const unsigned char high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
-    if (byte(1) < low || byte(1) > high)
-        return 0;
-    code = lead & (0xffu >> (length + 1));
-    for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0) != 0x80)
-            return 0;
-        code = (code << 6) | (byte(i) & 0x3fu);
-    }
-    return length;
-}
-
-// Characters that could break a line, hide text or turn its direction.
-bool isControl(char32_t code)
-{
-    return code < 0x20 || (code >= 0x7f && code <= 0x9f) || code == 0x200e || code == 0x200f ||
-           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
-}
-
 struct Magnitude {
     uint64_t value = 0;
     bool isNegative = false;
@@ -77,13 +41,52 @@ bool parseNumber(const char* text, Magnitude& out)
 
 } // namespace
 
+size_t BclDecodeUtf8(std::string_view text, char32_t& code)
+{
+    if (text.empty())
+        return 0;
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80) {
+        code = lead;
+        return 1;
+    }
+    // 0x80 to 0xc1 and 0xf5 to 0xff start no character; the first continuation byte's range keeps overlong forms,
+    // surrogates and numbers above U+10FFFF out.
+    if (lead < 0xc2 || lead > 0xf4)
+        return 0;
+    const size_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    if (text.size() < length)
+        return 0;
+    const unsigned char low = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+    const unsigned char high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
+    if (byte(1) < low || byte(1) > high)
+        return 0;
+    char32_t value = lead & (0xffu >> (length + 1));
+    for (size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xc0) != 0x80)
+            return 0;
+        value = (value << 6) | (byte(i) & 0x3fu);
+    }
+    code = value;
+    return length;
+}
+
+bool BclIsControlCharacter(char32_t code)
+{
+    return code < 0x20 || (code >= 0x7f && code <= 0x9f) || code == 0x61c || code == 0x200e || code == 0x200f ||
+           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069) ||
+           (code >= 0xfdd0 && code <= 0xfdef) || code == 0xfeff || (code >= 0xfff9 && code <= 0xfffc) ||
+           (code & 0xfffe) == 0xfffe;
+}
+
 size_t BclUtf8Bound(std::string_view text, size_t bound)
 {
     if (text.size() <= bound)
         return text.size();
     for (size_t back = 1; back < kMaxUtf8Length && back <= bound; ++back) {
         char32_t code = 0;
-        if (decodeUtf8(text, bound - back, code) > back)
+        if (BclDecodeUtf8(text.substr(bound - back), code) > back)
             return bound - back;
     }
     return bound;
@@ -93,7 +96,7 @@ bool BclIsUtf8(std::string_view text)
 {
     for (size_t at = 0; at < text.size();) {
         char32_t code = 0;
-        const size_t length = decodeUtf8(text, at, code);
+        const size_t length = BclDecodeUtf8(text.substr(at), code);
         if (length == 0)
             return false;
         at += length;
@@ -169,12 +172,12 @@ std::string BclPrintable(std::string_view text, size_t bound)
     out.reserve(std::min(text.size(), bound));
     for (size_t at = 0; at < text.size();) {
         char32_t code = 0;
-        const size_t length = decodeUtf8(text, at, code);
+        const size_t length = BclDecodeUtf8(text.substr(at), code);
         std::array<char, 16> escape{};
         std::string_view piece = text.substr(at, length);
         if (length == 0) {
             piece = kReplacement;
-        } else if (isControl(code)) {
+        } else if (BclIsControlCharacter(code)) {
             std::snprintf(escape.data(), escape.size(), code < 0x100 ? "\\x%02X" : "\\u{%04X}",
                           static_cast<unsigned>(code));
             piece = escape.data();

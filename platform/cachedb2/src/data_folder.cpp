@@ -2,8 +2,10 @@
 
 #include "bcl2/process.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <pwd.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +16,19 @@ std::string_view variable(const char* name)
 {
     const char* value = getenv(name);
     return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+// A service manager may start the program without HOME.
+std::string home()
+{
+    if (const auto own = variable("HOME"); !own.empty())
+        return std::string(own);
+    passwd entry{};
+    passwd* found = nullptr;
+    std::array<char, 4096> buffer{};
+    if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr)
+        return found->pw_dir;
+    return {};
 }
 
 } // namespace
@@ -27,7 +42,7 @@ void DbGetDataFolder(Cbcl_tmp_str& out)
         out.appendText(data);
         out.appendText("/parlovex");
     } else {
-        out.appendText(variable("HOME"));
+        out.appendText(home());
         out.appendText("/.local/share/parlovex");
     }
     if (out.view().front() != '/') {

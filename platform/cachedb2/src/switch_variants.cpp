@@ -106,7 +106,10 @@ unsigned DbInitSwitchVariants(const char* path)
 
     const Cbcl_ini_file file(path);
     if (!file.isRead()) {
-        BclLog("The switch file %s is not there or cannot be read; defaults are used.", path == nullptr ? "" : path);
+        const bool isThere = path != nullptr && access(path, F_OK) == 0;
+        BclLog(isThere ? "The switch file %s cannot be read: defaults are used."
+                       : "No switch file at %s: defaults are used.",
+               path == nullptr ? "" : path);
         return 1;
     }
     if (!file.isWellFormed()) {

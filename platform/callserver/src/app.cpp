@@ -11,6 +11,7 @@
 #include "cachedb2/fac_mgr.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <openssl/crypto.h>
 #include <string>
 #include <utility>
@@ -55,6 +56,8 @@ std::atomic<SipService*> theSip = nullptr;
 Capp::Capp()
 {
     BclOpenLog();
+    // A library may call exit() by itself, as the toolkit does when it loses its display.
+    std::atexit(CloseServer);
     _impl = std::make_unique<Impl>();
     if (!_impl->hasCrypto)
         ServerLog("The cryptographic library could not be started: no telephone can register.");
@@ -74,6 +77,9 @@ Cdb_fac_mgr* Capp::GetFacMgr()
 
 void CloseServer()
 {
+    static std::atomic<bool> isClosed = false;
+    if (isClosed.exchange(true))
+        return;
     BclCloseEvents(kCloseEventsMs);
     if (SipService* sip = theSip.load(); sip != nullptr)
         sip->close(kParkMs);

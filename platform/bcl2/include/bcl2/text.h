@@ -11,6 +11,15 @@
 // Bytes that are no UTF-8 are counted as they stand.
 [[nodiscard]] size_t BclUtf8Bound(std::string_view text, size_t bound);
 
+// The well-formed UTF-8 character at the start of `text` (RFC 3629): its length in bytes, 0 when there is none or the
+// text is empty. `code` is set only with a length.
+[[nodiscard]] size_t BclDecodeUtf8(std::string_view text, char32_t& code);
+
+// True for characters that could end a line, hide text or turn its direction: C0, C1, DEL, line and paragraph
+// separators, bidirectional controls, and those that text widgets and converters take for marks of their own (U+FDD0 to
+// U+FDEF, U+FEFF, U+FFF9 to U+FFFC, the last two of each plane).
+[[nodiscard]] bool BclIsControlCharacter(char32_t code);
+
 // True when `text` is well-formed UTF-8 (RFC 3629: no surrogates, no overlong forms, nothing above U+10FFFF).
 [[nodiscard]] bool BclIsUtf8(std::string_view text);
 
@@ -51,7 +60,6 @@ void BclStrTrimSpace(char* text);
 [[nodiscard]] int32_t BclStrToInt(const char* text);
 [[nodiscard]] uint32_t BclStrToU32(const char* text);
 
-// The text as one line that can be shown and logged: control characters (C0, C1, DEL, line and paragraph separators,
-// direction overrides) become "\xNN" or "\u{NNNN}", bytes that are no UTF-8 become U+FFFD, at most `bound` bytes of
-// result.
+// The text as one line that can be shown and logged: control characters (as above) become "\xNN" or "\u{NNNN}", bytes
+// that are no UTF-8 become U+FFFD, at most `bound` bytes of result.
 [[nodiscard]] std::string BclPrintable(std::string_view text, size_t bound = 1024);

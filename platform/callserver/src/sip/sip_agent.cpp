@@ -180,12 +180,17 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     if (!next.failed.empty())
         reportFailures(next.failed, port, next.isForAll());
     if (next.bound.empty()) {
-        next.close();
-        if (hasFormer)
-            reportReady(current.bound, current.port);
-        return;
+        if (next.failed.empty())
+            ServerLog("SIP over UDP waits for the machine to have a network address.");
+        if (hasFormer || !next.isForAll()) {
+            next.close();
+            if (hasFormer)
+                reportReady(current.bound, current.port);
+            return;
+        }
+    } else {
+        reportReady(next.bound, port);
     }
-    reportReady(next.bound, port);
     current.close();
     current = std::move(next);
 }
@@ -193,7 +198,7 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
 void SipAgent::followAddresses()
 {
     Service& current = _impl->current;
-    if (current.bound.empty() || !current.isForAll())
+    if (current.agent == nullptr || !current.isForAll())
         return;
     const std::vector<std::string> present = localAddresses();
     std::vector<std::string> fresh;
