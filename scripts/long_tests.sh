@@ -1,7 +1,7 @@
 # What ./test long does before the normal tests: sourced by ./test, after scripts/packages.sh.
 
 echo "Style"
-git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
+find apps platform tests ui \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 clang-format --dry-run --Werror
 build tidy
 
 for sanitizer in asan tsan; do

@@ -11,13 +11,13 @@ long_packages=(clang clang-tidy clang-format libclang-rt-dev)
 need_packages() {
     local package missing=()
     for package in "$@"; do
-        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+        dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
 
     local as_root=()
     if [ "$(id -u)" -ne 0 ]; then
-        if ! command -v sudo >/dev/null; then
+        if ! command -v sudo >/dev/null || ! { sudo -n true || { [ -t 0 ] && sudo -v; }; } 2>/dev/null; then
             echo "These packages are missing. Please run this command as root, then start again:" >&2
             echo "    apt-get update && apt-get install -y --no-install-recommends ${missing[*]}" >&2
             exit 1
@@ -27,13 +27,15 @@ need_packages() {
     echo "Installing: ${missing[*]}"
     "${as_root[@]}" apt-get update -q
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -q --no-install-recommends "${missing[@]}"
+        apt-get install -y -q --no-install-recommends -o DPkg::Lock::Timeout=300 "${missing[@]}"
 }
 
 # build <preset>: configures and builds; quiet unless something fails.
 build() {
     local log
     log=$(mktemp)
+    # Without a home that can be written the compiler cache would refuse to work.
+    [ -n "${CCACHE_DIR:-}" ] || [ -w "${HOME:-/nonexistent}" ] || export CCACHE_DIR="$PWD/build/ccache"
     echo "Building (preset $1) ..."
     if ! { cmake --preset "$1" && cmake --build --preset "$1"; } >"$log" 2>&1; then
         cat "$log"

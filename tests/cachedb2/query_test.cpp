@@ -122,9 +122,9 @@ TEST_F(Query, KeepsExtremeNumbers)
 TEST_F(Query, RefusesWhatIsNotOneReadingStatement)
 {
     Cdb_query query(store().GetCacheDB());
-    for (const char* sql :
-         {"", "select", "delete from tbl_local_users", "select 1; delete from tbl_local_users",
-          "drop table tbl_local_users", "select * from no_such_table", static_cast<const char*>(nullptr)}) {
+    for (const char* sql : {"", "select", "delete from tbl_local_users", "select 1; delete from tbl_local_users",
+                            "drop table tbl_local_users", "begin", "attach database ':memory:' as other",
+                            "select * from no_such_table", static_cast<const char*>(nullptr)}) {
         EXPECT_EQ(1u, query.prepare(sql));
         EXPECT_EQ(1u, query.step());
         EXPECT_STREQ("", query.getRow(0));

@@ -64,6 +64,27 @@ TEST_F(Registrations, OfADeletedUserAreGone)
     EXPECT_EQ("1", sql(path("runtime.db"), "select count(*) from tbl_sip_reg"));
 }
 
+TEST_F(Registrations, OfADeletedUserAreLeftToTheServerThatListens)
+{
+    ASSERT_EQ(kDbOk, store().DbSetLocalUserData(user("1000")));
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({registered("1000", 2)}));
+    std::vector<bool> removals;
+    store().addListener([&removals](const Cdb_change& change) { removals.push_back(change.isRemoval); });
+    ASSERT_EQ(kDbOk, store().DbDelUsrInfo("1000"));
+    ASSERT_EQ(kDbOk, store().DbSetLocalUserData(user("1000")));
+    EXPECT_EQ((std::vector<bool>{true, false}), removals);
+    EXPECT_EQ("2", sql(path("runtime.db"), "select count(*) from tbl_sip_contact"));
+}
+
+TEST_F(Registrations, ThatCannotAllBeReadAreALogLine)
+{
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({registered("1000", 2)}));
+    sql(path("runtime.db"), "drop table tbl_sip_contact");
+    takeLog();
+    EXPECT_EQ(1u, store().DbReadRegistrations().size());
+    EXPECT_EQ(1u, takeLog().size());
+}
+
 TEST_F(Registrations, RowOfAUserIsOne)
 {
     EXPECT_EQ("userName", sql(path("runtime.db"), "select name from pragma_table_info('tbl_sip_reg') where pk=1"));

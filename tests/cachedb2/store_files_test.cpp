@@ -228,6 +228,21 @@ TEST_F(StoreFiles, OfRegistrationsAreMadeAnewWhenDamaged)
     EXPECT_EQ(kDbOk, store().DbWriteRegistrations({live}));
 }
 
+TEST_F(StoreFiles, PagesStillReadWhenTheFileOfRegistrationsHasNoTables)
+{
+    makeStore();
+    writeFile(path("runtime.db"), "");
+    std::filesystem::remove(path("runtime.db-wal"));
+    {
+        const LockingProcess other(path("runtime.db").string());
+        open();
+        Cdb_query query(store().GetCacheDB());
+        ASSERT_EQ(kDbOk, query.prepare("select usrName, preAddr from tbl_local_users left outer join tbl_sip_reg on "
+                                       "tbl_sip_reg.userName=tbl_local_users.usrName"));
+        EXPECT_EQ(kDbRow, query.step());
+    }
+}
+
 TEST_F(StoreFiles, PagesStillReadWithoutAFileOfRegistrations)
 {
     makeStore();

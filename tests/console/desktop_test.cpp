@@ -145,4 +145,23 @@ TEST_F(Desktop, CloseButtonLeavesTheProgramRunningOutOfSight)
     EXPECT_EQ(program.exitCode(), 0) << program.output().toStdString();
 }
 
+TEST_F(Desktop, CloseButtonMinimisesTheProgramThatHasNoTrayIcon)
+{
+    writeSwitches("gVarGuiHideSysTrayIcon=1\n");
+    keepServerLocal();
+    ConsoleProgram program(inHome(QString()));
+    program.setPlatform(QStringLiteral("xcb"));
+    program.start();
+    ASSERT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
+    const QString id = QString::fromLatin1(windowsNamed(kCaption));
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
+    EXPECT_TRUE(waitUntil([&id] {
+        return run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains("Iconic");
+    }));
+    EXPECT_TRUE(program.isRunning());
+    program.sendSignal(SIGTERM);
+    EXPECT_EQ(program.exitCode(), 0) << program.output().toStdString();
+}
+
 } // namespace

@@ -4,17 +4,63 @@
 #include "common/lang_res.h"
 #include "console/console_program.h"
 #include "support/console_fixture.h"
+#include "support/sip_client.h"
 #include "termination.h"
 
 #include <QApplication>
 #include <QMessageBox>
 #include <QThread>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace {
+
+int rounds()
+{
+    const char* const wanted = getenv("PARLOVEX_LEAVE_ROUNDS");
+    return wanted == nullptr ? 10 : std::max(1, atoi(wanted));
+}
+
+constexpr unsigned kUsers = 20;
+
+// Registers one user after another as fast as the server answers.
+class BusyTelephone {
+public:
+    explicit BusyTelephone(uint16_t port) : _thread([this, port](const std::stop_token& stop) { work(stop, port); }) {}
+    [[nodiscard]] int registered() const { return _registered; }
+
+private:
+    static constexpr int kAnswerMs = 200; // the server may be gone at any moment
+
+    static SipAnswer ask(SipClient& client, const std::string& user, const std::vector<std::string>& headers)
+    {
+        client.send(client.requestText("REGISTER", user, headers));
+        return client.receive(kAnswerMs);
+    }
+    void work(const std::stop_token& stop, uint16_t port)
+    {
+        SipClient client("127.0.0.1", port);
+        for (unsigned i = 0; !stop.stop_requested(); ++i) {
+            const std::string user = std::to_string(1000 + i % kUsers);
+            const std::string contact = "Contact: <" + client.contact(user) + ">";
+            const std::string challenge = ask(client, user, {contact}).header("WWW-Authenticate");
+            if (!challenge.empty() &&
+                ask(client, user, {contact, client.authorization(challenge, user, "secret")}).status == 200)
+                ++_registered;
+        }
+    }
+
+    std::atomic<int> _registered = 0;
+    std::jthread _thread;
+};
 
 class Leaving : public ConsoleFixture {
 protected:
@@ -64,17 +110,60 @@ TEST_F(Leaving, AnotherDataFolderIsAnotherInstance)
     }
 }
 
+TEST_F(Leaving, ProgramHasRoomForItsFileHandlesUntilThen)
+{
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    ASSERT_GE(limit.rlim_max, 1200U);
+    limit.rlim_cur = 512;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    keepServerLocal();
+    ConsoleProgram program(inHome(QString()));
+    program.start();
+    ASSERT_TRUE(program.waitUntilItHandlesSignals());
+    const QByteArray limits = readFile(QStringLiteral("/proc/%1/limits").arg(program.processId()));
+    const QByteArray line = limits.mid(limits.indexOf("Max open files")).split('\n').first();
+    EXPECT_EQ(line.simplified().split(' ').value(3), "1200") << line.toStdString();
+    program.sendSignal(SIGTERM);
+    EXPECT_EQ(program.exitCode(), 0);
+}
+
 TEST_F(Leaving, SigtermAtAnyMomentEndsTheProgramWithZero)
 {
     keepServerLocal();
-    for (int round = 0; round < 10; ++round) {
+    for (int round = 0; round < rounds(); ++round) {
         ConsoleProgram program(inHome(QString()));
         program.start();
         ASSERT_TRUE(program.waitUntilItHandlesSignals()) << round;
-        QThread::msleep(static_cast<unsigned long>(round) * 33); // the moments of start-up, one after another
+        QThread::msleep(static_cast<unsigned long>(round % 10) * 33); // the moments of start-up, one after another
         program.sendSignal(SIGTERM);
         EXPECT_EQ(program.exitCode(), 0) << round << program.output().toStdString();
     }
+}
+
+TEST_F(Leaving, SigtermWhileTelephonesRegisterEndsTheProgramWithZero)
+{
+    const uint16_t port = keepServerLocal(kUsers);
+    const BusyTelephone telephone(port);
+    for (int round = 0; round < rounds(); ++round) {
+        ConsoleProgram program(inHome(QString()));
+        program.start();
+        const int before = telephone.registered();
+        ASSERT_TRUE(waitUntil([&] { return telephone.registered() > before + round % 10; })) << round;
+        program.sendSignal(SIGTERM);
+        EXPECT_EQ(program.exitCode(), 0) << round << program.output().toStdString();
+    }
+}
+
+TEST_F(Leaving, ExitItemWhileTelephonesRegisterEndsThisProcessCleanly)
+{
+    const uint16_t port = keepServerLocal(kUsers);
+    // Goes on until the process is gone.
+    static const BusyTelephone& telephone = *new BusyTelephone(port);
+    buildWindow().show();
+    ASSERT_TRUE(waitUntil([] { return telephone.registered() > 0; }));
+    callLater(qApp, 0, [this] { pressMenu({QStringLiteral("&File"), QStringLiteral("E&xit")}); });
+    EXPECT_EQ(runEventLoop(), 0);
 }
 
 TEST_F(Leaving, ExitItemEndsTheEventLoopWithZero)

@@ -4,6 +4,7 @@
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
 #include "start_up.h"
+#include "support/free_port.h"
 
 #include <QApplication>
 #include <QDir>
@@ -14,30 +15,6 @@
 #include <QPushButton>
 #include <QTextEdit>
 #include <QTimer>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-namespace {
-
-// A UDP port of 127.0.0.1 that nobody uses at this moment; 0 when there is none.
-int freeUdpPort()
-{
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    int port = 0;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0)
-        port = ntohs(address.sin_port);
-    close(fd);
-    return port;
-}
-
-} // namespace
 
 void callLater(QObject* context, int ms, std::function<void()> call)
 {
@@ -147,13 +124,18 @@ void ConsoleFixture::writeSwitches(const QByteArray& lines) const
     writeFile(inHome(QStringLiteral("switch.ini")), "[switch]\n" + lines);
 }
 
-void ConsoleFixture::keepServerLocal()
+uint16_t ConsoleFixture::keepServerLocal(unsigned users)
 {
     Cdb_fac_mgr store;
     Cdb_sys_data record;
     BclCopyStr(record.localAddr, "127.0.0.1");
-    record.udpPort = freeUdpPort();
-    ASSERT_EQ(store.DbSetSysData(record), kDbOk);
+    const uint16_t port = freeUdpPort();
+    record.udpPort = port;
+    EXPECT_EQ(store.DbSetSysData(record), kDbOk);
+    if (users > 0) {
+        EXPECT_EQ(store.DbAddUserMany(1000, users, "secret"), kDbOk);
+    }
+    return port;
 }
 
 Cfrm_main& ConsoleFixture::buildWindow(const std::function<std::unique_ptr<Cfrm_main>()>& make)

@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -64,8 +65,9 @@ protected:
     // A switch.ini with these lines in its section.
     void writeSwitches(const QByteArray& lines) const;
 
-    // Stores a system record by which the server listens on a free port of 127.0.0.1 only.
-    static void keepServerLocal();
+    // Stores a system record by which the server listens on a free port of 127.0.0.1 only, and that many users from
+    // 1000 on with the password "secret". Returns the port.
+    static uint16_t keepServerLocal(unsigned users = 0);
 
     // As the program does it: prepares the application and builds the window. `make` may build a derived one.
     Cfrm_main& buildWindow(const std::function<std::unique_ptr<Cfrm_main>()>& make = {});

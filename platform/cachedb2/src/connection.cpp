@@ -131,7 +131,8 @@ std::unique_ptr<DbStatement> DbConnection::prepareReading(const char* sql)
         return nullptr;
     auto statement = std::make_unique<DbStatement>(handle);
     const std::string_view tail = BclTrimmed(rest == nullptr ? "" : rest);
-    if (sqlite3_stmt_readonly(handle) == 0 || !(tail.empty() || tail == ";"))
+    // "begin" and "attach" count as reading too, but give no columns.
+    if (sqlite3_stmt_readonly(handle) == 0 || sqlite3_column_count(handle) == 0 || !(tail.empty() || tail == ";"))
         return nullptr;
     return statement;
 }

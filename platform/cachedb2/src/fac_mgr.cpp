@@ -35,6 +35,21 @@ std::string usableFolder(const Cdb_options& options)
     return std::string(folder.view());
 }
 
+// False when the reading ended by an error.
+template <class Visitor>
+bool forEachRow(DbConnection& db, const Table& table, Visitor&& visit)
+{
+    DbStatement* statement = db.cached(table.selectAll());
+    if (statement == nullptr)
+        return false;
+    while (statement->stepRow())
+        visit(*statement);
+    const bool isWhole = db.fault() == DbFault::None;
+    if (isWhole)
+        statement->reset();
+    return isWhole;
+}
+
 template <size_t N>
 bool setKey(char (&field)[N], const char* key)
 {
@@ -54,6 +69,9 @@ struct Cdb_fac_mgr::Impl {
     std::unique_ptr<DbConnection> config; // null: no store
     std::mutex runtimeMutex;
     std::unique_ptr<DbConnection> runtime; // null: registrations are not kept
+    // For the state of single users: who asks for it does not wait for a batch that is being written.
+    std::mutex stateMutex;
+    std::unique_ptr<DbConnection> stateReader; // null as `runtime`
 
     std::unique_ptr<Clocal_db> cacheDb;
     std::unique_ptr<Clocal_db> localDb;
@@ -87,7 +105,7 @@ struct Cdb_fac_mgr::Impl {
         return false;
     }
 
-    void tell(Edb_table table, std::string_view key)
+    void tell(const Cdb_change& change)
     {
         std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> current;
         {
@@ -95,7 +113,13 @@ struct Cdb_fac_mgr::Impl {
             current = listeners;
         }
         for (const auto& listener : *current)
-            listener({table, key});
+            listener(change);
+    }
+
+    bool hasListeners()
+    {
+        const std::scoped_lock lock(listenerMutex);
+        return !listeners->empty();
     }
 
     bool load(DbConnection& db);
@@ -122,8 +146,8 @@ void Cdb_fac_mgr::Impl::fillRunTimeState(Cdb_usr_info& record)
 {
     Cdb_sip_reg row;
     BclCopyText(row.userName, sizeof row.userName, BclFieldText(record.usrName), sizeof row.userName);
-    const std::scoped_lock lock(runtimeMutex);
-    if (!runtime || !registrationsTable().get(*runtime, &row))
+    const std::scoped_lock lock(stateMutex);
+    if (!stateReader || !registrationsTable().get(*stateReader, &row))
         return;
     BclCopyText(record.preAddr, sizeof record.preAddr, BclFieldText(row.preAddr), sizeof record.preAddr);
     record.prePort = row.prePort;
@@ -141,10 +165,12 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
     const std::string runtimePath = folder + "runtime.db";
     if (!folder.empty()) {
         impl.runtime = openRuntimeFile(runtimePath);
+        if (impl.runtime)
+            impl.stateReader = openReader(runtimePath);
         impl.config = openConfigFile(configPath, [&impl](DbConnection& db) { return impl.load(db); });
     }
     const auto makeHandle = [&](const std::string& file) {
-        return std::make_unique<Clocal_db>(impl.config ? openReader(file.empty() ? configPath : file, runtimePath)
+        return std::make_unique<Clocal_db>(impl.config ? openPageReader(file.empty() ? configPath : file, runtimePath)
                                                        : nullptr);
     };
     impl.cacheDb = makeHandle(options.cacheFile);
@@ -200,7 +226,7 @@ unsigned Cdb_fac_mgr::DbSetLocalUserData(const Cdb_usr_info& record)
         builder.set(name, stored);
         impl.users.put(builder.finish());
     }
-    impl.tell(Edb_table::LocalUsers, name);
+    impl.tell({Edb_table::LocalUsers, name});
     return kDbOk;
 }
 
@@ -219,11 +245,13 @@ unsigned Cdb_fac_mgr::DbDelUsrInfo(const char* user)
         builder.erase(user);
         impl.users.put(builder.finish());
     }
-    // Without a server in this process nobody else would remove them.
-    Cdb_user_bindings none;
-    none.userName = user;
-    (void)DbWriteRegistrations({none});
-    impl.tell(Edb_table::LocalUsers, user);
+    if (!impl.hasListeners()) {
+        // Without a server in this process nobody else would remove them.
+        Cdb_user_bindings none;
+        none.userName = user;
+        (void)DbWriteRegistrations({none});
+    }
+    impl.tell({Edb_table::LocalUsers, user, true});
     return kDbOk;
 }
 
@@ -262,7 +290,7 @@ unsigned Cdb_fac_mgr::DbAddUserMany(unsigned start, unsigned total, const char* 
             builder.set(BclFieldText(user.usrName), user);
         impl.users.put(builder.finish());
     }
-    impl.tell(Edb_table::LocalUsers, {});
+    impl.tell({Edb_table::LocalUsers, {}});
     return kDbOk;
 }
 
@@ -284,7 +312,7 @@ unsigned Cdb_fac_mgr::DbSetSysData(const Cdb_sys_data& record)
             return kDbFailed;
         impl.system.put(std::make_shared<const Cdb_sys_data>(stored));
     }
-    impl.tell(Edb_table::System, {});
+    impl.tell({Edb_table::System, {}});
     return kDbOk;
 }
 
@@ -366,23 +394,22 @@ std::vector<Cdb_user_bindings> Cdb_fac_mgr::DbReadRegistrations()
     const std::scoped_lock lock(impl.runtimeMutex);
     if (!impl.runtime)
         return all;
-    if (DbStatement* rows = impl.runtime->cached(registrationsTable().selectAll())) {
-        Cdb_sip_reg row;
-        while (rows->stepRow()) {
-            registrationsTable().map(*rows, &row);
-            Cdb_user_bindings& user = bindingsOf(BclFieldText(row.userName));
-            user.hasRow = true;
-            user.row = row;
-        }
-        rows->reset();
-    }
-    if (DbStatement* contacts = impl.runtime->cached(contactsTable().selectAll())) {
-        Cdb_sip_contact contact;
-        while (contacts->stepRow()) {
-            contactsTable().map(*contacts, &contact);
-            bindingsOf(BclFieldText(contact.userName)).contacts.push_back(contact);
-        }
-        contacts->reset();
-    }
+    const bool isWhole = forEachRow(*impl.runtime, registrationsTable(),
+                                    [&](const DbStatement& statement) {
+                                        Cdb_sip_reg row;
+                                        registrationsTable().map(statement, &row);
+                                        Cdb_user_bindings& user = bindingsOf(BclFieldText(row.userName));
+                                        user.hasRow = true;
+                                        user.row = row;
+                                    }) &&
+                         forEachRow(*impl.runtime, contactsTable(), [&](const DbStatement& statement) {
+                             Cdb_sip_contact contact;
+                             contactsTable().map(statement, &contact);
+                             bindingsOf(BclFieldText(contact.userName)).contacts.push_back(contact);
+                         });
+    if (!isWhole)
+        BclLog(
+            "Not all registrations could be read: %s. The telephones concerned are reachable when they register again.",
+            impl.runtime->reason().c_str());
     return all;
 }

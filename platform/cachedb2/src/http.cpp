@@ -52,7 +52,8 @@ unsigned DbHttpGet(const char* url, Cbcl_tmp_str& reply)
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(handle, CURLOPT_MAXREDIRS, kMaxRedirections);
     curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, kTimeoutMs);
-    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L); // no signal handlers in a process with many threads
+    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L); // a name server that is silent is not waited for either
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);   // no signal handlers in a process with many threads
     curl_easy_setopt(handle, CURLOPT_FAILONERROR, 1L);
     curl_easy_setopt(handle, CURLOPT_USERAGENT, "Parlovex");
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &onData);

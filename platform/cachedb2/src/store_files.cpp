@@ -166,17 +166,26 @@ std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path)
     return std::move(attempt.db);
 }
 
-std::unique_ptr<DbConnection> openReader(const std::string& path, const std::string& runtimePath)
+std::unique_ptr<DbConnection> openReader(const std::string& path)
+{
+    std::string reason;
+    auto db = DbConnection::open(path, DbConnection::Mode::Reader, reason);
+    return db && db->lockForReading() ? std::move(db) : nullptr;
+}
+
+std::unique_ptr<DbConnection> openPageReader(const std::string& path, const std::string& runtimePath)
 {
     std::string reason;
     auto db = DbConnection::open(path, DbConnection::Mode::Reader, reason);
     if (!db)
         return nullptr;
-    // Without a run-time file the pages of the console still join with a table that is there, if empty.
-    const bool isAttached =
-        db->attach(runtimePath, "runtime") ||
-        (db->attach(":memory:", "runtime") && db->exec(registrationsTable().createStatement("runtime")));
-    if (!isAttached || !db->lockForReading())
-        return nullptr;
-    return db;
+    bool isAttached = db->attach(runtimePath, "runtime");
+    if (isAttached && db->number(countOf(registrationsTable()), -1) < 0) {
+        isAttached = false;
+        (void)db->exec("detach database runtime");
+    }
+    // Without its tables the pages of the console would not be read at all.
+    isAttached =
+        isAttached || (db->attach(":memory:", "runtime") && db->exec(registrationsTable().createStatement("runtime")));
+    return isAttached && db->lockForReading() ? std::move(db) : nullptr;
 }

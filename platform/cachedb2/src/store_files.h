@@ -17,8 +17,11 @@
 // Opens the run-time file for writing; one that cannot be used is made anew, with a log line. Null: there is none.
 [[nodiscard]] std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path);
 
-// A connection that only reads `path` and finds the run-time tables too. Null when the file is not there.
-[[nodiscard]] std::unique_ptr<DbConnection> openReader(const std::string& path, const std::string& runtimePath);
+// A connection that only reads `path`. Null when the file is not there.
+[[nodiscard]] std::unique_ptr<DbConnection> openReader(const std::string& path);
+
+// The same, and it finds the run-time tables too; they are empty when the file of them cannot be used.
+[[nodiscard]] std::unique_ptr<DbConnection> openPageReader(const std::string& path, const std::string& runtimePath);
 
 // Renames a file and what the engine keeps beside it to "<path>.<word>-<date>-<time>". Returns the new name, empty when
 // it could not be renamed.

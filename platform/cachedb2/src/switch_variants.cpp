@@ -136,25 +136,26 @@ unsigned DbSetUILanguage(unsigned code)
 {
     Cbcl_tmp_str path;
     DbGetSwitchVarFile(path);
-    const auto fail = [&path](int error) {
-        BclLog("The language cannot be stored in %s: %s.", path.c_str(), std::strerror(error));
+    const auto fail = [&path](const char* reason) {
+        BclLog("The language cannot be stored in %s: %s.", path.c_str(), reason);
         return 1u;
     };
     if (const int error = DbMakeDataFolder(); error != 0)
-        return fail(error);
+        return fail(std::strerror(error));
 
     Cbcl_ini_file file(path.c_str());
     const bool isThere = access(path.c_str(), F_OK) == 0;
     if (isThere && !file.isRead())
-        return fail(EACCES); // what cannot be read must not be replaced
+        return fail("the file cannot be read, and would be lost");
     if (isThere && !file.isWellFormed()) {
         const std::string kept = keepAside(std::string(path.view()), "damaged");
         if (kept.empty())
-            return fail(errno);
+            return fail(std::strerror(errno));
         BclLog("The switch file %s is damaged. It is kept as %s; a new one is started.", path.c_str(), kept.c_str());
         file = Cbcl_ini_file(path.c_str());
     }
+    errno = 0;
     if (!file.WriteStr(kSection, kLanguageKey, BclIntToStr(static_cast<int>(code)).c_str()))
-        return fail(errno);
+        return fail(errno == 0 ? "the file would become too large" : std::strerror(errno));
     return 0;
 }

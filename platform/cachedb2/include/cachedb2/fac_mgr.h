@@ -21,6 +21,7 @@ enum class Edb_table { LocalUsers, System };
 struct Cdb_change {
     Edb_table table;
     std::string_view key;
+    bool isRemoval = false; // the record was deleted; one of the same key may have been added since
 };
 
 // Where a store lies. Empty: the data folder of this instance, and its own file for both read handles.
