@@ -62,6 +62,10 @@ TEST(ContactUri, KnowsWhatIsNoSipUri)
     EXPECT_FALSE(makeContactUri("http://example.org/").isSip());
     EXPECT_FALSE(makeContactUri("").isSip());
     EXPECT_FALSE(makeContactUri("sip:").isSip());
+    const std::string longest = "sip:" + std::string(kMaxContactUri - 6, 'a') + "@h";
+    EXPECT_TRUE(makeContactUri(longest).isSip());
+    EXPECT_FALSE(makeContactUri(longest + "h").isSip());
+    EXPECT_EQ(makeContactUri(longest + "h").text, longest + "h");
 }
 
 } // namespace

@@ -10,13 +10,15 @@
 
 namespace {
 
+constexpr unsigned kUsers = 500;
+
 class ProcessTest : public ServerFixture {
 protected:
     ProcessTest()
     {
         fillStore([this](Cdb_fac_mgr& filled) {
             setListening(filled, "127.0.0.1", port);
-            addUsers(filled, 1000, 50);
+            addUsers(filled, 1000, kUsers);
         });
     }
     std::unique_ptr<ChildProcess> startServer(const std::string& outputName)
@@ -34,7 +36,7 @@ TEST_F(ProcessTest, RegistrationsSurviveAKilledServer)
     const std::string contact = "Contact: <" + client.contact("1000") + ">";
     EXPECT_EQ(client.registerUser("1000", "secret", {contact}).status, 200);
     std::vector<SippUser> users;
-    for (int i = 1; i < 50; ++i)
+    for (unsigned i = 1; i < kUsers; ++i)
         users.push_back({std::to_string(1000 + i), "secret"});
     EXPECT_EQ(runSipp(scratch, "register.xml", port, users), 0);
     ASSERT_TRUE(server->waitForOutput("User 1000 registered"));
@@ -47,7 +49,7 @@ TEST_F(ProcessTest, RegistrationsSurviveAKilledServer)
         Cdb_query query(left.GetCacheDB());
         ASSERT_EQ(query.prepare("select count(*) from tbl_sip_reg where usrStage=1 and preAddr='127.0.0.1'"), kDbOk);
         ASSERT_EQ(query.step(), kDbRow);
-        EXPECT_EQ(query.getRowU32Val(0), 50U);
+        EXPECT_EQ(query.getRowU32Val(0), kUsers);
     });
 
     server = startServer("second");

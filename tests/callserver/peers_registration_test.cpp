@@ -1,3 +1,5 @@
+#include "support/child_process.h"
+#include "support/free_port.h"
 #include "support/server_fixture.h"
 #include "support/sip_client.h"
 #include "support/sipp.h"
@@ -148,7 +150,7 @@ TEST_F(RegistrationTest, UsersUnregister)
 
 TEST_F(RegistrationTest, RegistrationExpiresByItself)
 {
-    // A registration of an earlier run that ends in two seconds.
+    // Two registrations of an earlier run that end in three and in five seconds.
     fillStore([](Cdb_fac_mgr& filled) {
         addUsers(filled, 1000, 1);
         Cdb_user_bindings bindings;
@@ -158,19 +160,55 @@ TEST_F(RegistrationTest, RegistrationExpiresByItself)
         BclCopyStr(bindings.row.preAddr, "127.0.0.1");
         bindings.row.prePort = 5070;
         bindings.row.usrStage = kUsrIdle;
-        Cdb_sip_contact& contact = bindings.contacts.emplace_back();
-        BclCopyStr(contact.userName, "1000");
-        BclCopyStr(contact.contact, "sip:1000@127.0.0.1:5070");
-        BclCopyStr(contact.srcAddr, "127.0.0.1");
-        contact.srcPort = 5070;
-        contact.registeredAt = BclGetCurrTimestamp() - 3598;
-        contact.expiresAt = BclGetCurrTimestamp() + 2;
+        for (const uint16_t source : {5070, 5071}) {
+            Cdb_sip_contact& contact = bindings.contacts.emplace_back();
+            BclCopyStr(contact.userName, "1000");
+            BclCopyStr(contact.contact, ("sip:1000@127.0.0.1:" + std::to_string(source)).c_str());
+            BclCopyStr(contact.srcAddr, "127.0.0.1");
+            contact.srcPort = source;
+            contact.registeredAt = BclGetCurrTimestamp() - 3595;
+            contact.expiresAt = BclGetCurrTimestamp() + 3 + 2 * (source - 5070);
+        }
         ASSERT_EQ(filled.DbWriteRegistrations({bindings}), kDbOk);
     });
     start();
-    EXPECT_TRUE(events.waitFor("log The registration of user 1000 from 127.0.0.1:5070 has expired."));
+    const std::string expired = "log The registration of user 1000 from 127.0.0.1:";
+    EXPECT_TRUE(events.waitFor(expired + "5071 has expired."));
     EXPECT_TRUE(events.waitFor("state 1000 0"));
     EXPECT_EQ(sql("select count(*) from tbl_sip_reg"), "0");
+    // Each for itself: the user stayed reachable under the second one's address.
+    std::vector<std::string> told = events.all();
+    std::erase_if(told, [](const std::string& entry) { return entry.find("1000") == std::string::npos; });
+    EXPECT_EQ(told, (std::vector<std::string>{"address 1000 127.0.0.1:5071", expired + "5070 has expired.",
+                                              "state 1000 0", "address 1000 ", expired + "5071 has expired."}));
+}
+
+TEST_F(RegistrationTest, UserDeletedAndAddedAgainBeginsUnregistered)
+{
+    fillStore([this](Cdb_fac_mgr& filled) {
+        setListening(filled, "127.0.0.1", port);
+        addUsers(filled, 1000, 1);
+        Cdb_user_bindings bindings;
+        bindings.userName = "1000";
+        bindings.hasRow = true;
+        BclCopyStr(bindings.row.userName, "1000");
+        Cdb_sip_contact& contact = bindings.contacts.emplace_back();
+        BclCopyStr(contact.userName, "1000");
+        BclCopyStr(contact.contact, "sip:x@h");
+        contact.registeredAt = BclGetCurrTimestamp();
+        contact.expiresAt = BclGetCurrTimestamp() + 3600;
+        ASSERT_EQ(filled.DbWriteRegistrations({bindings}), kDbOk);
+    });
+    // Not running yet, so that both changes are there before it looks at the first.
+    static Capp& server = *new Capp; // never destroyed
+    ASSERT_EQ(server.GetFacMgr()->DbDelUsrInfo("1000"), kDbOk);
+    addUser(*server.GetFacMgr(), "1000", "secret");
+    server.Run();
+    EXPECT_TRUE(events.waitFor("log User 1000 was deleted and is no longer registered."));
+    const SipAnswer listed = SipClient("127.0.0.1", port).registerUser("1000", "secret", {});
+    EXPECT_EQ(listed.status, 200);
+    EXPECT_EQ(listed.header("Contact"), "");
+    CloseServer();
 }
 
 TEST_F(RegistrationTest, DeletedUserIsUnregistered)
@@ -219,7 +257,17 @@ TEST_F(RegistrationTest, NothingIsAcceptedThatCouldNoLongerBeStored)
     CloseServer();
     EXPECT_EQ(sql("select usrStage from tbl_sip_reg where userName='1000'"), "1") << "written before it returned";
     client.send(client.requestText("OPTIONS", "1000", {}));
-    EXPECT_EQ(client.receive(300).status, 0) << "the server is silent";
+    // It would have answered before another server that is started and asked later.
+    const TemporaryFolder elsewhere;
+    const uint16_t otherPort = freeUdpPort();
+    {
+        Cdb_fac_mgr otherStore(Cdb_options{elsewhere.path(), {}, {}});
+        setListening(otherStore, "127.0.0.1", otherPort);
+    }
+    ChildProcess other({TEST_SERVER}, scratch.file("other"), {"PARLOVEX_HOME=" + elsewhere.path()});
+    ASSERT_TRUE(other.waitForOutput("ready on 127.0.0.1:" + std::to_string(otherPort))) << other.output();
+    EXPECT_EQ(SipClient("127.0.0.1", otherPort).request("OPTIONS", "1000").status, 200);
+    EXPECT_EQ(client.receive(0).status, 0) << "the server is silent";
 }
 
 } // namespace

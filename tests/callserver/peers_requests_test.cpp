@@ -147,6 +147,75 @@ TEST_F(RequestsTest, AnswerGoesToWhereTheRequestCameFrom)
     EXPECT_NE(answer.header("Via").find("received=127.0.0.1"), std::string::npos);
 }
 
+TEST_F(RequestsTest, ViaCannotSendTheAnswerElsewhere)
+{
+    start();
+    SipClient client("127.0.0.1", port);
+    SipClient other("127.0.0.1", port);
+    const std::string port1 = std::to_string(client.port());
+    const std::vector<std::string> vias = {client.source() + ";rport;maddr=127.0.0.2",
+                                           client.source() + ";maddr=127.0.0.2",
+                                           client.source() + ";maddr=127.0.0.2, SIP/2.0/UDP 192.0.2.9",
+                                           client.source() + ";MADDR=127.0.0.2;maddr=127.0.0.3;x;maddr=127.0.0.4",
+                                           other.source() + ";rport=9;rport=10;received=127.0.0.3;received=127.0.0.4",
+                                           other.source() + ";rport",
+                                           other.source(),
+                                           "192.0.2.99:9",
+                                           "192.0.2.99:9;received=127.0.0.2;rport=9",
+                                           "a.example;maddr=localhost"};
+    for (const std::string& via : vias) {
+        for (const char* name : {"Via", "v"}) {
+            std::string text = client.requestText("OPTIONS", "1000", {});
+            text.replace(text.find(client.source() + ";rport"), client.source().size() + 6, via);
+            // The branch stands behind it, and so belongs to the last one of a list.
+            text.replace(text.find("Via"), 3, name);
+            const SipAnswer answer = client.exchange(text);
+            EXPECT_EQ(answer.status, 200) << via;
+            EXPECT_NE(answer.header("Via").find(";rport=" + port1), std::string::npos) << answer.text;
+            EXPECT_NE(answer.header("Via").find(";received=127.0.0.1"), std::string::npos) << answer.text;
+            EXPECT_EQ(answer.text.find("maddr"), std::string::npos) << answer.text;
+        }
+    }
+}
+
+TEST_F(RequestsTest, RefusalsOfTheStackGoToTheSourceToo)
+{
+    start();
+    SipClient client("127.0.0.1", port);
+    const auto refused = [&](const std::string& from, const std::string& to) {
+        std::string text = client.requestText("OPTIONS", "1000", {});
+        text.replace(text.find(client.source() + ";rport"), client.source().size() + 6, "192.0.2.9;maddr=localhost");
+        text.replace(text.find(from), from.size(), to);
+        return client.exchange(text).status;
+    };
+    EXPECT_EQ(refused(" SIP/2.0\r\n", " SIP/3.0\r\n"), 505);
+    EXPECT_EQ(refused("OPTIONS\r\n", "INVITE\r\n"), 400) << "CSeq of another method";
+    EXPECT_EQ(refused("To: <sip:1000@127.0.0.1>", "To: <<<"), 400);
+    EXPECT_EQ(refused("Call-ID", "No-ID"), 400);
+}
+
+TEST_F(RequestsTest, TooManyContactsAreRefusedWhole)
+{
+    startWithUser();
+    SipClient client("127.0.0.1", port);
+    const auto contacts = [](size_t count) {
+        std::string text = "Contact: <sip:a0@h>";
+        for (size_t i = 1; i < count; ++i)
+            text += ", <sip:a" + std::to_string(i) + "@h>";
+        return text;
+    };
+    EXPECT_EQ(client.request("REGISTER", "1000", {contacts(2000)}).status, 401) << "strangers learn nothing";
+    const std::string agent = "User-Agent: " + std::string(30'000, 'x');
+    const SipAnswer refused = client.registerUser("1000", "secret", {contacts(2000), agent});
+    EXPECT_EQ(refused.status, 400);
+    EXPECT_EQ(refused.text.find("SIP/2.0 400 Too Many Contacts\r\n"), 0U);
+    EXPECT_EQ(client.registerUser("1000", "secret", {contacts(11)}).status, 400);
+    EXPECT_EQ(client.registerUser("1000", "secret", {contacts(10), agent}).headers("Contact").size(), 10U);
+    ASSERT_TRUE(events.waitForCount("log User 1000 registered", 10));
+    EXPECT_EQ(events.count("log User 1000 registered"), 10U);
+    EXPECT_TRUE(events.waitForPart("refused: bad request (Too Many Contacts)."));
+}
+
 TEST_F(RequestsTest, Sha256IsOfferedFirst)
 {
     gVarSipDigestSha256 = 1;

@@ -67,4 +67,15 @@ TEST_F(RefusalLogTest, NamesCannotForgeALine)
     EXPECT_EQ(lines.at(0).find('\n'), std::string::npos);
 }
 
+TEST_F(RefusalLogTest, LongNamesHideNeitherAddressNorReason)
+{
+    refuse(std::string(1200, 'u'), "192.0.2.1", "wrong user name or password");
+    EXPECT_EQ(lines, std::vector<std::string>{"Registration of user " + std::string(64, 'u') +
+                                              " from 192.0.2.1:5060 refused: wrong user name or password."});
+    refuse(std::string(1300, 'u'), "192.0.2.1", "wrong user name or password");
+    EXPECT_EQ(lines.size(), 1U) << "told by what is shown";
+    refuse("1000", "192.0.2.1", std::string(60'000, 'r'));
+    EXPECT_EQ(lines.at(1), "Registration of user 1000 from 192.0.2.1:5060 refused: " + std::string(256, 'r') + ".");
+}
+
 } // namespace

@@ -50,9 +50,12 @@ TEST_F(RegisterAuthTest, AnswersEveryWrongCredentialAlike)
     const RegisterReply wrongPassword = handle(request({contact(kPhone)}), "Secret");
     const RegisterReply unknownUser = handle(request({contact(kPhone)}, "9999"));
     const RegisterReply noPassword = handle(request({contact(kPhone)}, "2000"), "");
-    const RegisterReply wrongRealm = withChanged("realm=\"parlovex\"", "realm=\"other\"");
+    RegisterRequest borrowed = request({contact(kPhone)});
+    borrowed.cseq = 1;
+    borrowed.authorizations = {credentials(registrar->handle(borrowed), borrowed, "2000", "")};
+    const RegisterReply otherUser = registrar->handle(borrowed);
     EXPECT_EQ(wrongPassword.status, 403);
-    for (const RegisterReply* answer : {&unknownUser, &noPassword, &wrongRealm}) {
+    for (const RegisterReply* answer : {&unknownUser, &noPassword, &otherUser}) {
         EXPECT_EQ(answer->status, wrongPassword.status);
         EXPECT_EQ(answer->phrase, wrongPassword.phrase);
         EXPECT_TRUE(answer->challenges.empty());
@@ -68,15 +71,22 @@ TEST_F(RegisterAuthTest, UserNamesAreCaseSensitive)
     EXPECT_EQ(handle(request({contact(kPhone)}, "Anna")).status, 200);
 }
 
-TEST_F(RegisterAuthTest, RefusesToRegisterAnotherUser)
+TEST_F(RegisterAuthTest, RefusesToRegisterAnotherUserAndTellsWhoseNameWasUsed)
 {
     putUser("1001", "other");
     RegisterRequest asked = request({contact(kPhone)}, "1001");
     asked.cseq = 1;
-    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
-    const RegisterReply answer = registrar->handle(asked);
-    EXPECT_EQ(answer.status, 403);
-    EXPECT_EQ(answer.phrase, "Forbidden");
+    const RegisterReply challenge = registrar->handle(asked);
+    // Right or wrong, the password is not what is told of.
+    for (const char* password : {"secret", "guess"}) {
+        asked.authorizations = {credentials(challenge, asked, "1000", password)};
+        const RegisterReply answer = registrar->handle(asked);
+        EXPECT_EQ(answer.status, 403);
+        EXPECT_EQ(answer.phrase, "Forbidden");
+        EXPECT_EQ(answer.refusal, "its credentials are those of user 1000");
+    }
+    asked.authorizations = {credentials(challenge, asked, std::string(500, 'u'), "guess")};
+    EXPECT_EQ(registrar->handle(asked).refusal, "its credentials are those of user " + std::string(64, 'u'));
     EXPECT_TRUE(changes.empty());
 }
 
@@ -134,7 +144,7 @@ TEST_F(RegisterAuthTest, RefusesIncompleteCredentials)
     EXPECT_EQ(withChanged("cnonce=\"c0\"", "cnonce=\"\"").status, 400);
     EXPECT_EQ(withChanged("username=", "name=").status, 400);
     EXPECT_EQ(withChanged("response=", "resp=").status, 400);
-    EXPECT_EQ(withChanged("realm=", "realm=\"a\", realm=").status, 400);
+    EXPECT_EQ(withChanged("realm=", "realm=\"parlovex\", realm=").status, 400);
     EXPECT_EQ(withChanged("uri=\"sip:server.test\"", "uri=\"sip:server.example\"").status, 400);
 }
 
@@ -167,6 +177,23 @@ TEST_F(RegisterAuthTest, CredentialsForOtherRealmsDoNotDisturb)
     const std::string other =
         "Digest username=\"x\", realm=\"elsewhere\", nonce=\"n\", uri=\"sip:server.test\", response=\"00\"";
     asked.authorizations = {"Basic YTpi", other, own, other};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
+TEST_F(RegisterAuthTest, CredentialsForOtherRealmsAloneAreChallenged)
+{
+    EXPECT_EQ(withChanged("realm=\"parlovex\"", "realm=\"other\"").status, 401);
+    EXPECT_EQ(withChanged("realm=\"parlovex\", ", "").status, 401) << "none at all";
+    RegisterRequest asked = request({contact(kPhone)});
+    for (const char* foreign :
+         {"Digest realm=\"elsewhere\", nonce=\"n\"", "Digest realm=\"elsewhere\", x", "Digest", "Basic YTpi"}) {
+        asked.authorizations = {foreign};
+        const RegisterReply answer = registrar->handle(asked);
+        EXPECT_EQ(answer.status, 401) << foreign;
+        EXPECT_EQ(answer.challenges.size(), 1U) << foreign;
+    }
+    asked.authorizations = {"Digest realm=\"elsewhere\", x",
+                            credentials(registrar->handle(asked), asked, "1000", "secret")};
     EXPECT_EQ(registrar->handle(asked).status, 200);
 }
 

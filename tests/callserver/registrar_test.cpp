@@ -94,7 +94,7 @@ TEST_F(RegistrarTest, EleventhContactReplacesTheOneRefreshedLongestAgo)
     registerFrom("sip:1000@192.0.2.1:6000");
     clock.passSeconds(1);
     const std::vector<std::string> left = uris(registerFrom("sip:1000@192.0.2.1:7000"));
-    EXPECT_EQ(left.size(), Registrar::kMaxContacts);
+    EXPECT_EQ(left.size(), kMaxContacts);
     EXPECT_EQ(left.front(), "sip:1000@192.0.2.1:6000");
     EXPECT_EQ(std::count(left.begin(), left.end(), "sip:1000@192.0.2.1:6001"), 0);
     EXPECT_EQ(left.back(), "sip:1000@192.0.2.1:7000");
@@ -248,6 +248,43 @@ TEST_F(RegistrarTest, UserAgentIsCleanedEverywhere)
     EXPECT_EQ(std::string(change.stored.row.userAgent).size(), 128U);
     EXPECT_EQ(std::string(change.stored.row.userAgent).find('\n'), std::string::npos);
     EXPECT_EQ(change.lines.at(0).find('\n'), std::string::npos);
+}
+
+TEST_F(RegistrarTest, NoTwoBindingsHaveTheSameText)
+{
+    registerFrom("sip:1000@192.0.2.1;line=1");
+    registerFrom("sip:1000@192.0.2.1;line=2");
+    registerFrom("sip:1000@192.0.2.1"); // the same contact as either
+    const std::vector<std::string> left = uris(registerFrom("sip:1000@192.0.2.1;line=2"));
+    EXPECT_EQ(left, (std::vector<std::string>{"sip:1000@192.0.2.1", "sip:1000@192.0.2.1;line=2"}));
+}
+
+TEST_F(RegistrarTest, ElevenContactsInOneRequestAreRefused)
+{
+    std::vector<RegisterContact> contacts;
+    for (size_t i = 0; i < kMaxContacts; ++i)
+        contacts.push_back(contact("sip:1000@192.0.2.1:" + std::to_string(6000 + i)));
+    EXPECT_EQ(handle(request(contacts)).status, 200);
+    takeChanges();
+    contacts.push_back(contact("sip:1000@192.0.2.1:7000"));
+    const RegisterReply answer = handle(request(contacts));
+    EXPECT_EQ(answer.status, 400);
+    EXPECT_EQ(answer.phrase, "Too Many Contacts");
+    EXPECT_TRUE(changes.empty());
+}
+
+TEST_F(RegistrarTest, EveryRefusalHasAReasonForTheLog)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 10;
+    handle(asked);
+    asked.cseq = 9;
+    EXPECT_EQ(handle(asked).refusal, "it is older than what was registered");
+    asked.isStar = true;
+    asked.expires = 0;
+    asked.contacts = {RegisterContact{}};
+    EXPECT_EQ(handle(asked).refusal, "it is older than what was registered");
+    EXPECT_EQ(handle(request({contact(kSecond, 59)})).refusal, "it asks for less than 60 s");
 }
 
 } // namespace

@@ -120,4 +120,41 @@ TEST_F(RegistrarUsersTest, ChangeOfAnOrdinaryUserIsSilent)
     EXPECT_TRUE(changes.empty());
 }
 
+TEST_F(RegistrarUsersTest, UserAddedAgainBeginsWithoutTheFormerBindings)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    // Deleted and added before the registrar heard of the first.
+    registrar->userChanged("1000", true);
+    const UserChange change = takeChange();
+    EXPECT_TRUE(change.isStateNew);
+    EXPECT_FALSE(change.stored.hasRow);
+    EXPECT_TRUE(change.stored.contacts.empty());
+    EXPECT_EQ(change.lines.size(), 1U);
+    registrar->userChanged("1000", false);
+    EXPECT_TRUE(changes.empty());
+    EXPECT_TRUE(handle(request({})).contacts.empty());
+}
+
+TEST_F(RegistrarUsersTest, RowOfAUserWithIpAuthenticationWhoWasAddedAgainIsWrittenAnew)
+{
+    putIpUser("2000", "192.0.2.9", 5090);
+    registrar->userChanged("2000");
+    takeChanges();
+    registrar->userChanged("2000", true);
+    const UserChange change = takeChange();
+    EXPECT_TRUE(change.stored.hasRow);
+    EXPECT_FALSE(change.isStateNew || change.isAddressNew);
+}
+
+TEST_F(RegistrarUsersTest, PortBeyondTheLargestIsNone)
+{
+    putIpUser("2000", "192.0.2.9", 65536 + 5090);
+    registrar->userChanged("2000");
+    EXPECT_EQ(takeChange().stored.row.prePort, 0);
+    putIpUser("2000", "192.0.2.9", 65535);
+    registrar->userChanged("2000");
+    EXPECT_EQ(takeChange().stored.row.prePort, 65535);
+}
+
 } // namespace

@@ -33,4 +33,9 @@ TEST(UserAgent, IsCutBetweenCharacters)
     EXPECT_EQ(cleanUserAgent(std::string(126, 'a') + "éxyz"), std::string(126, 'a') + "é");
 }
 
+TEST(UserAgent, IsNotSearchedForInALongHeader)
+{
+    EXPECT_EQ(cleanUserAgent(std::string(1023, '\t') + "ab"), "a");
+}
+
 } // namespace

@@ -3,8 +3,8 @@
 
 #include "bcl2/date.h"
 
-#include <chrono>
 #include <cstdint>
+#include <ctime>
 
 // Handed in, so that expiries and limits are tested without waiting. Any thread.
 class Clock {
@@ -24,9 +24,11 @@ class SystemClock final : public Clock {
 public:
     [[nodiscard]] int64_t steadyMs() const override
     {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(
-                   std::chrono::steady_clock::now().time_since_epoch())
-            .count();
+        // Counts on while the machine sleeps: telephones do not sleep with it, and their registrations expire.
+        timespec now{};
+        if (clock_gettime(CLOCK_BOOTTIME, &now) != 0)
+            clock_gettime(CLOCK_MONOTONIC, &now);
+        return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
     }
     [[nodiscard]] Cbcl_timestamp wallSeconds() const override { return BclGetCurrTimestamp(); }
 };

@@ -1,6 +1,7 @@
 #include "sip_service.h"
 
 #include "server_log.h"
+#include "sip/local_addresses.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -17,7 +18,7 @@ constexpr int64_t kAddressCheckMs = 5000;
 } // namespace
 
 SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, const Clock& clock)
-    : _store(store), _registrar(registrar), _clock(clock), _refusals(clock), _agent(_stack, *this)
+    : _store(store), _registrar(registrar), _clock(clock), _refusals(clock), _agent(_stack, *this, localAddresses)
 {
     _store.addListener([this](const Cdb_change& change) { onStoreChange(change); });
 }
@@ -34,7 +35,9 @@ void SipService::onStoreChange(const Cdb_change& change)
     if (change.table == Edb_table::System)
         _stack.post([this] { serveConfigured(); });
     else if (change.table == Edb_table::LocalUsers)
-        _stack.post([this, user = std::string(change.key)] { _registrar.userChanged(user); });
+        _stack.post([this, user = std::string(change.key), isRemoval = change.isRemoval] {
+            _registrar.userChanged(user, isRemoval);
+        });
 }
 
 void SipService::serveConfigured()

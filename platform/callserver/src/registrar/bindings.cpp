@@ -4,8 +4,11 @@
 
 Binding* UserBindings::find(const ContactUri& uri)
 {
-    const auto it = std::find_if(contacts.begin(), contacts.end(),
-                                 [&](const Binding& binding) { return isSameContact(binding.uri, uri); });
+    auto it = std::find_if(contacts.begin(), contacts.end(),
+                           [&](const Binding& binding) { return binding.uri.text == uri.text; });
+    if (it == contacts.end())
+        it = std::find_if(contacts.begin(), contacts.end(),
+                          [&](const Binding& binding) { return isSameContact(binding.uri, uri); });
     return it == contacts.end() ? nullptr : &*it;
 }
 

@@ -42,6 +42,8 @@ struct UserBindings {
     int64_t nextExpiryMs = 0; // under which the user stands in the expiry order; 0: not there
 
     [[nodiscard]] bool isEmpty() const { return contacts.empty() && !shown.hasRow; }
+    // The contact of this very text before one that is merely the same: one without a parameter is the same as several
+    // that differ in it, and no two shall have the same text.
     [[nodiscard]] Binding* find(const ContactUri& uri);
     // The contact registered last; null without contacts.
     [[nodiscard]] const Binding* newest() const;

@@ -2,13 +2,25 @@
 
 #include "server_log.h"
 
+#include "bcl2/text.h"
+
 #include <utility>
+
+namespace {
+
+// Bytes. What strangers send must neither push the rest out of the line nor fill the memory.
+constexpr size_t kMaxUser = 64;
+constexpr size_t kMaxReason = 256;
+
+} // namespace
 
 void RefusalLog::note(const std::string& user, const std::string& address, const std::string& source,
                       const std::string& reason)
 {
     const int64_t now = _clock.steadyMs();
-    std::string key = user + '\n' + address + '\n' + reason;
+    const std::string shownUser = BclPrintable(user, kMaxUser);
+    const std::string shownReason = BclPrintable(reason, kMaxReason);
+    std::string key = shownUser + '\n' + address + '\n' + shownReason;
     if (const auto it = _loggedAtMs.find(key); it != _loggedAtMs.end() && now - it->second < kPauseMs)
         return;
     if (_loggedAtMs.size() >= kMaxEntries) {
@@ -21,5 +33,5 @@ void RefusalLog::note(const std::string& user, const std::string& address, const
     }
     _isFull = false;
     _loggedAtMs.insert_or_assign(std::move(key), now);
-    ServerLog("Registration of user %s from %s refused: %s.", user.c_str(), source.c_str(), reason.c_str());
+    ServerLog("Registration of user %s from %s refused: %s.", shownUser.c_str(), source.c_str(), shownReason.c_str());
 }

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::string_view kMethod = "REGISTER";
+constexpr size_t kMaxUser = 64; // bytes of a name in the log; twice what a user's can have
 
 // The algorithms offered, in the order of the server's preference.
 std::vector<DigestAlgorithm> offered(unsigned sha256Mode)
@@ -70,7 +71,7 @@ bool isNonceCount(std::string_view text)
 // Null when the parameters are complete.
 const char* missingParam(const DigestParams& params)
 {
-    if (!params.username || !params.nonce || !params.uri || !params.response || !params.realm)
+    if (!params.username || !params.nonce || !params.uri || !params.response)
         return "incomplete credentials";
     if (!params.qop || toLower(*params.qop) != "auth")
         return "credentials without qop=auth";
@@ -84,24 +85,19 @@ const char* missingParam(const DigestParams& params)
 AuthResult RegisterAuth::findCredentials(const RegisterRequest& request, const AuthSettings& settings,
                                          DigestParams& params)
 {
-    // Of several credentials those for our realm count; a client may hold some for others.
+    // A client may hold credentials for other realms: they say nothing here, however they look.
     bool isFound = false;
     for (const std::string& header : request.authorizations) {
         DigestParams candidate;
-        switch (parseDigestParams(header, candidate)) {
-        case DigestParse::Ok:
-            break;
-        case DigestParse::OtherScheme:
-            continue;
-        case DigestParse::Malformed:
-        case DigestParse::Duplicate:
-        case DigestParse::TooLong:
+        const DigestParse parsed = parseDigestParams(header, candidate);
+        const bool isOurs = candidate.realm == settings.realm;
+        if (isOurs && parsed != DigestParse::Ok) {
             _malformed = "credentials that cannot be read";
             return AuthResult::Malformed;
         }
-        if (!isFound || candidate.realm == settings.realm)
+        if (isOurs || !isFound)
             params = std::move(candidate);
-        isFound = true;
+        isFound = isFound || isOurs;
     }
     if (!isFound)
         return AuthResult::Challenge;
@@ -123,8 +119,12 @@ AuthOutcome RegisterAuth::check(const RegisterRequest& request, const AuthSettin
     switch (const AuthResult found = findCredentials(request, settings, params)) {
     case AuthResult::Accepted:
         return verify(request, settings, params, users.find(*params.username).get());
-    case AuthResult::Challenge:
-        return challenge(request, settings, false);
+    case AuthResult::Challenge: {
+        // One of our nonces in credentials for another realm: the realm was changed, the password may still be right.
+        const bool isStale =
+            params.nonce && _nonces.check(*params.nonce, request.source.address, settings.realm) == NonceState::Stale;
+        return challenge(request, settings, isStale);
+    }
     default:
         return {found, {}, _malformed};
     }
@@ -158,11 +158,14 @@ AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSetti
     const std::string expected = _hasher.response(algorithm, *params.username, settings.realm, password,
                                                   {kMethod, *params.uri, *params.nonce, *params.nc, *params.cnonce});
     const bool isRight = !expected.empty() && equalInConstantTime(expected, toLower(*params.response));
+    // Before anything is told of the password, and with the name that it was tried for: the user of To is not the one
+    // who is attacked.
+    if (*params.username != request.user)
+        return {
+            AuthResult::Refused, {}, "its credentials are those of user " + BclPrintable(*params.username, kMaxUser)};
     if (user != nullptr && password.empty())
         return {AuthResult::Refused, {}, "the user has no password"};
-    if (!isRight || user == nullptr || *params.realm != settings.realm)
+    if (!isRight || user == nullptr)
         return {AuthResult::Refused, {}, "wrong user name or password"};
-    if (*params.username != request.user)
-        return {AuthResult::Refused, {}, "the password belongs to another user"};
     return {AuthResult::Accepted, {}, ""};
 }

@@ -18,7 +18,7 @@ enum class AuthResult { Accepted, Challenge, Refused, Malformed };
 struct AuthOutcome {
     AuthResult result = AuthResult::Challenge;
     std::vector<std::string> challenges; // with Challenge
-    const char* reason = "";             // with Refused (for the log) and Malformed (also for the client)
+    std::string reason;                  // with Refused (for the log) and Malformed (also for the client)
 };
 
 // What the answer depends on beside the request.
@@ -36,6 +36,7 @@ public:
                                     const Snapshot<Cdb_usr_info>& users);
 
 private:
+    // What stands in the request for our realm. Credentials for others only tell in `params` of their nonce.
     AuthResult findCredentials(const RegisterRequest& request, const AuthSettings& settings, DigestParams& params);
     AuthOutcome challenge(const RegisterRequest& request, const AuthSettings& settings, bool isStale);
     AuthOutcome verify(const RegisterRequest& request, const AuthSettings& settings, const DigestParams& params,

@@ -12,9 +12,13 @@
 
 namespace {
 
-constexpr size_t kMaxContactUri = sizeof(Cdb_sip_contact::contact) - 1;
+static_assert(kMaxContactUri == sizeof(Cdb_sip_contact::contact) - 1);
 constexpr size_t kMaxCallId = sizeof(Cdb_sip_contact::callId) - 1;
 constexpr int64_t kMsPerSecond = 1000;
+constexpr uint32_t kMaxPort = 65535;
+
+// For the administrator; the client gets the phrase.
+constexpr const char* kOutOfOrder = "it is older than what was registered";
 
 std::string addressText(const std::string& address, uint16_t port)
 {
@@ -59,6 +63,8 @@ const char* formError(const RegisterRequest& request)
 {
     if (request.callId.size() > kMaxCallId)
         return "Call-ID Too Long";
+    if (request.contacts.size() > kMaxContacts)
+        return "Too Many Contacts";
     if (request.isStar && (request.expires != 0U || request.contacts.size() > 1))
         return "Contact * Needs Expires 0";
     for (const RegisterContact& contact : request.contacts)
@@ -131,7 +137,7 @@ RegisterReply Registrar::removeAll(const RegisterRequest& request)
         return listContacts(request.user);
     for (const Binding& binding : bindings->contacts)
         if (isOutdated(binding, request))
-            return reply(500, "Request Out Of Order");
+            return reply(500, "Request Out Of Order", kOutOfOrder);
     UserChange change;
     bindings->contacts.clear();
     change.lines.push_back(unregisteredLine(request.user, request.source));
@@ -149,10 +155,11 @@ RegisterReply Registrar::setContacts(const RegisterRequest& request)
             return reply(416, "Unsupported URI Scheme", "its contact is no SIP URI");
         const Binding* binding = known == nullptr ? nullptr : known->find(contact.uri);
         if (binding != nullptr && isOutdated(*binding, request))
-            return reply(500, "Request Out Of Order");
+            return reply(500, "Request Out Of Order", kOutOfOrder);
         const uint32_t expires = askedExpires(request, contact);
         if (expires != 0 && expires < kMinExpires) {
-            RegisterReply answer = reply(423, "Interval Too Brief");
+            RegisterReply answer =
+                reply(423, "Interval Too Brief", "it asks for less than " + std::to_string(kMinExpires) + " s");
             answer.minExpires = kMinExpires;
             return answer;
         }
@@ -164,15 +171,16 @@ RegisterReply Registrar::setContacts(const RegisterRequest& request)
     if (!wanted.empty()) {
         UserChange change;
         UserBindings& bindings = _table.get(request.user);
+        const std::string agent = cleanUserAgent(request.userAgent);
         for (const RegisterContact* contact : wanted)
-            setContact(bindings, request, *contact, change);
+            setContact(bindings, request, *contact, agent, change);
         commit(request.user, std::move(change));
     }
     return listContacts(request.user);
 }
 
 void Registrar::setContact(UserBindings& bindings, const RegisterRequest& request, const RegisterContact& contact,
-                           UserChange& change)
+                           const std::string& agent, UserChange& change)
 {
     const uint32_t expires = std::min(askedExpires(request, contact), kMaxExpires);
     Binding* binding = bindings.find(contact.uri);
@@ -183,7 +191,6 @@ void Registrar::setContact(UserBindings& bindings, const RegisterRequest& reques
         change.lines.push_back(unregisteredLine(request.user, request.source));
         return;
     }
-    const std::string agent = cleanUserAgent(request.userAgent);
     const bool isNews = binding == nullptr || binding->userAgent != agent ||
                         binding->source.address != request.source.address ||
                         binding->source.port != request.source.port;
@@ -226,7 +233,7 @@ void Registrar::expire()
     }
 }
 
-void Registrar::userChanged(const std::string& user)
+void Registrar::userChanged(const std::string& user, bool isRemoval)
 {
     if (user.empty()) {
         checkAllUsers();
@@ -238,11 +245,13 @@ void Registrar::userChanged(const std::string& user)
         return;
     UserBindings& known = _table.get(user);
     UserChange change;
-    if (record == nullptr && !known.contacts.empty()) {
+    const bool isGone = isRemoval || record == nullptr;
+    if (isGone && !known.contacts.empty()) {
         known.contacts.clear();
         change.lines.push_back("User " + user + " was deleted and is no longer registered.");
     }
-    if (record == nullptr || shownNow(user, known) != known.shown)
+    // The store has dropped the row of a user who was removed, so that it is written anew where one is due.
+    if (isGone || shownNow(user, known) != known.shown)
         commit(user, std::move(change));
 }
 
@@ -326,8 +335,10 @@ void Registrar::commit(const std::string& user, UserChange&& change)
 ShownUser Registrar::shownNow(const std::string& user, const UserBindings& bindings)
 {
     const auto record = _users.now().find(user);
-    if (record != nullptr && record->hasFlag(kUsrIpAuth))
-        return {true, kUsrIdle, static_cast<uint16_t>(record->ipPort), std::string(BclFieldText(record->ipAddr)), {}};
+    if (record != nullptr && record->hasFlag(kUsrIpAuth)) {
+        const uint32_t port = record->ipPort <= kMaxPort ? record->ipPort : 0;
+        return {true, kUsrIdle, static_cast<uint16_t>(port), std::string(BclFieldText(record->ipAddr)), {}};
+    }
     if (const Binding* newest = bindings.newest(); newest != nullptr)
         return {true, kUsrIdle, newest->source.port, newest->source.address, newest->userAgent};
     return {};

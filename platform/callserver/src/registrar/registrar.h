@@ -33,8 +33,6 @@ public:
     static constexpr uint32_t kMaxExpires = 3600;
     // Shorter ones would be keep-alives: two registrations a second for every hundred telephones.
     static constexpr uint32_t kMinExpires = 60;
-    // Telephones of one user that ring together; more are left-overs of telephones that change their contact.
-    static constexpr size_t kMaxContacts = 10;
 
     using Sink = std::function<void(UserChange&&)>;
 
@@ -47,8 +45,9 @@ public:
     [[nodiscard]] RegisterReply handle(const RegisterRequest& request);
     // Removes what has expired; cheap when nothing has.
     void expire();
-    // A stored user was added, changed or deleted; an empty name: any of them.
-    void userChanged(const std::string& user);
+    // A stored user was added, changed or deleted; an empty name: any of them. A removal drops the user's bindings also
+    // when a user of the same name has been added since.
+    void userChanged(const std::string& user, bool isRemoval = false);
 
 private:
     RegisterReply handleAuthenticated(const RegisterRequest& request);
@@ -56,7 +55,7 @@ private:
     RegisterReply removeAll(const RegisterRequest& request);
     RegisterReply setContacts(const RegisterRequest& request);
     void setContact(UserBindings& bindings, const RegisterRequest& request, const RegisterContact& contact,
-                    UserChange& change);
+                    const std::string& agent, UserChange& change);
     void commit(const std::string& user, UserChange&& change);
     [[nodiscard]] ShownUser shownNow(const std::string& user, const UserBindings& bindings);
     [[nodiscard]] Cdb_user_bindings storable(const std::string& user, const UserBindings& bindings) const;

@@ -6,10 +6,14 @@ namespace {
 
 constexpr size_t kMaxUserAgent = 128; // bytes of the record's field
 
+// Bytes that are looked at: far more than any telephone sends, and a header of control characters alone costs little.
+constexpr size_t kMaxInput = 1024;
+
 } // namespace
 
 std::string cleanUserAgent(std::string_view text)
 {
+    text = text.substr(0, kMaxInput);
     std::string result;
     while (!text.empty() && result.size() <= kMaxUserAgent) {
         char32_t code = 0;

@@ -83,6 +83,8 @@ ContactUri makeContactUri(std::string_view text)
 {
     ContactUri result;
     result.text = text;
+    if (text.size() > kMaxContactUri)
+        return result;
     su_home_t home[1] = {};
     home->suh_size = sizeof home;
     su_home_init(home);

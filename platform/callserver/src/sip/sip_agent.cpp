@@ -1,9 +1,10 @@
 #include "sip/sip_agent.h"
 
 #include "server_log.h"
-#include "sip/local_addresses.h"
+#include "sip/numeric_hosts.h"
 #include "sip/sip_answers.h"
 #include "sip/sip_stack.h"
+#include "sip/via_source.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -27,6 +28,7 @@ constexpr unsigned kMaxMessageSize = 65536;  // bytes; above, a header of many l
 constexpr unsigned kSocketBuffer = 4u << 20; // bytes; a second of REGISTER at the highest rate
 // Sockets of addresses that the machine has lost stay (they often come back); with more of them all are opened anew.
 constexpr size_t kMaxLostAddresses = 16;
+constexpr int kAnswerToSource = 2;             // also when the client did not ask for it with rport (RFC 3581)
 constexpr unsigned kMaxProceeding = 1'000'000; // the stack's own limit is far below what the server can hold
 
 std::string addressText(const std::string& address, uint16_t port)
@@ -47,6 +49,8 @@ std::string joined(const std::vector<std::string>& texts)
 
 void reportReady(const std::vector<std::string>& addresses, uint16_t port)
 {
+    if (addresses.empty())
+        return;
     std::vector<std::string> texts;
     texts.reserve(addresses.size());
     for (const std::string& address : addresses)
@@ -54,14 +58,15 @@ void reportReady(const std::vector<std::string>& addresses, uint16_t port)
     ServerLog("SIP over UDP is ready on %s.", joined(texts).c_str());
 }
 
-// Why the stack could not bind, which it does not tell: the same is tried once more.
+// Why the address cannot be bound; empty when it can. The stack does not tell, and so it is not asked in vain.
 std::string bindError(const std::string& address, uint16_t port)
 {
     addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+    hints.ai_flags = AI_NUMERICSERV;
     hints.ai_socktype = SOCK_DGRAM;
     addrinfo* info = nullptr;
-    if (getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &info) != 0)
+    if (BclIsIPFormat(address.c_str()) == 0 ||
+        resolveLiteral(address.c_str(), std::to_string(port).c_str(), &hints, &info) != 0)
         return "not an IP address";
     int error = 0;
     const int fd = socket(info->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -70,7 +75,7 @@ std::string bindError(const std::string& address, uint16_t port)
     if (fd >= 0)
         close(fd);
     freeaddrinfo(info);
-    return error == 0 ? "the SIP stack refuses it" : strerror(error);
+    return error == 0 ? std::string() : strerror(error);
 }
 
 bool contains(const std::vector<std::string>& list, const std::string& text)
@@ -78,14 +83,16 @@ bool contains(const std::vector<std::string>& list, const std::string& text)
     return std::find(list.begin(), list.end(), text) != list.end();
 }
 
+using Failures = std::map<std::string, std::string>; // address and reason
+
 // One line for each reason.
-void reportFailures(const std::vector<std::string>& addresses, uint16_t port, bool isAll)
+void reportFailures(const Failures& failures, uint16_t port, bool isAll)
 {
     std::map<std::string, std::vector<std::string>> byReason;
-    for (const std::string& address : addresses)
-        byReason[bindError(address, port)].push_back(address);
+    for (const auto& [address, reason] : failures)
+        byReason[reason].push_back(address);
     for (const auto& [reason, failed] : byReason)
-        if (isAll && failed.size() == addresses.size())
+        if (isAll && failed.size() == failures.size())
             ServerLog("SIP over UDP cannot use port %u: %s.", unsigned{port}, reason.c_str());
         else
             ServerLog("SIP over UDP cannot use port %u of %s: %s.", unsigned{port}, joined(failed).c_str(),
@@ -100,24 +107,34 @@ struct Service {
     uint16_t port = 0;
     nta_agent_t* agent = nullptr;
     std::vector<std::string> bound;
-    std::vector<std::string> failed;
+    Failures failed;
 
     [[nodiscard]] bool isForAll() const { return BclTrimmed(address).empty(); }
-    [[nodiscard]] std::vector<std::string> wanted() const
+    [[nodiscard]] std::vector<std::string> wanted(const SipAgent::AddressSource& addresses) const
     {
-        return isForAll() ? localAddresses() : std::vector<std::string>{std::string(BclTrimmed(address))};
+        return isForAll() ? addresses() : std::vector<std::string>{std::string(BclTrimmed(address))};
     }
 
-    // Binds what is not bound yet.
-    void bind(const std::vector<std::string>& addresses)
+    // Binds what is not bound yet, and gives what could be.
+    std::vector<std::string> bind(const std::vector<std::string>& addresses)
     {
+        std::vector<std::string> added;
         failed.clear();
-        for (const std::string& literal : addresses)
-            if (!contains(bound, literal))
-                (bindOne(literal) ? bound : failed).push_back(literal);
+        for (const std::string& literal : addresses) {
+            if (contains(bound, literal))
+                continue;
+            std::string reason = bindOne(literal);
+            if (reason.empty()) {
+                bound.push_back(literal);
+                added.push_back(literal);
+            } else {
+                failed.emplace(literal, std::move(reason));
+            }
+        }
+        return added;
     }
 
-    void open(SipStack& stack, SipHandler& handler)
+    void open(SipStack& stack, SipHandler& handler, const std::vector<std::string>& addresses)
     {
         const auto callback = [](nta_agent_magic_t* magic, nta_agent_t* self, msg_t* message, sip_t* sip) {
             answerMessage(self, message, sip, *reinterpret_cast<SipHandler*>(magic));
@@ -126,8 +143,9 @@ struct Service {
         // Without an own address: sockets are added below, each with its own result.
         auto* const noSocketYet = reinterpret_cast<url_string_t*>(-1); // NOLINT(performance-no-int-to-ptr)
         agent = nta_agent_create(stack.root(), noSocketYet, callback, reinterpret_cast<nta_agent_magic_t*>(&handler),
+                                 NTATAG_MCLASS(sourceBoundMessages()), NTATAG_SERVER_RPORT(kAnswerToSource),
                                  NTATAG_MAXSIZE(kMaxMessageSize), NTATAG_MAX_PROCEEDING(kMaxProceeding), TAG_END());
-        bind(wanted());
+        bind(addresses);
     }
 
     void close()
@@ -138,54 +156,79 @@ struct Service {
     }
 
 private:
-    bool bindOne(const std::string& literal)
+    // Empty when it is bound, else why not.
+    std::string bindOne(const std::string& literal)
     {
-        if (agent == nullptr || BclIsIPFormat(literal.c_str()) == 0)
-            return false;
+        std::string reason = bindError(literal, port);
+        if (!reason.empty())
+            return reason;
         const bool isV6 = literal.find(':') != std::string::npos;
         const std::string url =
             "sip:" + (isV6 ? "[" + literal + "]" : literal) + ":" + std::to_string(port) + ";transport=udp";
-        return nta_agent_add_tport(agent, reinterpret_cast<const url_string_t*>(url.c_str()),
-                                   TPTAG_UDP_RMEM(kSocketBuffer), TPTAG_UDP_WMEM(kSocketBuffer), TAG_END()) == 0;
+        if (agent != nullptr &&
+            nta_agent_add_tport(agent, reinterpret_cast<const url_string_t*>(url.c_str()),
+                                TPTAG_UDP_RMEM(kSocketBuffer), TPTAG_UDP_WMEM(kSocketBuffer), TAG_END()) == 0)
+            return {};
+        return "the SIP stack refuses it";
     }
 };
 
 struct SipAgent::Impl {
     SipStack& stack;
     SipHandler& handler;
+    AddressSource addresses;
     Service current;
+
+    void open(Service& service) const { service.open(stack, handler, service.wanted(addresses)); }
+
+    // Tries what is missing of the current service, and says what became of it; of what failed as it did before only
+    // when asked to repeat it.
+    void bindMissing(const std::vector<std::string>& wanted, bool isRepeating)
+    {
+        const Failures before = current.failed;
+        reportReady(current.bind(wanted), current.port);
+        Failures told = current.failed;
+        if (!isRepeating)
+            std::erase_if(told, [&](const auto& failure) { return before.count(failure.first) != 0; });
+        reportFailures(told, current.port, current.isForAll() && current.bound.empty());
+    }
 };
 
-SipAgent::SipAgent(SipStack& stack, SipHandler& handler) : _impl(new Impl{stack, handler, {}}) {}
+SipAgent::SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses)
+    : _impl(new Impl{stack, handler, std::move(addresses), {}})
+{}
 
 SipAgent::~SipAgent() = default;
 
 void SipAgent::serveUdp(const std::string& address, uint16_t port)
 {
     Service& current = _impl->current;
-    if (!current.bound.empty() && current.address == address && current.port == port)
+    if (current.agent != nullptr && current.address == address && current.port == port) {
+        _impl->bindMissing(current.wanted(_impl->addresses), true);
         return;
+    }
     Service next;
     next.address = address;
     next.port = port;
-    next.open(_impl->stack, _impl->handler);
+    _impl->open(next);
     const bool hasFormer = !current.bound.empty();
     if (!next.failed.empty() && hasFormer && current.port == port) {
         // Our own sockets may be in the way.
         current.close();
-        next.bind(next.wanted());
+        next.bind(next.wanted(_impl->addresses));
         if (next.bound.empty())
-            current.open(_impl->stack, _impl->handler);
+            _impl->open(current);
     }
-    if (!next.failed.empty())
-        reportFailures(next.failed, port, next.isForAll());
+    reportFailures(next.failed, port, next.isForAll() && next.bound.empty());
     if (next.bound.empty()) {
         if (next.failed.empty())
             ServerLog("SIP over UDP waits for the machine to have a network address.");
         if (hasFormer || !next.isForAll()) {
             next.close();
-            if (hasFormer)
+            if (hasFormer) {
                 reportReady(current.bound, current.port);
+                reportFailures(current.failed, current.port, current.isForAll() && current.bound.empty());
+            }
             return;
         }
     } else {
@@ -200,26 +243,15 @@ void SipAgent::followAddresses()
     Service& current = _impl->current;
     if (current.agent == nullptr || !current.isForAll())
         return;
-    const std::vector<std::string> present = localAddresses();
-    std::vector<std::string> fresh;
-    for (const std::string& address : present)
-        if (!contains(current.bound, address) && !contains(current.failed, address))
-            fresh.push_back(address);
-    if (fresh.empty())
-        return;
+    const std::vector<std::string> present = _impl->addresses();
     const auto lost = std::count_if(current.bound.begin(), current.bound.end(),
                                     [&](const std::string& address) { return !contains(present, address); });
     if (static_cast<size_t>(lost) > kMaxLostAddresses) {
         current.close();
-        current.open(_impl->stack, _impl->handler);
+        _impl->open(current);
         reportReady(current.bound, current.port);
+        reportFailures(current.failed, current.port, current.bound.empty());
         return;
     }
-    current.bind(present);
-    std::vector<std::string> added;
-    for (const std::string& address : fresh)
-        if (contains(current.bound, address))
-            added.push_back(address);
-    if (!added.empty())
-        reportReady(added, current.port);
+    _impl->bindMissing(present, false);
 }

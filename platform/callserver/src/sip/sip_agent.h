@@ -4,8 +4,10 @@
 #include "sip/sip_messages.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 class SipStack;
 
@@ -23,16 +25,21 @@ public:
 // SIP over UDP. Belongs to the stack's thread; never destroyed.
 class SipAgent {
 public:
-    SipAgent(SipStack& stack, SipHandler& handler);
+    // Gives the literals of the machine's addresses.
+    using AddressSource = std::function<std::vector<std::string>()>;
+
+    SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses);
     ~SipAgent();
     SipAgent(const SipAgent&) = delete;
     SipAgent& operator=(const SipAgent&) = delete;
 
     // Serves this address (a literal; blank: every address of the machine) and port from now on, and says in the log
-    // what became of it. When it cannot be had, what was served before stays. Does nothing when it is served already.
+    // what became of it. When it cannot be had, what was served before stays. When it is served already, only what
+    // could not be bound of it is tried again.
     void serveUdp(const std::string& address, uint16_t port);
 
-    // When every address is served: also those that the machine has got since. Cheap; call it every few seconds.
+    // When every address is served: also those that the machine has got since, and those that could not be bound
+    // before (an IPv6 address cannot while its uniqueness is being checked). Cheap; call it every few seconds.
     void followAddresses();
 
 private:

@@ -2,6 +2,7 @@
 
 #include "sip/sip_agent.h"
 #include "sip/sip_request.h"
+#include "sip/via_source.h"
 
 #include <cstdio>
 #include <sofia-sip/msg_addr.h>
@@ -124,11 +125,16 @@ bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip)
 
 } // namespace
 
-void answerMessage(nta_agent_t* agent, msg_t* message, const sip_t* sip, SipHandler& handler)
+void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, SipHandler& handler)
 {
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
         msg_destroy(message);
+        return;
+    }
+    markReceived(message, sip);
+    if (isOtherVersion(sip)) {
+        answer(agent, message, SIP_505_VERSION_NOT_SUPPORTED);
         return;
     }
     if (sip->sip_to == nullptr || sip->sip_from == nullptr || sip->sip_call_id == nullptr || sip->sip_cseq == nullptr ||

@@ -6,4 +6,4 @@
 class SipHandler;
 
 // Answers a message that belongs to no transaction and disposes of it.
-void answerMessage(nta_agent_t* agent, msg_t* message, const sip_t* sip, SipHandler& handler);
+void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, SipHandler& handler);

@@ -3,6 +3,7 @@
 
 #include "sip/contact_uri.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +15,9 @@ struct SipSource {
     uint16_t port = 0;
     uint8_t transport = 0; // 0 UDP, 1 TCP, 2 TLS
 };
+
+// Telephones of one user that ring together; more are left-overs of telephones that change their contact.
+constexpr size_t kMaxContacts = 10;
 
 struct RegisterContact {
     ContactUri uri;
@@ -27,7 +31,7 @@ struct RegisterRequest {
     std::string user; // of the To header, unescaped; empty: none
     std::string callId;
     uint32_t cseq = 0;
-    std::vector<RegisterContact> contacts;
+    std::vector<RegisterContact> contacts;   // of too many the first kMaxContacts + 1
     bool isStar = false;                     // a Contact "*" was among them
     std::optional<uint32_t> expires;         // s
     std::string userAgent;                   // as sent

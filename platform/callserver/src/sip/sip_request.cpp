@@ -14,20 +14,6 @@ namespace {
 constexpr uint32_t kMalformedExpires = 3600; // RFC 3261 section 10.2.1.1
 constexpr size_t kMaxAuthorizations = 8;     // a client has one or two; each costs a parse
 
-SipSource sourceOf(msg_t* message)
-{
-    SipSource source;
-    const su_sockaddr_t* address = msg_addr(message);
-    char text[NI_MAXHOST] = {};
-    if (address->su_family == AF_INET6 && IN6_IS_ADDR_V4MAPPED(&address->su_sin6.sin6_addr))
-        inet_ntop(AF_INET, address->su_sin6.sin6_addr.s6_addr + 12, text, sizeof text);
-    else
-        getnameinfo(&address->su_sa, msg_addrinfo(message)->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
-    source.address = text;
-    source.port = ntohs(address->su_port);
-    return source;
-}
-
 std::string uriText(msg_t* message, const url_t* url)
 {
     char* text = url_as_string(msg_home(message), url);
@@ -79,7 +65,8 @@ std::string authorizationText(const sip_authorization_t* header)
 
 void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& request)
 {
-    for (; header != nullptr; header = header->m_next) {
+    // One more than may be is enough to tell that there are too many; strangers may send thousands.
+    for (; header != nullptr && request.contacts.size() <= kMaxContacts; header = header->m_next) {
         RegisterContact& contact = request.contacts.emplace_back();
         if (header->m_url->url_type == url_any) {
             request.isStar = true;
@@ -93,6 +80,20 @@ void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& r
 }
 
 } // namespace
+
+SipSource sourceOf(msg_t* message)
+{
+    SipSource source;
+    const su_sockaddr_t* address = msg_addr(message);
+    char text[NI_MAXHOST] = {};
+    if (address->su_family == AF_INET6 && IN6_IS_ADDR_V4MAPPED(&address->su_sin6.sin6_addr))
+        inet_ntop(AF_INET, address->su_sin6.sin6_addr.s6_addr + 12, text, sizeof text);
+    else
+        getnameinfo(&address->su_sa, msg_addrinfo(message)->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
+    source.address = text;
+    source.port = ntohs(address->su_port);
+    return source;
+}
 
 RegisterRequest registerRequest(msg_t* message, const sip_t* sip)
 {

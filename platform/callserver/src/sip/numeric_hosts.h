@@ -1,0 +1,8 @@
+// Host names are never resolved: the stack would wait for a name server on its only thread, and whoever sends a packet
+// chooses the names in it.
+#pragma once
+
+#include <netdb.h>
+
+// getaddrinfo() for address literals only: a host name is EAI_NONAME at once. The stack uses it too. Any thread.
+[[nodiscard]] int resolveLiteral(const char* node, const char* service, const addrinfo* hints, addrinfo** result);
