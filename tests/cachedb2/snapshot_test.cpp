@@ -51,6 +51,7 @@ TEST(Snapshots, ReadersNeverSeeAHalfMadeVersion)
     std::atomic<bool> isDone{false};
     std::atomic<int> torn{0};
     std::vector<std::jthread> readers;
+    readers.reserve(3);
     for (int i = 0; i < 3; ++i)
         readers.emplace_back([&] {
             SnapshotReader reader(box);

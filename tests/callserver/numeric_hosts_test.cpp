@@ -18,7 +18,7 @@ bool canBind(const char* url)
         msg_destroy(message);
         return 0;
     };
-    nta_agent_t* agent = nta_agent_create(root, URL_STRING_MAKE(url), ignore, nullptr, TAG_END());
+    nta_agent_t* agent = nta_agent_create(root, reinterpret_cast<const url_string_t*>(url), ignore, nullptr, TAG_END());
     if (agent != nullptr)
         nta_agent_destroy(agent);
     su_root_destroy(root);

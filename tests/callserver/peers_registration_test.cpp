@@ -167,7 +167,7 @@ TEST_F(RegistrationTest, RegistrationExpiresByItself)
             BclCopyStr(contact.srcAddr, "127.0.0.1");
             contact.srcPort = source;
             contact.registeredAt = BclGetCurrTimestamp() - 3595;
-            contact.expiresAt = BclGetCurrTimestamp() + 3 + 2 * (source - 5070);
+            contact.expiresAt = BclGetCurrTimestamp() + 3 + int64_t{2} * (source - 5070);
         }
         ASSERT_EQ(filled.DbWriteRegistrations({bindings}), kDbOk);
     });

@@ -71,7 +71,7 @@ TEST_F(RegistrarTimeTest, SettingTheTimeOfDayExpiresNothing)
 {
     handle(request({contact(kPhone, 60)}));
     takeChanges();
-    clock.jumpSeconds(86400 * 365);
+    clock.jumpSeconds(int64_t{86400} * 365);
     registrar->expire();
     EXPECT_TRUE(changes.empty());
 }
@@ -136,7 +136,7 @@ TEST_F(RegistrarTimeTest, RestartKeepsCSeqOfTheCall)
 TEST_F(RegistrarTimeTest, RestartAfterTheClockWasSetBackKeepsNothingForLong)
 {
     registerFrom(kPhone);
-    clock.jumpSeconds(-86400 * 365);
+    clock.jumpSeconds(int64_t{-86400} * 365);
     restart();
     EXPECT_EQ(handle(request({})).contacts.at(0).expires, Registrar::kMaxExpires);
 }
