@@ -12,6 +12,8 @@
 
 namespace {
 
+const QString kCaption = QStringLiteral("Parlovex V50 build 20240502");
+
 class Desktop : public ConsoleFixture {
 protected:
     // A visible top-level widget of this class, as the toolkit's own tray code makes them.
@@ -48,9 +50,18 @@ protected:
         return run(QStringLiteral("xdotool"),
                    {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), caption});
     }
+    // Starts the program on this desktop and presses its window's close key; the window.
+    static QString startAndClose(ConsoleProgram& program)
+    {
+        program.setPlatform(QStringLiteral("xcb"));
+        program.start();
+        EXPECT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
+        const QString id = QString::fromLatin1(windowsNamed(kCaption));
+        run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
+        return id;
+    }
 };
-
-const QString kCaption = QStringLiteral("Parlovex V50 build 20240502");
 
 TEST_F(Desktop, WindowTakesHalfOfTheScreenRoundedAndIsCentredTruncated)
 {
@@ -133,12 +144,7 @@ TEST_F(Desktop, CloseButtonLeavesTheProgramRunningOutOfSight)
 {
     keepServerLocal();
     ConsoleProgram program(inHome(QString()));
-    program.setPlatform(QStringLiteral("xcb"));
-    program.start();
-    ASSERT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
-    const QString id = QString::fromLatin1(windowsNamed(kCaption));
-    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
+    startAndClose(program);
     EXPECT_TRUE(waitUntil([] { return windowsNamed(kCaption).isEmpty(); }));
     EXPECT_TRUE(program.isRunning());
     program.sendSignal(SIGTERM);
@@ -150,12 +156,7 @@ TEST_F(Desktop, CloseButtonMinimisesTheProgramThatHasNoTrayIcon)
     writeSwitches("gVarGuiHideSysTrayIcon=1\n");
     keepServerLocal();
     ConsoleProgram program(inHome(QString()));
-    program.setPlatform(QStringLiteral("xcb"));
-    program.start();
-    ASSERT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
-    const QString id = QString::fromLatin1(windowsNamed(kCaption));
-    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
+    const QString id = startAndClose(program);
     EXPECT_TRUE(waitUntil([&id] {
         return run(QStringLiteral("xprop"), {QStringLiteral("-id"), id, QStringLiteral("WM_STATE")}).contains("Iconic");
     }));
