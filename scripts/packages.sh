@@ -4,6 +4,7 @@ build_packages=(g++ cmake ninja-build ccache pkg-config
     qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev)
 run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
+wayland_packages=(qtwayland5)
 test_packages=(libgtest-dev sip-tester baresip-core xvfb xauth openbox trayer x11-utils xdotool)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
 
