@@ -5,8 +5,10 @@ build_packages=(g++ cmake ninja-build ccache pkg-config
 run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
 wayland_packages=(qtwayland5)
-test_packages=(libgtest-dev sip-tester baresip-core xvfb xauth openbox trayer x11-utils xdotool)
+test_packages=(libgtest-dev sip-tester baresip-core sipvicious iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool)
+bench_packages=(kamailio kamailio-extra-modules)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
+stack_packages=(autoconf automake libtool dpkg-dev)
 
 # need_packages <name>...: installs what is missing, or says in one command what somebody with the right to must run.
 need_packages() {

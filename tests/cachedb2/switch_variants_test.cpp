@@ -18,6 +18,7 @@ protected:
         EXPECT_EQ(0u, gVarGuiDisplayPassword);
         EXPECT_EQ(0u, gVarCcfLuaServiceMatchCld);
         EXPECT_EQ(0u, gVarSipDigestSha256);
+        EXPECT_EQ(200u, gVarSipChallengeRate);
         EXPECT_STREQ("110,112,119,911,999", gVarCcfEmergencyNumbers);
         EXPECT_STREQ("https://www.parlovex.test/version.txt", gVarGuiVersionUrl);
     }
@@ -34,13 +35,15 @@ TEST_F(SwitchVariants, AreReadFromTheSwitchSection)
 {
     EXPECT_EQ(0u, read("[other]\ngVarGuiLang=9\n[switch]\ngVarGuiLang=1\ngVarGuiLayoutDir=2\n"
                        "gVarGuiHideSysTrayIcon=1\ngVarGuiDisplayPassword=1\ngVarCcfLuaServiceMatchCld=1\n"
-                       "gVarSipDigestSha256=2\ngVarCcfEmergencyNumbers=112\ngVarGuiVersionUrl=http://127.0.0.1:8/v\n"));
+                       "gVarSipDigestSha256=2\ngVarSipChallengeRate=1000000\ngVarCcfEmergencyNumbers="
+                       "112\ngVarGuiVersionUrl=http://127.0.0.1:8/v\n"));
     EXPECT_EQ(1, gVarGuiLang);
     EXPECT_EQ(2u, gVarGuiLayoutDir);
     EXPECT_EQ(1u, gVarGuiHideSysTrayIcon);
     EXPECT_EQ(1u, gVarGuiDisplayPassword);
     EXPECT_EQ(1u, gVarCcfLuaServiceMatchCld);
     EXPECT_EQ(2u, gVarSipDigestSha256);
+    EXPECT_EQ(1000000u, gVarSipChallengeRate);
     EXPECT_STREQ("112", gVarCcfEmergencyNumbers);
     EXPECT_STREQ("http://127.0.0.1:8/v", gVarGuiVersionUrl);
     EXPECT_TRUE(takeLog().empty());
@@ -84,9 +87,18 @@ TEST_F(SwitchVariants, OutsideTheirRangeAreTheDefaultsWithALogLineEach)
 {
     EXPECT_EQ(0u, read("[switch]\ngVarGuiLang=english\ngVarGuiLayoutDir=3\ngVarGuiHideSysTrayIcon=-1\n"
                        "gVarSipDigestSha256=99999999999999999999\ngVarCcfEmergencyNumbers=fire\n"
-                       "gVarGuiVersionUrl=file:///etc/passwd\ngVarGuiDisplayPassword=1x\n"));
+                       "gVarGuiVersionUrl=file:///etc/passwd\ngVarGuiDisplayPassword=1x\n"
+                       "gVarSipChallengeRate=1000001\n"));
     expectDefaults();
-    EXPECT_EQ(7u, takeLog().size());
+    EXPECT_EQ(8u, takeLog().size());
+}
+
+TEST_F(SwitchVariants, ChallengeRateCanBeSwitchedOff)
+{
+    EXPECT_EQ(0u, read("[switch]\ngVarSipChallengeRate=0\n"));
+    EXPECT_EQ(0u, gVarSipChallengeRate);
+    EXPECT_EQ(0u, read("[switch]\n"));
+    EXPECT_EQ(200u, gVarSipChallengeRate) << "not what the last reading left";
 }
 
 TEST_F(SwitchVariants, LanguageIsThereAtTheNextStart)

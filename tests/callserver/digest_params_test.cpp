@@ -93,6 +93,17 @@ TEST(DigestParams, UnescapesQuotedStrings)
     EXPECT_EQ(out.username, R"(a"b\c, d=e)");
 }
 
+TEST(DigestParams, KeepUnescapedValuesWhenTheyMove)
+{
+    DigestParams out;
+    ASSERT_EQ(parseDigestParams(R"(Digest username="\a", realm="b\"", nonce="plain")", out), DigestParse::Ok);
+    DigestParams moved = std::move(out);
+    out = DigestParams();
+    EXPECT_EQ(moved.username, "a");
+    EXPECT_EQ(moved.realm, "b\"");
+    EXPECT_EQ(moved.nonce, "plain");
+}
+
 TEST(DigestParams, TellsEmptyFromAbsent)
 {
     DigestParams out;

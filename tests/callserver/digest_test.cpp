@@ -39,6 +39,15 @@ TEST(Digest, KnowsAlgorithmsByNameInAnyCase)
     EXPECT_EQ(digestAlgorithmName(DigestAlgorithm::Sha256), "SHA-256");
 }
 
+TEST(Digest, CountsItsHashes)
+{
+    DigestHasher hasher;
+    (void)hasher.hash(DigestAlgorithm::Md5, {"a"});
+    EXPECT_EQ(hasher.count(), 1U);
+    (void)hasher.response(DigestAlgorithm::Sha256, "u", "r", "p", {"REGISTER", "sip:h", "n", "00000001", "c"});
+    EXPECT_EQ(hasher.count(), 4U) << "secret, request and both together";
+}
+
 TEST(Digest, ComparesWholeTexts)
 {
     EXPECT_TRUE(equalInConstantTime("abc", "abc"));

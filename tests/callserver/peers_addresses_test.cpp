@@ -6,6 +6,7 @@
 
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
+#include "streams/flow_table.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@ namespace {
 
 class NoRegistrar final : public SipHandler {
 public:
+    [[nodiscard]] bool admits(const SipSource&, bool) override { return true; }
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest&) override { return {}; }
 };
 
@@ -27,7 +29,8 @@ struct Server {
     std::vector<std::string> present = {"127.0.0.2"}; // the machine's addresses; the stack's thread reads them
     SipStack stack;
     NoRegistrar registrar;
-    SipAgent agent{stack, registrar, [this] { return present; }};
+    FlowTable flows;
+    SipAgent agent{stack, registrar, [this] { return present; }, flows};
 
     static Server& make()
     {

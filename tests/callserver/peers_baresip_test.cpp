@@ -1,11 +1,16 @@
 #include "support/child_process.h"
+#include "support/free_port.h"
 #include "support/server_fixture.h"
 
-#include <filesystem>
+#include <memory>
 
 namespace {
 
-using BaresipTest = ServerFixture;
+class BaresipTest : public ServerFixture {
+protected:
+    // Starts the server and the telephone of user 1000, which registers over that transport.
+    std::unique_ptr<ChildProcess> startTelephone(const std::string& transport);
+};
 
 // Codecs only: no sound device, no picture, no console.
 constexpr const char* kConfig = "sip_listen\t127.0.0.1:0\n"
@@ -13,15 +18,26 @@ constexpr const char* kConfig = "sip_listen\t127.0.0.1:0\n"
                                 "module\tg711.so\n"
                                 "module_app\taccount.so\n";
 
-TEST_F(BaresipTest, ATelephoneRegistersAndLeaves)
+std::unique_ptr<ChildProcess> BaresipTest::startTelephone(const std::string& transport)
 {
     fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 1000, 1); });
+    tcpPort = freeTcpPort();
+    tlsPort = freeTcpPort();
     start();
+    const uint16_t serverPort = transport == "udp" ? port : transport == "tcp" ? tcpPort : tlsPort;
     (void)scratch.write("config", kConfig);
     (void)scratch.write("contacts", "");
-    (void)scratch.write("accounts", "<sip:1000@127.0.0.1:" + std::to_string(port) + ">;auth_pass=secret;regint=600\n");
-    ChildProcess telephone({"baresip", "-f", scratch.path(), "-t", std::to_string(kTestPatience.count())},
-                           scratch.file("output.txt"));
+    (void)scratch.write("accounts", "<sip:1000@127.0.0.1:" + std::to_string(serverPort) + ";transport=" + transport +
+                                        ">;auth_pass=secret;regint=600\n");
+    return std::make_unique<ChildProcess>(
+        std::vector<std::string>{"baresip", "-f", scratch.path(), "-t", std::to_string(kTestPatience.count())},
+        scratch.file("output.txt"));
+}
+
+TEST_F(BaresipTest, ATelephoneRegistersAndLeaves)
+{
+    const std::unique_ptr<ChildProcess> started = startTelephone("udp");
+    ChildProcess& telephone = *started;
     ASSERT_TRUE(events.waitForPart("log User 1000 registered from 127.0.0.1:")) << telephone.output();
     EXPECT_TRUE(events.waitForPart("(baresip v"));
     EXPECT_TRUE(events.waitForPart(", 600 s."));
@@ -34,6 +50,22 @@ TEST_F(BaresipTest, ATelephoneRegistersAndLeaves)
     EXPECT_TRUE(events.waitFor("state 1000 0")) << telephone.output();
     EXPECT_TRUE(events.waitForPart("log User 1000 unregistered from 127.0.0.1:"));
     EXPECT_TRUE(telephone.wait().has_value());
+}
+
+class BaresipStreamTest : public BaresipTest, public testing::WithParamInterface<std::string> {};
+
+INSTANTIATE_TEST_SUITE_P(Streams, BaresipStreamTest, testing::Values("tcp", "tls"),
+                         [](const testing::TestParamInfo<std::string>& tested) { return tested.param; });
+
+TEST_P(BaresipStreamTest, ATelephoneRegistersAndLeaves)
+{
+    const std::string transport = GetParam();
+    const std::unique_ptr<ChildProcess> telephone = startTelephone(transport);
+    ASSERT_TRUE(events.waitForPart("log User 1000 registered from 127.0.0.1:")) << telephone->output();
+    EXPECT_EQ(sql("select transport from tbl_sip_contact where userName='1000'"), transport == "tcp" ? "1" : "2");
+    telephone->sendSignal(SIGTERM);
+    EXPECT_TRUE(events.waitFor("state 1000 0")) << telephone->output();
+    EXPECT_TRUE(telephone->wait().has_value());
 }
 
 } // namespace

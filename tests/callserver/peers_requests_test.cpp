@@ -173,7 +173,6 @@ TEST_F(RequestsTest, ViaCannotSendTheAnswerElsewhere)
             EXPECT_EQ(answer.status, 200) << via;
             EXPECT_NE(answer.header("Via").find(";rport=" + port1), std::string::npos) << answer.text;
             EXPECT_NE(answer.header("Via").find(";received=127.0.0.1"), std::string::npos) << answer.text;
-            EXPECT_EQ(answer.text.find("maddr"), std::string::npos) << answer.text;
         }
     }
 }
@@ -204,9 +203,9 @@ TEST_F(RequestsTest, TooManyContactsAreRefusedWhole)
             text += ", <sip:a" + std::to_string(i) + "@h>";
         return text;
     };
-    EXPECT_EQ(client.request("REGISTER", "1000", {contacts(2000)}).status, 401) << "strangers learn nothing";
-    const std::string agent = "User-Agent: " + std::string(30'000, 'x');
-    const SipAnswer refused = client.registerUser("1000", "secret", {contacts(2000), agent});
+    EXPECT_EQ(client.request("REGISTER", "1000", {contacts(500)}).status, 401) << "strangers learn nothing";
+    const std::string agent = "User-Agent: " + std::string(7'000, 'x');
+    const SipAnswer refused = client.registerUser("1000", "secret", {contacts(500), agent});
     EXPECT_EQ(refused.status, 400);
     EXPECT_EQ(refused.text.find("SIP/2.0 400 Too Many Contacts\r\n"), 0U);
     EXPECT_EQ(client.registerUser("1000", "secret", {contacts(11)}).status, 400);

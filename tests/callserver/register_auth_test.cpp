@@ -3,6 +3,9 @@
 #include "bcl2/text.h"
 #include "cachedb2/switch_variants.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 constexpr const char* kPhone = "sip:1000@192.0.2.1:5060";
@@ -44,6 +47,19 @@ TEST_F(RegisterAuthTest, AcceptsTheRightPassword)
     EXPECT_EQ(handle(request({contact(kPhone)})).status, 200);
 }
 
+TEST_F(RegisterAuthTest, ReadsTheResponseInEitherCase)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    std::string text = credentials(registrar->handle(asked), asked, "1000", "secret");
+    const size_t start = text.find("response=\"") + 10;
+    std::transform(text.begin() + static_cast<ptrdiff_t>(start), text.begin() + static_cast<ptrdiff_t>(start) + 32,
+                   text.begin() + static_cast<ptrdiff_t>(start),
+                   [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
+    asked.authorizations = {text};
+    EXPECT_EQ(registrar->handle(asked).status, 200);
+}
+
 TEST_F(RegisterAuthTest, AnswersEveryWrongCredentialAlike)
 {
     putUser("2000", "");
@@ -62,6 +78,79 @@ TEST_F(RegisterAuthTest, AnswersEveryWrongCredentialAlike)
     }
     EXPECT_EQ(wrongPassword.refusal, "wrong user name or password");
     EXPECT_TRUE(changes.empty());
+}
+
+// All that a client gets, one field a line; the nonce is different each time.
+std::string asSent(const RegisterReply& reply)
+{
+    std::string text = std::to_string(reply.status) + ' ' + reply.phrase;
+    for (std::string challenge : reply.challenges)
+        text += "\nWWW-Authenticate: " + challenge.erase(challenge.find("nonce=\""), 56);
+    for (const RegisterReply::Contact& contact : reply.contacts)
+        text += "\nContact: " + contact.uri + ' ' + std::to_string(contact.expires);
+    if (reply.minExpires)
+        text += "\nMin-Expires: " + std::to_string(*reply.minExpires);
+    return text;
+}
+
+TEST_F(RegisterAuthTest, StrangersCannotTellUsersApartByAnyAnswer)
+{
+    putUser("2000", "");
+    putUser("3000", "secret", [](Cdb_usr_info& record) { record.expiryDate = 20000101; });
+    putUser("4000", "secret");
+    ASSERT_EQ(handle(request({contact(kPhone)}, "4000")).status, 200);
+    std::vector<std::string> challenged;
+    std::vector<std::string> refused;
+    for (const char* user : {"1000", "2000", "3000", "4000", "9999"}) {
+        RegisterRequest asked = request({contact(kPhone)}, user);
+        asked.cseq = 1;
+        const RegisterReply challenge = registrar->handle(asked);
+        challenged.push_back(asSent(challenge));
+        for (const std::string& password : {std::string("guess"), std::string(), std::string(100, 'x')}) {
+            asked.authorizations = {credentials(challenge, asked, user, password)};
+            refused.push_back(asSent(registrar->handle(asked)));
+        }
+        // In the name of somebody else, whose password may even be right.
+        for (const char* name : {"1000", "2000", "9999"}) {
+            if (std::string(name) == user)
+                continue;
+            asked.authorizations = {credentials(challenge, asked, name, "secret")};
+            refused.push_back(asSent(registrar->handle(asked)));
+        }
+    }
+    EXPECT_EQ(challenged.front(),
+              "401 Unauthorized\nWWW-Authenticate: Digest realm=\"parlovex\", , algorithm=MD5, qop=\"auth\"");
+    EXPECT_EQ(std::count(challenged.begin(), challenged.end(), challenged.front()), 5);
+    EXPECT_EQ(refused.front(), "403 Forbidden");
+    EXPECT_EQ(std::count(refused.begin(), refused.end(), refused.front()), std::ssize(refused));
+}
+
+TEST_F(RegisterAuthTest, StrangersCannotTellUsersApartByTheWork)
+{
+    putUser("2000", "");
+    putUser("4000", "secret");
+    for (const unsigned mode : {0U, 2U}) {
+        RegisterAuth auth(clock);
+        const AuthSettings settings{"parlovex", mode};
+        const auto hashesFor = [&](const std::string& to, const std::string& name, const std::string& password) {
+            RegisterRequest asked = request({contact(kPhone)}, to);
+            RegisterReply challenge;
+            challenge.challenges = auth.check(asked, settings, *users.get()).challenges;
+            asked.authorizations = {credentials(challenge, asked, name, password)};
+            const uint64_t before = auth.hasher().count();
+            const AuthOutcome outcome = auth.check(asked, settings, *users.get());
+            EXPECT_EQ(outcome.result, password == "secret" && to == name ? AuthResult::Accepted : AuthResult::Refused);
+            return auth.hasher().count() - before;
+        };
+        const uint64_t work = hashesFor("1000", "1000", "guess");
+        EXPECT_EQ(work, 3U);
+        EXPECT_EQ(hashesFor("9999", "9999", "guess"), work) << "unknown";
+        EXPECT_EQ(hashesFor("2000", "2000", ""), work) << "without password";
+        EXPECT_EQ(hashesFor("2000", "1000", "secret"), work) << "another user's name";
+        EXPECT_EQ(hashesFor("2000", "9999", "guess"), work) << "the name of nobody";
+        EXPECT_EQ(hashesFor("4000", "4000", "secret"), work) << "the right one";
+        EXPECT_EQ(hashesFor("4000", "4000", "guess"), work) << "after the right one";
+    }
 }
 
 TEST_F(RegisterAuthTest, UserNamesAreCaseSensitive)
@@ -209,7 +298,7 @@ TEST_F(RegisterAuthTest, Sha256CanBeOfferedFirst)
     asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
     EXPECT_EQ(registrar->handle(asked).status, 200);
     challenge.challenges.erase(challenge.challenges.begin());
-    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret", "00000002")};
     EXPECT_EQ(registrar->handle(asked).status, 200);
 }
 
@@ -223,8 +312,52 @@ TEST_F(RegisterAuthTest, Sha256CanBeDemanded)
     asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
     EXPECT_EQ(registrar->handle(asked).status, 200);
     challenge.challenges[0].replace(challenge.challenges[0].find("SHA-256"), 7, "MD5");
-    asked.authorizations = {credentials(challenge, asked, "1000", "secret")};
+    asked.authorizations = {credentials(challenge, asked, "1000", "secret", "00000002")};
     EXPECT_EQ(registrar->handle(asked).status, 401);
+}
+
+TEST_F(RegisterAuthTest, TellsWhatTheCredentialsSaidOfTheSource)
+{
+    RegisterRequest asked = request({contact(kPhone)});
+    asked.cseq = 1;
+    const RegisterReply challenge = registrar->handle(asked);
+    EXPECT_EQ(challenge.credentials, Credentials::None);
+    const std::string right = credentials(challenge, asked, "1000", "secret");
+    asked.authorizations = {right};
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Right);
+    asked.authorizations = {credentials(challenge, asked, "1000", "guess")};
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Wrong);
+    asked.authorizations = {credentials(challenge, asked, "9999", "guess")};
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Wrong) << "nobody has that name";
+    asked.authorizations = {"Basic YTpi"};
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Unproven);
+    EXPECT_EQ(withChanged("nonce=\"", "nonce=\"x").credentials, Credentials::Unproven) << "an invented nonce";
+    EXPECT_EQ(withChanged("realm=\"parlovex\"", "realm=\"other\"").credentials, Credentials::Unproven);
+    EXPECT_EQ(withChanged("qop=auth", "qop=auth-int").credentials, Credentials::Unproven) << "400 is no failure";
+    EXPECT_EQ(withChanged("response=\"", "response=\"0").credentials, Credentials::Wrong);
+    asked.authorizations = {right};
+    clock.passMs(NonceMaker::kLifetimeMs + 1);
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Unproven) << "too old, right or wrong";
+}
+
+TEST_F(RegisterAuthTest, ARightPasswordUnderAnotherNameThanToIsCountedAsAFailure)
+{
+    putUser("1001", "other");
+    RegisterRequest asked = request({contact(kPhone)}, "1001");
+    asked.cseq = 1;
+    // Whoever guesses must not learn from what is not counted.
+    asked.authorizations = {credentials(registrar->handle(asked), asked, "1000", "secret")};
+    EXPECT_EQ(registrar->handle(asked).credentials, Credentials::Wrong);
+}
+
+TEST_F(RegisterAuthTest, RefusalsAfterTheRightPasswordAreNotCountedAsFailures)
+{
+    putUser("1000", "secret", [](Cdb_usr_info& record) { record.expiryDate = 20000101; });
+    const RegisterReply answer = handle(request({contact(kPhone)}));
+    EXPECT_EQ(answer.status, 403);
+    EXPECT_EQ(answer.credentials, Credentials::Right);
+    putUser("1000", "secret");
+    EXPECT_EQ(handle(request({contact(kPhone, 1)})).credentials, Credentials::Right);
 }
 
 TEST_F(RegisterAuthTest, AccountExpiresAfterItsLastDay)

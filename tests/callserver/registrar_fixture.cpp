@@ -89,18 +89,18 @@ RegisterRequest RegistrarFixture::request(const std::vector<RegisterContact>& co
 }
 
 std::string RegistrarFixture::credentials(const RegisterReply& challenge, const RegisterRequest& asked,
-                                          const std::string& user, const std::string& password)
+                                          const std::string& user, const std::string& password, const std::string& nc)
 {
     const std::string& text = challenge.challenges.at(0);
     const std::string nonce = valueOf(text, "nonce");
     const std::string realm = valueOf(text, "realm");
     const std::string algorithm = valueOf(text, "algorithm");
     DigestHasher hasher;
-    const std::string response = hasher.response(digestAlgorithmOf(algorithm).value(), user, realm, password,
-                                                 {"REGISTER", asked.requestUri, nonce, "00000001", "c0"});
+    const HexDigest response = hasher.response(digestAlgorithmOf(algorithm).value(), user, realm, password,
+                                               {"REGISTER", asked.requestUri, nonce, nc, "c0"});
     return "Digest username=\"" + user + "\", realm=\"" + realm + "\", nonce=\"" + nonce + "\", uri=\"" +
-           asked.requestUri + "\", response=\"" + response + "\", algorithm=" + algorithm +
-           ", cnonce=\"c0\", qop=auth, nc=00000001";
+           asked.requestUri + "\", response=\"" + std::string(response.view()) + "\", algorithm=" + algorithm +
+           ", cnonce=\"c0\", qop=auth, nc=" + nc;
 }
 
 RegisterReply RegistrarFixture::handle(RegisterRequest asked, const std::string& password)

@@ -24,7 +24,7 @@ protected:
     static RegisterRequest request(const std::vector<RegisterContact>& contacts, const std::string& user = "1000");
     // Credentials of the user, for the first challenge of a reply.
     std::string credentials(const RegisterReply& challenge, const RegisterRequest& asked, const std::string& user,
-                            const std::string& password);
+                            const std::string& password, const std::string& nc = "00000001");
     // The whole of it: challenge, credentials, answer. CSeq counts on by itself when `asked.cseq` is 0.
     RegisterReply handle(RegisterRequest asked, const std::string& password = "secret");
     RegisterReply registerFrom(const std::string& uri, const std::string& address = "192.0.2.1", uint16_t port = 5060);

@@ -42,11 +42,11 @@ TEST_F(RegistrarTest, RegistersAContactAndTellsIt)
     EXPECT_EQ(change.stored.contacts[0].expiresAt, clock.wallSeconds() + 3600);
 }
 
-TEST_F(RegistrarTest, UnchangedRefreshIsSilentButStored)
+TEST_F(RegistrarTest, UnchangedRefreshIsSilent)
 {
     registerFrom(kPhone);
     takeChanges();
-    clock.passSeconds(100);
+    clock.passSeconds(1200); // a third of its lifetime: it is stored
     EXPECT_EQ(registerFrom(kPhone).contacts.at(0).expires, 3600U);
     const UserChange change = takeChange();
     EXPECT_FALSE(change.isStateNew || change.isAgentNew || change.isAddressNew);
@@ -116,7 +116,7 @@ TEST_F(RegistrarTest, LowerCSeqOfTheSameCallIsRefused)
     EXPECT_EQ(handle(asked).status, 200) << "another call counts on its own";
 }
 
-TEST_F(RegistrarTest, RetransmissionGetsTheSameAnswerAndChangesNothing)
+TEST_F(RegistrarTest, RequestThatComesAgainWithAnotherNonceChangesNothing)
 {
     RegisterRequest asked = request({contact(kPhone, 600)});
     asked.cseq = 10;
@@ -257,6 +257,25 @@ TEST_F(RegistrarTest, NoTwoBindingsHaveTheSameText)
     registerFrom("sip:1000@192.0.2.1"); // the same contact as either
     const std::vector<std::string> left = uris(registerFrom("sip:1000@192.0.2.1;line=2"));
     EXPECT_EQ(left, (std::vector<std::string>{"sip:1000@192.0.2.1", "sip:1000@192.0.2.1;line=2"}));
+}
+
+TEST_F(RegistrarTest, TheTextOfAContactIsEnough)
+{
+    const auto textOnly = [](const std::string& text, uint32_t expires) {
+        RegisterContact result;
+        result.uri.text = text;
+        result.expires = expires;
+        return result;
+    };
+    EXPECT_EQ(uris(handle(request({textOnly(kPhone, 600)}))), std::vector<std::string>{kPhone});
+    EXPECT_EQ(uris(handle(request({textOnly(kPhone, 600)}))), std::vector<std::string>{kPhone});
+    const std::string same = "sip:%31000@192.0.2.1:5060";
+    EXPECT_EQ(uris(handle(request({textOnly(same, 600)}))), std::vector<std::string>{same});
+    EXPECT_EQ(handle(request({textOnly("tel:1000", 600)})).status, 416);
+    EXPECT_EQ(uris(handle(request({textOnly(same, 0), textOnly(same, 600)}))), std::vector<std::string>{same});
+    EXPECT_EQ(uris(handle(request({textOnly(kPhone, 600)}))), std::vector<std::string>{kPhone})
+        << "what was set again is compared as before";
+    EXPECT_TRUE(handle(request({textOnly("sip:1000@192.0.2.1:5060", 0)})).contacts.empty());
 }
 
 TEST_F(RegistrarTest, ElevenContactsInOneRequestAreRefused)

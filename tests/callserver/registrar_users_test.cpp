@@ -77,6 +77,7 @@ TEST_F(RegistrarUsersTest, RegistrationsBehindIpAuthenticationShowWhenItIsSwitch
     putIpUser("1000", "192.0.2.9", 5090);
     registrar->userChanged("1000");
     EXPECT_STREQ(takeChanges().back().stored.row.preAddr, "192.0.2.9");
+    clock.passSeconds(1200); // the next refresh is stored
     handle(request({contact(kPhone)}));
     EXPECT_STREQ(takeChange().stored.row.preAddr, "192.0.2.9");
     putUser("1000", "secret");

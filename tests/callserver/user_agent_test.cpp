@@ -33,6 +33,13 @@ TEST(UserAgent, IsCutBetweenCharacters)
     EXPECT_EQ(cleanUserAgent(std::string(126, 'a') + "éxyz"), std::string(126, 'a') + "é");
 }
 
+TEST(UserAgent, OfPlainLettersIsCutAndTrimmedToo)
+{
+    EXPECT_EQ(cleanUserAgent(std::string(128, 'a')), std::string(128, 'a'));
+    EXPECT_EQ(cleanUserAgent(std::string(129, 'a')), std::string(128, 'a'));
+    EXPECT_EQ(cleanUserAgent("  phone 1.0 "), "phone 1.0");
+}
+
 TEST(UserAgent, IsNotSearchedForInALongHeader)
 {
     EXPECT_EQ(cleanUserAgent(std::string(1023, '\t') + "ab"), "a");

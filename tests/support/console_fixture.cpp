@@ -131,6 +131,7 @@ uint16_t ConsoleFixture::keepServerLocal(unsigned users)
     BclCopyStr(record.localAddr, "127.0.0.1");
     const uint16_t port = freeUdpPort();
     record.udpPort = port;
+    record.tcpPort = record.tlsPort = 0;
     EXPECT_EQ(store.DbSetSysData(record), kDbOk);
     if (users > 0) {
         EXPECT_EQ(store.DbAddUserMany(1000, users, "secret"), kDbOk);

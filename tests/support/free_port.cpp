@@ -1,20 +1,43 @@
 #include "support/free_port.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-TakenUdpPort::TakenUdpPort() : _fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+namespace {
+
+// Binds to a free port of 127.0.0.1; 0 when there is none.
+uint16_t bindToFree(int fd)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(_fd, generic, size) == 0 && getsockname(_fd, generic, &size) == 0)
-        _port = ntohs(address.sin_port);
+    const bool isBound = bind(fd, generic, size) == 0 && getsockname(fd, generic, &size) == 0;
+    return isBound ? ntohs(address.sin_port) : uint16_t{0};
 }
+
+// Also on ::1, where connections of a moment ago keep their ports taken for a minute. True without IPv6.
+bool isFreeForTcp6(uint16_t port)
+{
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    address.sin6_port = htons(port);
+    const int fd = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool isTaken =
+        fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 && errno == EADDRINUSE;
+    if (fd >= 0)
+        close(fd);
+    return !isTaken;
+}
+
+} // namespace
+
+TakenUdpPort::TakenUdpPort() : _fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), _port(bindToFree(_fd)) {}
 
 TakenUdpPort::~TakenUdpPort()
 {
@@ -24,4 +47,18 @@ TakenUdpPort::~TakenUdpPort()
 uint16_t freeUdpPort()
 {
     return TakenUdpPort().port();
+}
+
+uint16_t freeTcpPort()
+{
+    constexpr int kMaxTries = 100;
+    for (int i = 0; i < kMaxTries; ++i) {
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const uint16_t port = bindToFree(fd);
+        const bool isUsable = isFreeForTcp6(port);
+        close(fd);
+        if (isUsable)
+            return port;
+    }
+    return 0;
 }

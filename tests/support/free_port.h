@@ -20,3 +20,6 @@ private:
     int _fd;
     uint16_t _port = 0;
 };
+
+// A TCP port of 127.0.0.1 that was free a moment ago. 0 when there is none.
+[[nodiscard]] uint16_t freeTcpPort();

@@ -7,6 +7,7 @@
 #include "callserver/app.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -38,6 +39,8 @@ void ServerFixture::setListening(Cdb_fac_mgr& store, const std::string& address,
     ASSERT_NE(record, nullptr);
     BclCopyStr(record->localAddr, address.c_str());
     record->udpPort = port;
+    record->tcpPort = 0;
+    record->tlsPort = 0;
     record->SetModified();
     ASSERT_EQ(record->SaveDB(), kDbOk);
 }
@@ -66,11 +69,23 @@ void ServerFixture::startOnly()
 
 void ServerFixture::start(const std::string& address)
 {
-    fillStore([&](Cdb_fac_mgr& filled) { setListening(filled, address, port); });
+    fillStore([&](Cdb_fac_mgr& filled) {
+        setListening(filled, address, port);
+        Cdb_sys_tbl* record = filled.DbGetSysTbl();
+        record->tcpPort = tcpPort;
+        record->tlsPort = tlsPort;
+        record->SetModified();
+        ASSERT_EQ(record->SaveDB(), kDbOk);
+    });
     startOnly();
     Cbcl_uaddr listening;
     listening.setAddress(address.c_str(), port);
     ASSERT_TRUE(events.waitFor("log SIP over UDP is ready on " + std::string(listening.getURLStr()) + "."));
+    for (const auto& [name, streamPort] : {std::pair("TCP", tcpPort), std::pair("TLS", tlsPort)}) {
+        listening.setAddress(address.c_str(), streamPort);
+        const std::string line = std::string("log SIP over ") + name + " is ready on " + listening.getURLStr() + ".";
+        ASSERT_TRUE(streamPort == 0 || events.waitFor(line)) << line;
+    }
 }
 
 Cdb_fac_mgr& ServerFixture::store()

@@ -18,6 +18,7 @@ protected:
 
     // Fills the store before the server is started (or while it runs in a child process that has ended).
     static void fillStore(const std::function<void(Cdb_fac_mgr&)>& fill);
+    // Over UDP alone.
     static void setListening(Cdb_fac_mgr& store, const std::string& address, uint16_t port);
     // Adds the users first, first + 1, ... with the password "secret".
     static void addUsers(Cdb_fac_mgr& store, unsigned first, unsigned count);
@@ -35,5 +36,7 @@ protected:
     TemporaryFolder home; // the data folder
     TemporaryFolder scratch;
     EventLog& events = EventLog::subscribed();
-    uint16_t port = 0; // on which the server listens
+    uint16_t port = 0;    // on which the server listens
+    uint16_t tcpPort = 0; // set before start(); 0: off
+    uint16_t tlsPort = 0;
 };

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <netdb.h>
 #include <openssl/evp.h>
+#include <openssl/ssl.h>
 #include <poll.h>
 #include <stdexcept>
 #include <strings.h>
@@ -30,11 +31,11 @@ std::string hexHash(const std::string& algorithm, const std::string& text)
     return result;
 }
 
-addrinfo* resolve(const std::string& address, uint16_t port)
+addrinfo* resolve(const std::string& address, uint16_t port, int type)
 {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
-    hints.ai_socktype = SOCK_DGRAM;
+    hints.ai_socktype = type;
     addrinfo* info = nullptr;
     if (getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &info) != 0)
         throw std::runtime_error("not an address: " + address);
@@ -78,13 +79,15 @@ std::string challengeParam(const std::string& challenge, const std::string& name
     return challenge.substr(at + 1, challenge.find('"', at + 1) - at - 1);
 }
 
-SipClient::SipClient(const std::string& serverAddress, uint16_t serverPort)
+SipClient::SipClient(const std::string& serverAddress, uint16_t serverPort, Transport transport)
     : _server(serverAddress),
       _host(serverAddress.find(':') == std::string::npos ? serverAddress : "[" + serverAddress + "]"),
-      _serverPort(serverPort)
+      _serverPort(serverPort),
+      _transport(transport)
 {
-    addrinfo* local = resolve(serverAddress, 0);
-    _fd = socket(local->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int type = transport == Transport::Udp ? SOCK_DGRAM : SOCK_STREAM;
+    addrinfo* local = resolve(serverAddress, 0, type);
+    _fd = socket(local->ai_family, type | SOCK_CLOEXEC, 0);
     sockaddr_storage bound{};
     socklen_t size = sizeof bound;
     auto* generic = reinterpret_cast<sockaddr*>(&bound);
@@ -94,11 +97,35 @@ SipClient::SipClient(const std::string& serverAddress, uint16_t serverPort)
     if (!isBound || getnameinfo(generic, size, nullptr, 0, service.data(), service.size(), NI_NUMERICSERV) != 0)
         throw std::runtime_error("no socket on " + serverAddress);
     _port = static_cast<uint16_t>(std::atoi(service.data()));
+    if (transport != Transport::Udp)
+        connectToServer();
 }
 
 SipClient::~SipClient()
 {
+    SSL_free(_tls);
+    SSL_CTX_free(_context);
     close(_fd);
+}
+
+void SipClient::connectToServer()
+{
+    addrinfo* to = resolve(_server, _serverPort, SOCK_STREAM);
+    const int result = connect(_fd, to->ai_addr, to->ai_addrlen);
+    freeaddrinfo(to);
+    if (result != 0)
+        throw std::runtime_error("no connection to " + _server);
+    if (_transport != Transport::Tls)
+        return;
+    _context = SSL_CTX_new(TLS_client_method());
+    _tls = SSL_new(_context);
+    if (_tls == nullptr || SSL_set_fd(_tls, _fd) != 1 || SSL_connect(_tls) != 1)
+        throw std::runtime_error("no TLS with " + _server);
+}
+
+std::string SipClient::cipher() const
+{
+    return std::string(SSL_get_version(_tls)) + " " + SSL_get_cipher_name(_tls);
 }
 
 std::string SipClient::source() const
@@ -121,7 +148,9 @@ std::string SipClient::requestText(const std::string& method, const std::string&
 {
     const std::string number = std::to_string(++_cseq);
     std::string text = method + " " + (requestUri.empty() ? serverUri() : requestUri) + " SIP/2.0\r\n";
-    text += "Via: SIP/2.0/UDP " + source() + ";rport;branch=z9hG4bK" + std::to_string(_port) + "x" + number + "\r\n";
+    const char* const transport = _transport == Transport::Udp ? "UDP" : _transport == Transport::Tcp ? "TCP" : "TLS";
+    text += std::string("Via: SIP/2.0/") + transport + " " + source() + ";rport;branch=z9hG4bK" +
+            std::to_string(_port) + "x" + number + "\r\n";
     text += "Max-Forwards: 70\r\nFrom: <sip:" + user + "@" + _host + ">;tag=t" + number + "\r\n";
     bool hasTo = false;
     for (const std::string& header : headers)
@@ -136,27 +165,72 @@ std::string SipClient::requestText(const std::string& method, const std::string&
 
 void SipClient::send(const std::string& text) const
 {
-    addrinfo* to = resolve(_server, _serverPort);
-    const ssize_t sent = sendto(_fd, text.data(), text.size(), 0, to->ai_addr, to->ai_addrlen);
-    freeaddrinfo(to);
+    ssize_t sent = 0;
+    if (_tls != nullptr) {
+        sent = SSL_write(_tls, text.data(), static_cast<int>(text.size()));
+    } else if (_transport == Transport::Tcp) {
+        sent = ::send(_fd, text.data(), text.size(), MSG_NOSIGNAL);
+    } else {
+        addrinfo* to = resolve(_server, _serverPort, SOCK_DGRAM);
+        sent = sendto(_fd, text.data(), text.size(), 0, to->ai_addr, to->ai_addrlen);
+        freeaddrinfo(to);
+    }
     if (sent != static_cast<ssize_t>(text.size()))
         throw std::runtime_error("a packet could not be sent");
+}
+
+std::string SipClient::readSome(int timeoutMs) const
+{
+    pollfd waiting = {_fd, POLLIN, 0};
+    if (_isEnded || ((_tls == nullptr || SSL_pending(_tls) == 0) && poll(&waiting, 1, timeoutMs) <= 0))
+        return {};
+    std::string bytes(65536, '\0');
+    const ssize_t size = _tls != nullptr ? SSL_read(_tls, bytes.data(), static_cast<int>(bytes.size()))
+                                         : recv(_fd, bytes.data(), bytes.size(), 0);
+    _isEnded = size <= 0;
+    bytes.resize(_isEnded ? 0 : static_cast<size_t>(size));
+    return bytes;
 }
 
 SipAnswer SipClient::receive(int timeoutMs) const
 {
     SipAnswer answer;
-    pollfd waiting = {_fd, POLLIN, 0};
-    if (poll(&waiting, 1, timeoutMs) <= 0)
-        return answer;
-    std::vector<char> bytes(65536);
-    const ssize_t size = recv(_fd, bytes.data(), bytes.size(), 0);
-    if (size <= 0)
-        return answer;
-    answer.text.assign(bytes.data(), static_cast<size_t>(size));
+    if (_transport == Transport::Udp) {
+        answer.text = readSome(timeoutMs);
+    } else {
+        // The server's answers have no body.
+        for (;;) {
+            const size_t end = _received.find("\r\n\r\n");
+            if (end != std::string::npos) {
+                answer.text = _received.substr(0, end + 4);
+                _received.erase(0, end + 4);
+                break;
+            }
+            const std::string more = readSome(timeoutMs);
+            if (more.empty())
+                break;
+            _received += more;
+        }
+    }
     if (answer.text.compare(0, 8, "SIP/2.0 ") == 0)
         answer.status = std::atoi(answer.text.c_str() + 8);
     return answer;
+}
+
+bool SipClient::waitForEnd() const
+{
+    while (!_isEnded && !readSome(kAnswerMs).empty()) {
+        // What still comes before the end is of no interest.
+    }
+    return _isEnded;
+}
+
+void SipClient::finish() const
+{
+    if (_tls != nullptr)
+        SSL_shutdown(_tls);
+    else
+        shutdown(_fd, SHUT_WR);
 }
 
 SipAnswer SipClient::exchange(const std::string& text)

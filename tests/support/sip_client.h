@@ -1,10 +1,13 @@
-// A small SIP client over UDP that says exactly what a test wants said.
+// A small SIP client that says exactly what a test wants said.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+struct ssl_ctx_st;
+struct ssl_st;
 
 struct SipAnswer {
     int status = 0; // 0: none came
@@ -18,8 +21,10 @@ struct SipAnswer {
 
 class SipClient {
 public:
-    // Speaks from a port of its own on the same loopback address.
-    SipClient(const std::string& serverAddress, uint16_t serverPort);
+    enum class Transport { Udp, Tcp, Tls };
+
+    // Speaks from a port of its own on the same loopback address. Connects at once; TLS takes any certificate.
+    SipClient(const std::string& serverAddress, uint16_t serverPort, Transport transport = Transport::Udp);
     ~SipClient();
     SipClient(const SipClient&) = delete;
     SipClient& operator=(const SipClient&) = delete;
@@ -36,8 +41,14 @@ public:
     // Sends these bytes and waits for whatever comes.
     SipAnswer exchange(const std::string& text);
     void send(const std::string& text) const;
-    // The next packet; status 0 when none comes within the time.
+    // The next packet, or the next message of the connection; status 0 when none comes within the time.
     SipAnswer receive(int timeoutMs) const;
+    // True once the server has closed the connection.
+    [[nodiscard]] bool waitForEnd() const;
+    // No more will be sent.
+    void finish() const;
+    // What TLS negotiated ("TLSv1.3 TLS_AES_256_GCM_SHA384").
+    [[nodiscard]] std::string cipher() const;
     [[nodiscard]] std::string requestText(const std::string& method, const std::string& user,
                                           const std::vector<std::string>& headers, const std::string& requestUri = {});
 
@@ -50,9 +61,18 @@ public:
     [[nodiscard]] std::string serverUri() const;
 
 private:
+    void connectToServer();
+    // What is there within the time; empty: nothing, or the end.
+    [[nodiscard]] std::string readSome(int timeoutMs) const;
+
     std::string _server;
     std::string _host; // in the form of URIs
     uint16_t _serverPort;
+    Transport _transport;
+    ssl_ctx_st* _context = nullptr;
+    ssl_st* _tls = nullptr;
+    mutable std::string _received; // behind the last message
+    mutable bool _isEnded = false;
     uint16_t _port = 0;
     int _fd = -1;
     unsigned _cseq = 0;

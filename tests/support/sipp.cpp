@@ -1,36 +1,152 @@
 #include "support/sipp.h"
 
-#include "support/child_process.h"
+#include "support/free_port.h"
 #include "support/temporary_folder.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+constexpr unsigned kMaxOpen = 4000;    // registrations begun and not ended; sipp waits with the next ones
+constexpr unsigned kBuffer = 4U << 20; // bytes; sipp's own would lose answers before the server does
+
+std::vector<std::string> split(const std::string& line)
+{
+    std::vector<std::string> fields;
+    std::istringstream in(line);
+    for (std::string field; std::getline(in, field, ';');)
+        fields.push_back(field);
+    return fields;
+}
+
+using Line = std::map<std::string, std::string>;
+
+// The last line of sipp's statistics by the names of its first one; empty when there is none.
+Line lastLine(const std::string& path)
+{
+    std::istringstream in(TemporaryFolder::read(path));
+    std::string first;
+    std::getline(in, first);
+    std::string last;
+    for (std::string line; std::getline(in, line);)
+        last = line;
+    const std::vector<std::string> names = split(first);
+    const std::vector<std::string> values = split(last);
+    Line result;
+    for (size_t i = 0; i < std::min(names.size(), values.size()); ++i)
+        result[names[i]] = values[i];
+    return result;
+}
+
+// "hh:mm:ss:uuuuuu"
+double seconds(const std::string& text)
+{
+    std::istringstream in(text);
+    double hours = 0;
+    double minutes = 0;
+    double whole = 0;
+    double micros = 0;
+    char colon = 0;
+    in >> hours >> colon >> minutes >> colon >> whole >> colon >> micros;
+    return hours * 3600 + minutes * 60 + whole + micros / 1e6;
+}
+
+unsigned number(const Line& line, const std::string& name)
+{
+    const auto it = line.find(name);
+    unsigned value = 0;
+    if (it != line.end())
+        std::istringstream(it->second) >> value;
+    return value;
+}
+
+std::string injection(const std::vector<SippUser>& users)
+{
+    std::string lines = "SEQUENTIAL\n";
+    for (const SippUser& user : users)
+        lines += user.name + ";[authentication username=" + user.name + " password=" + user.password + "];" +
+                 user.third + "\n";
+    return lines;
+}
+
+unsigned countOf(const SippPlan& plan)
+{
+    return plan.count == 0 ? static_cast<unsigned>(plan.users.size()) : plan.count;
+}
+
+// A name for the files of this run, beside those of a run at the same time from another port.
+std::string runName(const SippPlan& plan)
+{
+    std::string name = "sipp";
+    if (plan.ownPort != 0)
+        name.append("_").append(std::to_string(plan.ownPort));
+    return name;
+}
+
+std::vector<std::string> commandLine(const TemporaryFolder& folder, const SippPlan& plan, const std::string& statistics,
+                                     std::chrono::seconds patience)
+{
+    const std::string name = runName(plan);
+    std::vector<std::string> arguments = {"sipp", std::string("127.0.0.1:").append(std::to_string(plan.serverPort))};
+    const auto add = [&](const std::string& option, const std::string& value) {
+        arguments.push_back(option);
+        arguments.push_back(value);
+    };
+    add("-sf", std::string(TEST_DATA) + "/sipp/" + plan.scenario);
+    add("-inf", folder.write(name + "_users.csv", injection(plan.users)));
+    add("-i", "127.0.0.1");
+    add("-p", std::to_string(plan.ownPort == 0 ? freeUdpPort() : plan.ownPort)); // by itself it would take 5060
+    add("-m", std::to_string(countOf(plan)));
+    add("-r", std::to_string(plan.perSecond));
+    add("-l", std::to_string(kMaxOpen));
+    add("-buff_size", std::to_string(kBuffer));
+    add("-timeout", std::to_string(patience.count()));
+    add("-stf", statistics);
+    add("-error_file", folder.file(name + "_errors.log"));
+    arguments.insert(arguments.end(), {"-timeout_error", "-nostdin", "-trace_stat", "-trace_err"});
+    if (!plan.isRepeating)
+        arguments.emplace_back("-nr");
+    return arguments;
+}
+
+} // namespace
+
+SippLoad::SippLoad(const TemporaryFolder& folder, const SippPlan& plan)
+    : _statistics(folder.file(runName(plan) + ".csv")),
+      _patience(countOf(plan) / std::max(1U, plan.perSecond) + kTestPatience.count())
+{
+    std::filesystem::remove(_statistics);
+    _process = std::make_unique<ChildProcess>(commandLine(folder, plan, _statistics, _patience),
+                                              folder.file(runName(plan) + "_output.txt"));
+}
+
+SippResult SippLoad::wait()
+{
+    SippResult result;
+    const std::optional<int> code = _process->wait(_patience + kTestPatience);
+    result.output = _process->output();
+    const Line line = lastLine(_statistics);
+    if (!code || line.empty())
+        return result;
+    result.isComplete = *code == 0 || *code == 1; // 1: it has ended, and calls failed
+    result.successful = number(line, "SuccessfulCall(C)");
+    result.failed = number(line, "FailedCall(C)");
+    result.retransmissions = number(line, "Retransmissions(C)");
+    result.seconds = seconds(line.at("ElapsedTime(C)"));
+    return result;
+}
 
 int runSipp(const TemporaryFolder& folder, const std::string& scenario, uint16_t serverPort,
             const std::vector<SippUser>& users, unsigned callsPerSecond)
 {
-    std::string lines = "SEQUENTIAL\n";
-    for (const SippUser& user : users)
-        lines += user.name + ";[authentication username=" + user.name + " password=" + user.password + "]\n";
-    const std::string injection = folder.write("sipp_users.csv", lines);
-    ChildProcess sipp({"sipp",
-                       "127.0.0.1:" + std::to_string(serverPort),
-                       "-sf",
-                       std::string(TEST_DATA) + "/sipp/" + scenario,
-                       "-inf",
-                       injection,
-                       "-i",
-                       "127.0.0.1",
-                       "-m",
-                       std::to_string(users.size()),
-                       "-r",
-                       std::to_string(callsPerSecond),
-                       "-l",
-                       "500",
-                       "-nostdin",
-                       "-timeout",
-                       std::to_string(kTestPatience.count()),
-                       "-timeout_error",
-                       "-trace_err",
-                       "-error_file",
-                       folder.file("sipp_errors.log")},
-                      folder.file("sipp_output.txt"));
-    return sipp.wait(2 * kTestPatience).value_or(-1);
+    SippPlan plan;
+    plan.scenario = scenario;
+    plan.serverPort = serverPort;
+    plan.users = users;
+    plan.perSecond = callsPerSecond;
+    const SippResult result = SippLoad(folder, plan).wait();
+    return !result.isComplete ? -1 : result.isAll(static_cast<unsigned>(users.size())) ? 0 : 1;
 }

@@ -1,7 +1,11 @@
 // Runs sipp against the server.
 #pragma once
 
+#include "support/child_process.h"
+
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,9 +15,46 @@ class TemporaryFolder;
 struct SippUser {
     std::string name;
     std::string password;
+    std::string third = {}; // for scenarios that have such a field
 };
 
-// Runs the scenario of tests/data/sipp once for each user, all over one socket. Gives sipp's exit code (0: every call
-// went as the scenario says), -1 when it did not end. What it wrote lies in the folder.
+struct SippPlan {
+    std::string scenario; // a file of tests/data/sipp
+    uint16_t serverPort = 0;
+    uint16_t ownPort = 0; // 0: any. The same in several runs, and the telephones stay where they are
+    std::vector<SippUser> users;
+    unsigned count = 0; // how often the scenario is run, over the users in turn; 0: once for each user
+    unsigned perSecond = 1000;
+    // False: nothing is sent twice, so that one lost packet, but no late one, makes the run fail.
+    bool isRepeating = true;
+};
+
+struct SippResult {
+    bool isComplete = false; // sipp has ended by itself, and said what became of its calls
+    unsigned successful = 0;
+    unsigned failed = 0;
+    unsigned retransmissions = 0;
+    double seconds = 0;
+    std::string output; // of sipp, for who wants to know why
+
+    [[nodiscard]] bool isAll(unsigned count) const { return isComplete && successful == count && failed == 0; }
+};
+
+// One run of sipp, all over one socket of 127.0.0.1, beside whatever else happens until wait(). What sipp wrote lies in
+// the folder.
+class SippLoad {
+public:
+    SippLoad(const TemporaryFolder& folder, const SippPlan& plan);
+
+    SippResult wait();
+
+private:
+    std::string _statistics;
+    std::chrono::seconds _patience;
+    std::unique_ptr<ChildProcess> _process;
+};
+
+// Runs the scenario once for each user. Gives sipp's exit code (0: every call went as the scenario says), -1 when it
+// did not end.
 int runSipp(const TemporaryFolder& folder, const std::string& scenario, uint16_t serverPort,
             const std::vector<SippUser>& users, unsigned callsPerSecond = 1000);

@@ -2,6 +2,7 @@
 // "ready" when it runs, then each log line behind "log ", and ends on SIGTERM and SIGINT.
 #include "bcl2/event_bus.h"
 #include "bcl2/log.h"
+#include "cachedb2/switch_variants.h"
 #include "callserver/app.h"
 #include "callserver/event_ids.h"
 
@@ -30,6 +31,13 @@ void onLog(void*, void* text, void*)
     print(std::string("log ") + static_cast<const char*>(text));
 }
 
+void readSwitches()
+{
+    Cbcl_tmp_str path;
+    DbGetSwitchVarFile(path);
+    (void)DbInitSwitchVariants(path.c_str()); // without the file the defaults hold
+}
+
 void onTerminate(void* context, void*, void*)
 {
     auto* ending = static_cast<Ending*>(context);
@@ -48,6 +56,7 @@ int main()
     }
     set_app_singals();
     print("signals");
+    readSwitches();
     static Ending& ending = *new Ending;
     BclSubEvent(kBclLogEvent, nullptr, onLog);
     BclSubEvent(kEvtLog, nullptr, onLog);

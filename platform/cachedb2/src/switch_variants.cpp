@@ -21,6 +21,7 @@ unsigned gVarGuiDisplayPassword = 0;
 unsigned gVarCcfLuaServiceMatchCld = 0;
 char gVarCcfEmergencyNumbers[256] = "";
 unsigned gVarSipDigestSha256 = 0;
+unsigned gVarSipChallengeRate = 0;
 char gVarGuiVersionUrl[512] = "";
 
 namespace {
@@ -31,7 +32,8 @@ constexpr const char* kLanguageKey = "gVarGuiLang";
 struct NumberVariant {
     const char* key;
     unsigned* value;
-    unsigned highest; // the lowest and the default are 0
+    unsigned highest; // the lowest is 0
+    unsigned def = 0;
 };
 
 constexpr std::array kNumbers = {
@@ -40,6 +42,7 @@ constexpr std::array kNumbers = {
     NumberVariant{"gVarGuiDisplayPassword", &gVarGuiDisplayPassword, 1},
     NumberVariant{"gVarCcfLuaServiceMatchCld", &gVarCcfLuaServiceMatchCld, 1},
     NumberVariant{"gVarSipDigestSha256", &gVarSipDigestSha256, 2},
+    NumberVariant{"gVarSipChallengeRate", &gVarSipChallengeRate, 1'000'000, 200},
 };
 
 bool isNumberList(std::string_view text)
@@ -100,7 +103,7 @@ unsigned DbInitSwitchVariants(const char* path)
 {
     gVarGuiLang = 0;
     for (const NumberVariant& variant : kNumbers)
-        *variant.value = 0;
+        *variant.value = variant.def;
     for (const TextVariant& variant : kTexts)
         BclCopyText(variant.value, variant.size, variant.def, variant.size);
 

@@ -5,9 +5,11 @@
 #include "registrar/registration_writer.h"
 #include "server_log.h"
 #include "sip_service.h"
+#include "streams/stream_server.h"
 
 #include "bcl2/event_bus.h"
 #include "bcl2/log.h"
+#include "cachedb2/data_folder.h"
 #include "cachedb2/fac_mgr.h"
 
 #include <atomic>
@@ -30,6 +32,13 @@ bool initCrypto()
     return OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1;
 }
 
+std::string dataFolder()
+{
+    Cbcl_tmp_str folder;
+    DbGetDataFolder(folder);
+    return folder.c_str();
+}
+
 } // namespace
 
 // In the order of their needs: each uses those above it only.
@@ -42,7 +51,8 @@ struct Capp::Impl {
     }};
     Registrar registrar{store.users(), store.system(), clock,
                         [this](UserChange&& change) { writer.add(std::move(change)); }};
-    SipService sip{store, registrar, clock};
+    StreamServer streams{clock, dataFolder()};
+    SipService sip{store, registrar, streams, clock};
 };
 
 namespace {
@@ -65,6 +75,7 @@ Capp::Capp()
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);
     addTask("sip", [impl = _impl.get()] { impl->sip.run(); });
+    addTask("connections", [impl = _impl.get()] { impl->streams.run(); });
     addTask("registrations", [impl = _impl.get()] { impl->writer.run(); });
 }
 

@@ -6,27 +6,67 @@
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
 constexpr int32_t kDefaultUdpPort = 5060;
 constexpr int32_t kMaxPort = 65535;
+constexpr size_t kMaxHostName = 255; // RFC 1034 section 3.1
 // A laptop that joins a network is reachable there after this time.
 constexpr int64_t kAddressCheckMs = 5000;
 
+// The names by which telephones may reach this machine, the best first.
+std::vector<std::string> certificateNames(const Cdb_sys_data& system)
+{
+    std::vector<std::string> names;
+    const auto add = [&](std::string_view name) {
+        if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
+            names.emplace_back(name);
+    };
+    std::array<char, kMaxHostName + 1> host{};
+    add(BclTrimmed(BclFieldText(system.sipDomain)));
+    add(BclTrimmed(BclFieldText(system.publicAddr)));
+    if (gethostname(host.data(), kMaxHostName) == 0)
+        add(host.data());
+    for (const std::string& address : localAddresses())
+        add(address);
+    return names;
+}
+
 } // namespace
 
-SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, const Clock& clock)
-    : _store(store), _registrar(registrar), _clock(clock), _refusals(clock), _agent(_stack, *this, localAddresses)
+SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, const Clock& clock)
+    : _store(store),
+      _registrar(registrar),
+      _streams(streams),
+      _clock(clock),
+      _refusals(clock),
+      _gate(_guard, clock),
+      _agent(_stack, *this, localAddresses, streams.flows())
 {
     _store.addListener([this](const Cdb_change& change) { onStoreChange(change); });
 }
 
 void SipService::run()
 {
-    if (!_stack.run([this] { serveConfigured(); }, [this] { step(); }))
+    if (!_stack.run([this] { begin(); }, [this] { step(); }))
         ServerLog("The SIP stack could not be started: no calls are served.");
+}
+
+void SipService::begin()
+{
+    setPacketFilter(&_gate);
+    if (const uint16_t port = _agent.openStreams(); port != 0)
+        _streams.setStackPort(port);
+    else
+        ServerLog("SIP over TCP and TLS is not available: the SIP stack has no port for it.");
+    serveConfigured();
 }
 
 // On the writing thread, which may be any.
@@ -44,8 +84,9 @@ void SipService::serveConfigured()
 {
     const auto system = _store.system().get();
     const bool isPort = system->udpPort >= 1 && system->udpPort <= kMaxPort;
-    _agent.serveUdp(std::string(BclTrimmed(BclFieldText(system->localAddr))),
-                    static_cast<uint16_t>(isPort ? system->udpPort : kDefaultUdpPort));
+    const std::string address(BclTrimmed(BclFieldText(system->localAddr)));
+    _agent.serveUdp(address, static_cast<uint16_t>(isPort ? system->udpPort : kDefaultUdpPort));
+    _streams.serve({address, system->tcpPort, system->tlsPort, certificateNames(*system)});
 }
 
 void SipService::step()
@@ -58,9 +99,40 @@ void SipService::step()
     _agent.followAddresses();
 }
 
+bool SipService::admits(const SipSource& source, bool hasCredentials)
+{
+    const SourceKey key = sourceKey(source.address);
+    const int64_t now = _clock.steadyMs();
+    return !_guard.isSilenced(key, now) && (hasCredentials || _guard.admitWithoutCredentials(key, now));
+}
+
+bool SipService::noteCredentials(const SipSource& source, Credentials credentials)
+{
+    const SourceKey key = sourceKey(source.address);
+    const int64_t now = _clock.steadyMs();
+    switch (credentials) {
+    case Credentials::None:
+        break; // was counted before it was looked at
+    case Credentials::Unproven:
+        // Anybody can write some.
+        return _guard.admitWithoutCredentials(key, now);
+    case Credentials::Wrong:
+        if (_guard.noteFailure(key, now))
+            _streams.shutOut(source.address, now + SourceGuard::kSilenceMs);
+        break;
+    case Credentials::Right:
+        _guard.noteSuccess(key, now);
+        if (source.transport != kTransportUdp)
+            _streams.flows().setKnown(source);
+    }
+    return true;
+}
+
 RegisterReply SipService::onRegister(const RegisterRequest& request)
 {
     RegisterReply reply = _registrar.handle(request);
+    if (!noteCredentials(request.source, reply.credentials))
+        return {}; // no status: no answer
     if (!reply.refusal.empty()) {
         Cbcl_uaddr source;
         source.setAddress(request.source.address.c_str(), request.source.port);

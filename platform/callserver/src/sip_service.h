@@ -1,11 +1,14 @@
-// Joins the SIP stack, the registrar and the store on the SIP thread.
+// Joins the SIP stack, its connections, the registrar and the store on the SIP thread.
 #pragma once
 
 #include "clock.h"
 #include "registrar/refusal_log.h"
 #include "registrar/registrar.h"
+#include "sip/packet_gate.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
+#include "sip/source_guard.h"
+#include "streams/stream_server.h"
 
 #include "cachedb2/fac_mgr.h"
 
@@ -13,7 +16,8 @@
 class SipService final : public SipHandler {
 public:
     // The registrar is the SIP thread's own from run() on.
-    SipService(Cdb_fac_mgr& store, Registrar& registrar, const Clock& clock);
+    // The streams have a thread of their own; they live as long as this.
+    SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, const Clock& clock);
 
     // The body of the SIP thread.
     void run();
@@ -21,17 +25,24 @@ public:
     // Ends the work of the SIP thread for good; false when it still works after this time. Any other thread.
     bool close(unsigned timeoutMs) { return _stack.park(timeoutMs); }
 
+    [[nodiscard]] bool admits(const SipSource& source, bool hasCredentials) override;
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
 
 private:
+    void begin();
+    // What a request's credentials say of its source. False: it is not to be answered.
+    [[nodiscard]] bool noteCredentials(const SipSource& source, Credentials credentials);
     void serveConfigured();
     void onStoreChange(const Cdb_change& change);
     void step();
 
     Cdb_fac_mgr& _store;
     Registrar& _registrar;
+    StreamServer& _streams;
     const Clock& _clock;
     RefusalLog _refusals;
+    SourceGuard _guard;
+    PacketGate _gate;
     SipStack _stack;
     SipAgent _agent;
     int64_t _addressesAtMs = 0; // when the machine's addresses were looked at last

@@ -13,6 +13,7 @@ extern unsigned gVarGuiDisplayPassword;    // 1: editors show passwords in clear
 extern unsigned gVarCcfLuaServiceMatchCld; // 1: Lua triggers match the exact destination number
 extern char gVarCcfEmergencyNumbers[256];  // numbers parted by commas
 extern unsigned gVarSipDigestSha256;       // challenges: 0 MD5; 1 SHA-256, then MD5; 2 SHA-256 only (RFC 8760)
+extern unsigned gVarSipChallengeRate;      // requests a second without credentials from one source; 0: no limit
 extern char gVarGuiVersionUrl[512];        // where the version check looks
 
 // The full path of the switch-variant file in the data folder.

@@ -20,8 +20,12 @@ struct Binding {
     SipSource source;
     uint32_t cseq = 0;
     uint8_t priority = 100;
-    int64_t expiresAtMs = 0;
     int64_t refreshedAtMs = 0;
+    int64_t lifetimeMs = 0;  // as granted then
+    int64_t expiresAtMs = 0; // later than the two say when a restart lies between
+    // The two above as they were told to the sink last: what the store knows.
+    int64_t storedRefreshMs = 0;
+    int64_t storedLifetimeMs = 0;
     uint64_t order = 0; // grows with each registration that changed something, not with plain refreshes
 };
 
@@ -38,13 +42,17 @@ struct ShownUser {
 
 struct UserBindings {
     std::vector<Binding> contacts;
-    ShownUser shown;          // as it was told last
-    int64_t nextExpiryMs = 0; // under which the user stands in the expiry order; 0: not there
+    ShownUser shown;        // as it was told last
+    int64_t nextLookMs = 0; // under which the user stands in the expiry order; 0: not there
 
     [[nodiscard]] bool isEmpty() const { return contacts.empty() && !shown.hasRow; }
-    // The contact of this very text before one that is merely the same: one without a parameter is the same as several
-    // that differ in it, and no two shall have the same text.
+    // The contact of this very text. Null when there is none.
+    [[nodiscard]] Binding* findText(std::string_view text);
+    // That one before one that is merely the same: a contact without a parameter is the same as several that differ in
+    // it, and no two shall have the same text.
     [[nodiscard]] Binding* find(const ContactUri& uri);
+    // When the first contact expires; 0 without contacts.
+    [[nodiscard]] int64_t firstExpiryMs() const;
     // The contact registered last; null without contacts.
     [[nodiscard]] const Binding* newest() const;
 };
@@ -59,11 +67,14 @@ public:
     // After the contacts of a user changed. Forgets the user when nothing is known of him any more.
     void update(const std::string& user);
     // The name of a user with a contact that has expired by then; null when there is none.
-    [[nodiscard]] const std::string* nextExpired(int64_t nowMs) const;
+    [[nodiscard]] const std::string* nextExpired(int64_t nowMs);
 
     [[nodiscard]] const Map& users() const { return _users; }
 
 private:
+    void lookAgain(Map::value_type& user, int64_t atMs);
+
     Map _users;
-    std::set<std::pair<int64_t, std::string>> _expiries; // each user's first expiry
+    // When to look at a user: at his first expiry, or before. A refresh puts the expiry off and leaves this as it is.
+    std::set<std::pair<int64_t, Map::value_type*>> _looks;
 };

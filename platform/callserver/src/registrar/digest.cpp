@@ -4,6 +4,7 @@
 #include <array>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <string>
 
 namespace {
 
@@ -37,6 +38,7 @@ struct DigestHasher::Impl {
     std::array<EVP_MD*, 2> algorithms = {EVP_MD_fetch(nullptr, "MD5", nullptr),
                                          EVP_MD_fetch(nullptr, "SHA256", nullptr)};
     EVP_MD_CTX* context = EVP_MD_CTX_new();
+    std::string text; // kept for its memory: one call of the library costs less than one a part
 };
 
 DigestHasher::DigestHasher() : _impl(std::make_unique<Impl>()) {}
@@ -48,32 +50,36 @@ DigestHasher::~DigestHasher()
         EVP_MD_free(algorithm);
 }
 
-std::string DigestHasher::hash(DigestAlgorithm algorithm, std::initializer_list<std::string_view> parts)
+HexDigest DigestHasher::hash(DigestAlgorithm algorithm, std::initializer_list<std::string_view> parts)
 {
+    ++_count;
     const EVP_MD* method = _impl->algorithms[static_cast<size_t>(algorithm)];
     EVP_MD_CTX* context = _impl->context;
     if (method == nullptr || context == nullptr || EVP_DigestInit_ex2(context, method, nullptr) != 1)
         return {};
-    bool isFirst = true;
+    std::string& text = _impl->text;
+    text.clear();
     for (const std::string_view part : parts) {
-        if (!isFirst)
-            EVP_DigestUpdate(context, ":", 1);
-        isFirst = false;
-        EVP_DigestUpdate(context, part.data(), part.size());
+        text += part;
+        text += ':';
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
+    text.pop_back();
+    std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
     unsigned count = 0;
-    if (EVP_DigestFinal_ex(context, bytes.data(), &count) != 1)
+    if (EVP_DigestUpdate(context, text.data(), text.size()) != 1 ||
+        EVP_DigestFinal_ex(context, bytes.data(), &count) != 1)
         return {};
-    return toHex(bytes.data(), count);
+    return {bytes.data(), count};
 }
 
-std::string DigestHasher::response(DigestAlgorithm algorithm, std::string_view user, std::string_view realm,
-                                   std::string_view password, const DigestInput& input)
+HexDigest DigestHasher::response(DigestAlgorithm algorithm, std::string_view user, std::string_view realm,
+                                 std::string_view password, const DigestInput& input)
 {
-    const std::string secret = hash(algorithm, {user, realm, password});
-    const std::string request = hash(algorithm, {input.method, input.uri});
-    return hash(algorithm, {secret, input.nonce, input.nc, input.cnonce, "auth", request});
+    const HexDigest secret = hash(algorithm, {user, realm, password});
+    const HexDigest request = hash(algorithm, {input.method, input.uri});
+    if (secret.isEmpty() || request.isEmpty())
+        return {};
+    return hash(algorithm, {secret.view(), input.nonce, input.nc, input.cnonce, "auth", request.view()});
 }
 
 bool equalInConstantTime(std::string_view a, std::string_view b)
@@ -81,14 +87,15 @@ bool equalInConstantTime(std::string_view a, std::string_view b)
     return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
-std::string toHex(const unsigned char* bytes, size_t count)
+HexDigest::HexDigest(const unsigned char* bytes, size_t count) : _size(2 * std::min(count, kMaxBytes))
 {
-    static constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    text.reserve(count * 2);
+    writeHex(bytes, _size / 2, _digits.data());
+}
+
+void writeHex(const unsigned char* bytes, size_t count, char* digits)
+{
     for (size_t i = 0; i < count; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 15];
+        *digits++ = kHexDigits[bytes[i] >> 4];
+        *digits++ = kHexDigits[bytes[i] & 15];
     }
-    return text;
 }

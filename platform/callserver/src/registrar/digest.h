@@ -1,11 +1,12 @@
 // The hashes of digest authentication (RFC 7616, RFC 8760).
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 
 enum class DigestAlgorithm : uint8_t { Md5, Sha256 };
@@ -24,6 +25,28 @@ struct DigestInput {
     std::string_view cnonce;
 };
 
+inline constexpr std::string_view kHexDigits = "0123456789abcdef";
+
+// Two digits for each byte.
+void writeHex(const unsigned char* bytes, size_t count, char* digits);
+
+// A hash as lower case hexadecimal digits. Empty when the library could not hash.
+class HexDigest {
+public:
+    static constexpr size_t kMaxBytes = 32; // SHA-256
+
+    HexDigest() = default;
+    HexDigest(const unsigned char* bytes, size_t count);
+
+    [[nodiscard]] std::string_view view() const { return {_digits.data(), _size}; }
+    [[nodiscard]] bool isEmpty() const { return _size == 0; }
+    friend bool operator==(const HexDigest& digest, std::string_view text) { return digest.view() == text; }
+
+private:
+    std::array<char, 2 * kMaxBytes> _digits;
+    size_t _size = 0;
+};
+
 // Hashes texts; the algorithms are looked up once. One thread at a time.
 class DigestHasher {
 public:
@@ -32,18 +55,20 @@ public:
     DigestHasher(const DigestHasher&) = delete;
     DigestHasher& operator=(const DigestHasher&) = delete;
 
-    // Lower case hexadecimal digits of the hash of the parts joined by ':'. Empty when the library cannot hash.
-    [[nodiscard]] std::string hash(DigestAlgorithm algorithm, std::initializer_list<std::string_view> parts);
+    // The hash of the parts joined by ':'.
+    [[nodiscard]] HexDigest hash(DigestAlgorithm algorithm, std::initializer_list<std::string_view> parts);
     // The response with qop=auth.
-    [[nodiscard]] std::string response(DigestAlgorithm algorithm, std::string_view user, std::string_view realm,
-                                       std::string_view password, const DigestInput& input);
+    [[nodiscard]] HexDigest response(DigestAlgorithm algorithm, std::string_view user, std::string_view realm,
+                                     std::string_view password, const DigestInput& input);
+
+    // Hashes made so far: equal work is part of what is promised to users.
+    [[nodiscard]] uint64_t count() const { return _count; }
 
 private:
     struct Impl;
     std::unique_ptr<Impl> _impl;
+    uint64_t _count = 0;
 };
 
 // Takes the same time wherever the texts differ; different lengths are told at once.
 [[nodiscard]] bool equalInConstantTime(std::string_view a, std::string_view b);
-
-[[nodiscard]] std::string toHex(const unsigned char* bytes, size_t count);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 namespace {
 
@@ -11,7 +12,7 @@ constexpr size_t kMaxParams = 32;   // RFC 7616 knows eleven
 
 struct KnownParam {
     std::string_view name;
-    std::optional<std::string> DigestParams::*field;
+    std::optional<std::string_view> DigestParams::*field;
 };
 constexpr std::array<KnownParam, 9> kKnownParams = {{
     {"username", &DigestParams::username},
@@ -25,12 +26,26 @@ constexpr std::array<KnownParam, 9> kKnownParams = {{
     {"nc", &DigestParams::nc},
 }};
 
-// RFC 3261 section 25.1
-bool isTokenChar(char c)
+enum CharClass : uint8_t {
+    kTokenChar = 1,   // RFC 3261 section 25.1
+    kQuotedPlain = 2, // stands for itself between quotes
+};
+
+constexpr std::array<uint8_t, 256> classify()
 {
-    static constexpr std::string_view kMarks = "-.!%*_+`'~";
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           (c != '\0' && kMarks.find(c) != std::string_view::npos);
+    std::array<uint8_t, 256> classes{};
+    for (const char c : std::string_view("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-.!%*_+`'~"))
+        classes[static_cast<unsigned char>(c)] |= kTokenChar;
+    for (size_t c = 0; c < classes.size(); ++c)
+        if ((c >= 0x20 || c == '\t') && c != 0x7f && c != '"' && c != '\\')
+            classes[c] |= kQuotedPlain;
+    return classes;
+}
+
+bool is(CharClass wanted, char c)
+{
+    static constexpr std::array<uint8_t, 256> kClasses = classify();
+    return (kClasses[static_cast<unsigned char>(c)] & wanted) != 0;
 }
 
 char lower(char c)
@@ -61,33 +76,35 @@ public:
         ++_pos;
         return true;
     }
-    std::string_view token()
+    std::string_view token() { return run(kTokenChar); }
+    // Behind the opening quote. Nothing: not closed, or a control character within. Escapes are left to `unescaped`.
+    std::optional<std::string_view> quoted(std::list<std::string>& unescaped)
     {
-        const size_t start = _pos;
-        while (!atEnd() && isTokenChar(_text[_pos]))
-            ++_pos;
-        return _text.substr(start, _pos - start);
-    }
-    // Behind the opening quote. False: not closed, or a control character within.
-    bool quoted(std::string& out)
-    {
-        while (!atEnd()) {
-            char c = _text[_pos++];
-            if (c == '"')
-                return true;
-            if (c == '\\') {
-                if (atEnd())
-                    return false;
-                c = _text[_pos++];
-            }
-            if ((static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f)
-                return false;
-            out += c;
+        const std::string_view plain = run(kQuotedPlain);
+        if (take('"'))
+            return plain;
+        std::string& out = unescaped.emplace_back(plain);
+        while (take('\\')) {
+            if (atEnd() || !(is(kQuotedPlain, _text[_pos]) || _text[_pos] == '"' || _text[_pos] == '\\'))
+                return std::nullopt;
+            out += _text[_pos++];
+            out += run(kQuotedPlain);
         }
-        return false;
+        if (!take('"'))
+            return std::nullopt;
+        return out;
     }
 
 private:
+    // The longest run of characters of this class.
+    std::string_view run(CharClass wanted)
+    {
+        const size_t start = _pos;
+        while (!atEnd() && is(wanted, _text[_pos]))
+            ++_pos;
+        return _text.substr(start, _pos - start);
+    }
+
     std::string_view _text;
     size_t _pos = 0;
 };
@@ -99,24 +116,22 @@ DigestParse parseParam(Cursor& cursor, DigestParams& out)
     if (name.empty() || !cursor.take('='))
         return DigestParse::Malformed;
     cursor.skipBlanks();
-    std::string value;
-    if (cursor.take('"')) {
-        if (!cursor.quoted(value))
-            return DigestParse::Malformed;
-    } else {
-        value = cursor.token();
-        if (value.empty())
-            return DigestParse::Malformed;
-    }
-    if (value.size() > kMaxValue)
+    std::optional<std::string_view> value;
+    if (cursor.take('"'))
+        value = cursor.quoted(out.unescaped);
+    else if (const std::string_view token = cursor.token(); !token.empty())
+        value = token;
+    if (!value)
+        return DigestParse::Malformed;
+    if (value->size() > kMaxValue)
         return DigestParse::TooLong;
     for (const KnownParam& known : kKnownParams) {
         if (!equalsIgnoringCase(name, known.name))
             continue;
-        std::optional<std::string>& field = out.*known.field;
+        std::optional<std::string_view>& field = out.*known.field;
         if (field)
             return DigestParse::Duplicate;
-        field = std::move(value);
+        field = value;
         break;
     }
     return DigestParse::Ok;

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "clock.h"
+#include "registrar/keyed_hash.h"
 
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,19 +22,22 @@ public:
 
     // The secret is made here, at random.
     explicit NonceMaker(const Clock& clock);
-    ~NonceMaker();
-    NonceMaker(const NonceMaker&) = delete;
-    NonceMaker& operator=(const NonceMaker&) = delete;
 
     // For a client at an address (without port: it may change behind a NAT) and a realm, so that nonces of another
     // realm are stale. Empty when there is no randomness.
     [[nodiscard]] std::string make(std::string_view sourceAddress, std::string_view realm);
     [[nodiscard]] NonceState check(std::string_view nonce, std::string_view sourceAddress, std::string_view realm);
 
+    // The number of a nonce that check() found valid: it grows with each nonce made.
+    [[nodiscard]] static uint64_t numberOf(std::string_view nonce);
+    // Nonces with lower numbers are stale by now.
+    [[nodiscard]] uint64_t oldestValid() const;
+
 private:
-    std::string proof(std::string_view visible, std::string_view sourceAddress, std::string_view realm);
+    [[nodiscard]] uint64_t timeNow() const;
 
     const Clock& _clock;
-    struct Key;
-    std::unique_ptr<Key> _key;
+    KeyedHash _hash;
+    uint64_t _zeroMs = 0; // added to the steady time, which would tell since when the machine runs
+    uint64_t _last = 0;
 };

@@ -3,25 +3,31 @@
 #include "bcl2/text.h"
 
 #include <algorithm>
-#include <cctype>
+#include <array>
+#include <charconv>
+#include <cstring>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace {
 
 constexpr std::string_view kMethod = "REGISTER";
-constexpr size_t kMaxUser = 64; // bytes of a name in the log; twice what a user's can have
+constexpr size_t kUsualChallenge = 192; // bytes
+constexpr size_t kMaxUser = 64;         // bytes of a name in the log; twice what a user's can have
 
 // The algorithms offered, in the order of the server's preference.
-std::vector<DigestAlgorithm> offered(unsigned sha256Mode)
+std::span<const DigestAlgorithm> offered(unsigned sha256Mode)
 {
+    static constexpr std::array kBoth = {DigestAlgorithm::Sha256, DigestAlgorithm::Md5};
+    const std::span<const DigestAlgorithm> both(kBoth);
     switch (sha256Mode) {
     case 1:
-        return {DigestAlgorithm::Sha256, DigestAlgorithm::Md5};
+        return both;
     case 2:
-        return {DigestAlgorithm::Sha256};
+        return both.first(1);
     default:
-        return {DigestAlgorithm::Md5};
+        return both.last(1);
     }
 }
 
@@ -45,11 +51,15 @@ std::string quoted(std::string_view text)
     return result + '"';
 }
 
+char lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 std::string toLower(std::string_view text)
 {
     std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(result.begin(), result.end(), result.begin(), lower);
     return result;
 }
 
@@ -63,9 +73,27 @@ std::string comparableUri(std::string_view uri)
     return toLower(uri.substr(0, scheme)) + std::string(uri.substr(scheme, host - scheme)) + toLower(uri.substr(host));
 }
 
-bool isNonceCount(std::string_view text)
+bool isSameUri(std::string_view a, std::string_view b)
 {
-    return text.size() == 8 && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+    return a == b || comparableUri(a) == comparableUri(b);
+}
+
+bool isSameResponse(const HexDigest& expected, std::string_view given)
+{
+    std::array<char, 2 * HexDigest::kMaxBytes> digits{};
+    if (expected.isEmpty() || given.size() > digits.size())
+        return false;
+    std::transform(given.begin(), given.end(), digits.begin(), lower);
+    return equalInConstantTime(expected.view(), {digits.data(), given.size()});
+}
+
+std::optional<uint32_t> nonceCount(std::string_view text)
+{
+    uint32_t count = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), count, 16);
+    if (text.size() != 8 || error != std::errc() || stop != text.data() + text.size())
+        return std::nullopt;
+    return count;
 }
 
 // Null when the parameters are complete.
@@ -75,7 +103,7 @@ const char* missingParam(const DigestParams& params)
         return "incomplete credentials";
     if (!params.qop || toLower(*params.qop) != "auth")
         return "credentials without qop=auth";
-    if (!params.nc || !isNonceCount(*params.nc) || !params.cnonce || params.cnonce->empty())
+    if (!params.nc || !nonceCount(*params.nc) || !params.cnonce || params.cnonce->empty())
         return "credentials without nc or cnonce";
     return nullptr;
 }
@@ -105,7 +133,7 @@ AuthResult RegisterAuth::findCredentials(const RegisterRequest& request, const A
         _malformed = missing;
         return AuthResult::Malformed;
     }
-    if (comparableUri(*params.uri) != comparableUri(request.requestUri)) {
+    if (!isSameUri(*params.uri, request.requestUri)) {
         _malformed = "credentials for another URI";
         return AuthResult::Malformed;
     }
@@ -118,31 +146,40 @@ AuthOutcome RegisterAuth::check(const RegisterRequest& request, const AuthSettin
     DigestParams params;
     switch (const AuthResult found = findCredentials(request, settings, params)) {
     case AuthResult::Accepted:
-        return verify(request, settings, params, users.find(*params.username).get());
+        return verify(request, settings, params, users);
     case AuthResult::Challenge: {
         // One of our nonces in credentials for another realm: the realm was changed, the password may still be right.
         const bool isStale =
             params.nonce && _nonces.check(*params.nonce, request.source.address, settings.realm) == NonceState::Stale;
         return challenge(request, settings, isStale);
     }
-    default:
-        return {found, {}, _malformed};
+    default: {
+        AuthOutcome outcome;
+        outcome.result = found;
+        outcome.credentials = Credentials::Unproven;
+        outcome.reason = _malformed;
+        return outcome;
+    }
     }
 }
 
 AuthOutcome RegisterAuth::challenge(const RegisterRequest& request, const AuthSettings& settings, bool isStale)
 {
     AuthOutcome outcome;
+    outcome.credentials = request.authorizations.empty() ? Credentials::None : Credentials::Unproven;
+    const std::string realm = quoted(settings.realm);
     const std::string nonce = _nonces.make(request.source.address, settings.realm);
-    for (const DigestAlgorithm algorithm : offered(settings.sha256Mode))
-        outcome.challenges.push_back("Digest realm=" + quoted(settings.realm) + ", nonce=\"" + nonce +
-                                     "\", algorithm=" + std::string(digestAlgorithmName(algorithm)) + ", qop=\"auth\"" +
-                                     (isStale ? ", stale=true" : ""));
+    for (const DigestAlgorithm algorithm : offered(settings.sha256Mode)) {
+        std::string& text = outcome.challenges.emplace_back();
+        text.reserve(kUsualChallenge);
+        text.append("Digest realm=").append(realm).append(", nonce=\"").append(nonce).append("\", algorithm=");
+        text.append(digestAlgorithmName(algorithm)).append(isStale ? ", qop=\"auth\", stale=true" : ", qop=\"auth\"");
+    }
     return outcome;
 }
 
 AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSettings& settings,
-                                 const DigestParams& params, const Cdb_usr_info* user)
+                                 const DigestParams& params, const Snapshot<Cdb_usr_info>& users)
 {
     switch (_nonces.check(*params.nonce, request.source.address, settings.realm)) {
     case NonceState::Valid:
@@ -152,20 +189,97 @@ AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSetti
     case NonceState::Foreign:
         return challenge(request, settings, false);
     }
-    static constexpr std::string_view kNoPassword = "unknown"; // hashed for unknown users, never accepted
+    // Hashed for unknown users, never accepted; as long as the passwords that the server makes.
+    static constexpr std::string_view kNoPassword = "unknown user";
+    Snapshot<Cdb_usr_info>::RecordPtr user = users.find(*params.username);
     const std::string_view password = user == nullptr ? kNoPassword : BclFieldText(user->password);
     const DigestAlgorithm algorithm = *chosenAlgorithm(params, settings.sha256Mode);
-    const std::string expected = _hasher.response(algorithm, *params.username, settings.realm, password,
-                                                  {kMethod, *params.uri, *params.nonce, *params.nc, *params.cnonce});
-    const bool isRight = !expected.empty() && equalInConstantTime(expected, toLower(*params.response));
+    const HexDigest expected = _hasher.response(algorithm, *params.username, settings.realm, password,
+                                                {kMethod, *params.uri, *params.nonce, *params.nc, *params.cnonce});
+    const bool isRight = isSameResponse(expected, *params.response);
+    const uint64_t fingerprint = fingerprintOf(request, params);
     // Before anything is told of the password, and with the name that it was tried for: the user of To is not the one
-    // who is attacked.
+    // who is attacked. A right password counts as a failure here too: it must not be the one that is not counted.
     if (*params.username != request.user)
-        return {
-            AuthResult::Refused, {}, "its credentials are those of user " + BclPrintable(*params.username, kMaxUser)};
+        return refuse(fingerprint, "its credentials are those of user " + BclPrintable(*params.username, kMaxUser));
     if (user != nullptr && password.empty())
-        return {AuthResult::Refused, {}, "the user has no password"};
+        return refuse(fingerprint, "the user has no password");
     if (!isRight || user == nullptr)
-        return {AuthResult::Refused, {}, "wrong user name or password"};
-    return {AuthResult::Accepted, {}, ""};
+        return refuse(fingerprint, "wrong user name or password");
+    AuthOutcome outcome = accept(request, settings, params, fingerprint);
+    outcome.user = std::move(user);
+    return outcome;
+}
+
+AuthOutcome RegisterAuth::accept(const RegisterRequest& request, const AuthSettings& settings,
+                                 const DigestParams& params, uint64_t fingerprint)
+{
+    UsedCredentials& used = _used[request.user];
+    AuthOutcome outcome;
+    outcome.credentials = Credentials::Right;
+    if (const RecentAnswers::Answer* answer = used.answers.find(fingerprint, _clock.steadyMs()); answer != nullptr) {
+        outcome.result = AuthResult::Repeated;
+        outcome.formerAnswer = answer->other.get();
+        return outcome;
+    }
+    if (!used.nonces.use(NonceMaker::numberOf(*params.nonce), *nonceCount(*params.nc), _nonces.oldestValid()))
+        return challenge(request, settings, true);
+    _accepted = &used.answers;
+    _acceptedRequest = fingerprint;
+    outcome.result = AuthResult::Accepted;
+    return outcome;
+}
+
+void RegisterAuth::answered(const RegisterReply& reply)
+{
+    if (_accepted != nullptr)
+        _accepted->add(_acceptedRequest, _clock.steadyMs(), reply);
+    _accepted = nullptr;
+}
+
+AuthOutcome RegisterAuth::refuse(uint64_t fingerprint, std::string reason)
+{
+    AuthOutcome outcome;
+    outcome.result = AuthResult::Refused;
+    outcome.reason = std::move(reason);
+    if (std::find(_refused.begin(), _refused.end(), fingerprint) != _refused.end()) {
+        outcome.credentials = Credentials::Unproven;
+        return outcome;
+    }
+    outcome.credentials = Credentials::Wrong;
+    if (_refused.size() < kMaxRefused) {
+        _refused.push_back(fingerprint);
+    } else {
+        _refused[_nextRefused] = fingerprint;
+        _nextRefused = (_nextRefused + 1) % kMaxRefused;
+    }
+    return outcome;
+}
+
+uint64_t RegisterAuth::fingerprintOf(const RegisterRequest& request, const DigestParams& params)
+{
+    std::array<char, 10> cseq{};
+    const char* end = std::to_chars(cseq.data(), cseq.data() + cseq.size(), request.cseq).ptr;
+    const auto hash = _fingerprints.hash({request.callId,
+                                          {cseq.data(), static_cast<size_t>(end - cseq.data())},
+                                          *params.nonce,
+                                          *params.nc,
+                                          *params.response});
+    uint64_t fingerprint = 0;
+    // Without a hash there was no nonce either, and nobody comes here.
+    if (hash)
+        std::memcpy(&fingerprint, hash->data(), sizeof fingerprint);
+    return fingerprint;
+}
+
+void RegisterAuth::forget(const std::string& user)
+{
+    _accepted = nullptr;
+    _used.erase(user);
+}
+
+void RegisterAuth::forgetOthers(const Snapshot<Cdb_usr_info>& users)
+{
+    _accepted = nullptr;
+    std::erase_if(_used, [&](const auto& entry) { return users.find(entry.first) == nullptr; });
 }

@@ -8,6 +8,7 @@
 #include "cachedb2/switch_variants.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -15,6 +16,9 @@ namespace {
 static_assert(kMaxContactUri == sizeof(Cdb_sip_contact::contact) - 1);
 constexpr size_t kMaxCallId = sizeof(Cdb_sip_contact::callId) - 1;
 constexpr int64_t kMsPerSecond = 1000;
+// A refresh that changes nothing is written when this share of the stored lifetime has gone. So what is stored may be
+// that much older than what the telephone was granted, and a restart lets it live as much longer.
+constexpr int64_t kUnwrittenShare = 3;
 constexpr uint32_t kMaxPort = 65535;
 
 // For the administrator; the client gets the phrase.
@@ -52,6 +56,23 @@ uint32_t askedExpires(const RegisterRequest& request, const RegisterContact& con
     return contact.expires.value_or(request.expires.value_or(Registrar::kDefaultExpires));
 }
 
+// Seconds from one moment to a later one, at most `bound`: stored moments may be anything.
+int64_t secondsBetween(Cbcl_timestamp from, Cbcl_timestamp to, int64_t bound)
+{
+    if (to <= from)
+        return 0;
+    const uint64_t seconds = static_cast<uint64_t>(to) - static_cast<uint64_t>(from);
+    return seconds < static_cast<uint64_t>(bound) ? static_cast<int64_t>(seconds) : bound;
+}
+
+// Whether what is stored of a contact does for one that was just refreshed. A lifetime that is longer would end too
+// early after a restart, one of less than half far too late.
+bool isStoredWellEnough(const Binding& binding)
+{
+    return binding.refreshedAtMs - binding.storedRefreshMs < binding.storedLifetimeMs / kUnwrittenShare &&
+           binding.lifetimeMs <= binding.storedLifetimeMs && binding.lifetimeMs >= binding.storedLifetimeMs / 2;
+}
+
 // A late packet of an earlier registration (RFC 3261 section 10.3, step 7).
 bool isOutdated(const Binding& binding, const RegisterRequest& request)
 {
@@ -84,9 +105,21 @@ RegisterReply Registrar::handle(const RegisterRequest& request)
 {
     const AuthSettings settings{BclFieldText(_system.now().realm), gVarSipDigestSha256};
     AuthOutcome outcome = _auth.check(request, settings, _users.now());
+    RegisterReply answer = answerTo(request, outcome);
+    answer.credentials = outcome.credentials;
+    return answer;
+}
+
+RegisterReply Registrar::answerTo(const RegisterRequest& request, AuthOutcome& outcome)
+{
     switch (outcome.result) {
-    case AuthResult::Accepted:
-        return handleAuthenticated(request);
+    case AuthResult::Accepted: {
+        RegisterReply answer = handleAuthenticated(request, *outcome.user);
+        _auth.answered(answer);
+        return answer;
+    }
+    case AuthResult::Repeated:
+        return outcome.formerAnswer == nullptr ? listContacts(request.user) : *outcome.formerAnswer;
     case AuthResult::Challenge: {
         RegisterReply answer = reply(401, "Unauthorized");
         answer.challenges = std::move(outcome.challenges);
@@ -100,12 +133,9 @@ RegisterReply Registrar::handle(const RegisterRequest& request)
     return reply(403, "Forbidden", outcome.reason);
 }
 
-RegisterReply Registrar::handleAuthenticated(const RegisterRequest& request)
+RegisterReply Registrar::handleAuthenticated(const RegisterRequest& request, const Cdb_usr_info& user)
 {
-    const auto user = _users.now().find(request.user);
-    if (user == nullptr) // deleted a moment ago
-        return reply(403, "Forbidden", "the user has been deleted");
-    if (user->expiryDate != 0 && BclGetDateInt(_clock.wallSeconds()) > user->expiryDate)
+    if (user.expiryDate != 0 && BclGetDateInt(_clock.wallSeconds()) > user.expiryDate)
         return reply(403, "Account Expired", "the account has expired");
     if (const char* error = formError(request); error != nullptr)
         return reply(400, error, std::string("bad request (") + error + ")");
@@ -145,19 +175,31 @@ RegisterReply Registrar::removeAll(const RegisterRequest& request)
     return listContacts(request.user);
 }
 
+// Most telephones repeat their contact to the letter: the parts of the URI are looked at only where they do not.
+Binding* Registrar::findContact(UserBindings* bindings, WantedContact& wanted)
+{
+    const ContactUri& asked = wanted.contact.uri;
+    if (Binding* binding = bindings == nullptr ? nullptr : bindings->findText(asked.text); binding != nullptr)
+        return binding;
+    if (!wanted.uri.isSip())
+        wanted.uri = asked.isSip() ? asked : makeContactUri(asked.text);
+    return bindings == nullptr || !wanted.uri.isSip() ? nullptr : bindings->find(wanted.uri);
+}
+
 RegisterReply Registrar::setContacts(const RegisterRequest& request)
 {
     // Everything is looked at before anything is changed: a request is carried out whole or not at all.
     UserBindings* known = _table.find(request.user);
-    std::vector<const RegisterContact*> wanted;
+    std::vector<WantedContact> wanted;
+    wanted.reserve(request.contacts.size());
     for (const RegisterContact& contact : request.contacts) {
-        if (!contact.uri.isSip())
+        WantedContact next{contact, askedExpires(request, contact), {}};
+        const Binding* binding = findContact(known, next);
+        if (binding == nullptr && !next.uri.isSip())
             return reply(416, "Unsupported URI Scheme", "its contact is no SIP URI");
-        const Binding* binding = known == nullptr ? nullptr : known->find(contact.uri);
         if (binding != nullptr && isOutdated(*binding, request))
             return reply(500, "Request Out Of Order", kOutOfOrder);
-        const uint32_t expires = askedExpires(request, contact);
-        if (expires != 0 && expires < kMinExpires) {
+        if (next.expires != 0 && next.expires < kMinExpires) {
             RegisterReply answer =
                 reply(423, "Interval Too Brief", "it asks for less than " + std::to_string(kMinExpires) + " s");
             answer.minExpires = kMinExpires;
@@ -165,35 +207,45 @@ RegisterReply Registrar::setContacts(const RegisterRequest& request)
         }
         const bool isRepeated =
             binding != nullptr && binding->callId == request.callId && binding->cseq == request.cseq;
-        if (!isRepeated && (binding != nullptr || expires != 0))
-            wanted.push_back(&contact);
+        if (!isRepeated && (binding != nullptr || next.expires != 0))
+            wanted.push_back(std::move(next));
     }
-    if (!wanted.empty()) {
-        UserChange change;
-        UserBindings& bindings = _table.get(request.user);
-        const std::string agent = cleanUserAgent(request.userAgent);
-        for (const RegisterContact* contact : wanted)
-            setContact(bindings, request, *contact, agent, change);
-        commit(request.user, std::move(change));
-    }
+    if (!wanted.empty())
+        setContacts(known == nullptr ? _table.get(request.user) : *known, request, wanted);
     return listContacts(request.user);
 }
 
-void Registrar::setContact(UserBindings& bindings, const RegisterRequest& request, const RegisterContact& contact,
+void Registrar::setContacts(UserBindings& bindings, const RegisterRequest& request, std::vector<WantedContact>& wanted)
+{
+    UserChange change;
+    const std::string agent = cleanUserAgent(request.userAgent);
+    bool isChanged = false;
+    for (WantedContact& contact : wanted)
+        isChanged = setContact(bindings, request, contact, agent, change) || isChanged;
+    if (isChanged)
+        commit(request.user, std::move(change));
+    else
+        _table.update(request.user);
+}
+
+bool Registrar::setContact(UserBindings& bindings, const RegisterRequest& request, WantedContact& wanted,
                            const std::string& agent, UserChange& change)
 {
-    const uint32_t expires = std::min(askedExpires(request, contact), kMaxExpires);
-    Binding* binding = bindings.find(contact.uri);
-    if (expires == 0) {
+    Binding* binding = findContact(&bindings, wanted);
+    if (wanted.expires == 0) {
         if (binding == nullptr)
-            return;
+            return false;
         bindings.contacts.erase(bindings.contacts.begin() + (binding - bindings.contacts.data()));
         change.lines.push_back(unregisteredLine(request.user, request.source));
-        return;
+        return true;
     }
+    const uint32_t expires = std::min(wanted.expires, kMaxExpires);
     const bool isNews = binding == nullptr || binding->userAgent != agent ||
                         binding->source.address != request.source.address ||
                         binding->source.port != request.source.port;
+    const bool isOtherText = binding == nullptr || binding->uri.text != wanted.contact.uri.text;
+    const bool isChanged = isNews || isOtherText || binding->source.transport != request.source.transport ||
+                           binding->priority != wanted.contact.priority;
     if (binding == nullptr) {
         if (bindings.contacts.size() >= kMaxContacts)
             bindings.contacts.erase(
@@ -201,19 +253,21 @@ void Registrar::setContact(UserBindings& bindings, const RegisterRequest& reques
                                  [](const Binding& a, const Binding& b) { return a.refreshedAtMs < b.refreshedAtMs; }));
         binding = &bindings.contacts.emplace_back();
     }
-    const int64_t now = _clock.steadyMs();
-    binding->uri = contact.uri;
+    if (isOtherText)
+        binding->uri = std::move(wanted.uri);
     binding->callId = request.callId;
     binding->cseq = request.cseq;
     binding->userAgent = agent;
     binding->source = request.source;
-    binding->priority = contact.priority;
-    binding->refreshedAtMs = now;
-    binding->expiresAtMs = now + expires * kMsPerSecond;
+    binding->priority = wanted.contact.priority;
+    binding->refreshedAtMs = _clock.steadyMs();
+    binding->lifetimeMs = expires * kMsPerSecond;
+    binding->expiresAtMs = binding->refreshedAtMs + binding->lifetimeMs;
     if (isNews) {
         binding->order = ++_order;
         change.lines.push_back(registeredLine(request.user, *binding, expires));
     }
+    return isChanged || !isStoredWellEnough(*binding);
 }
 
 void Registrar::expire()
@@ -240,12 +294,14 @@ void Registrar::userChanged(const std::string& user, bool isRemoval)
         return;
     }
     const auto record = _users.now().find(user);
+    const bool isGone = isRemoval || record == nullptr;
+    if (isGone)
+        _auth.forget(user);
     UserBindings* bindings = _table.find(user);
     if (bindings == nullptr && (record == nullptr || !record->hasFlag(kUsrIpAuth)))
         return;
     UserBindings& known = _table.get(user);
     UserChange change;
-    const bool isGone = isRemoval || record == nullptr;
     if (isGone && !known.contacts.empty()) {
         known.contacts.clear();
         change.lines.push_back("User " + user + " was deleted and is no longer registered.");
@@ -257,6 +313,7 @@ void Registrar::userChanged(const std::string& user, bool isRemoval)
 
 void Registrar::checkAllUsers()
 {
+    _auth.forgetOthers(_users.now());
     std::vector<std::string> names;
     for (const auto& [name, bindings] : _table.users())
         names.push_back(name);
@@ -268,10 +325,33 @@ void Registrar::checkAllUsers()
         userChanged(name);
 }
 
-void Registrar::load(const std::vector<Cdb_user_bindings>& stored)
+std::optional<Binding> Registrar::stillValid(const Cdb_sip_contact& contact) const
 {
     const int64_t now = _clock.steadyMs();
     const Cbcl_timestamp wall = _clock.wallSeconds();
+    const int64_t lifetime = secondsBetween(contact.registeredAt, contact.expiresAt, kMaxExpires);
+    const int64_t unwritten = lifetime / kUnwrittenShare;
+    // A clock that was set back must not make a registration live for years.
+    const int64_t left = secondsBetween(wall - unwritten, contact.expiresAt, kMaxExpires);
+    Binding binding;
+    binding.uri = makeContactUri(BclFieldText(contact.contact));
+    if (left == 0 || !binding.uri.isSip())
+        return std::nullopt;
+    binding.callId = BclFieldText(contact.callId);
+    binding.userAgent = BclFieldText(contact.userAgent);
+    binding.source = {std::string(BclFieldText(contact.srcAddr)), contact.srcPort, contact.transport};
+    binding.cseq = contact.cseq;
+    binding.priority = contact.priority;
+    binding.refreshedAtMs = now - secondsBetween(contact.registeredAt, wall, int64_t{2} * kMaxExpires) * kMsPerSecond;
+    binding.lifetimeMs = lifetime * kMsPerSecond;
+    binding.expiresAtMs = now + left * kMsPerSecond;
+    binding.storedRefreshMs = binding.refreshedAtMs;
+    binding.storedLifetimeMs = binding.lifetimeMs;
+    return binding;
+}
+
+void Registrar::load(const std::vector<Cdb_user_bindings>& stored)
+{
     size_t expired = 0;
     for (const Cdb_user_bindings& user : stored) {
         UserBindings& bindings = _table.get(user.userName);
@@ -289,22 +369,13 @@ void Registrar::load(const std::vector<Cdb_user_bindings>& stored)
             return std::pair(isShown(a), a->registeredAt) < std::pair(isShown(b), b->registeredAt);
         });
         for (const Cdb_sip_contact* contact : contacts) {
-            Binding binding;
-            binding.uri = makeContactUri(BclFieldText(contact->contact));
-            if (contact->expiresAt <= wall || !binding.uri.isSip()) {
+            std::optional<Binding> binding = stillValid(*contact);
+            if (!binding) {
                 ++expired;
                 continue;
             }
-            binding.callId = BclFieldText(contact->callId);
-            binding.userAgent = BclFieldText(contact->userAgent);
-            binding.source = {std::string(BclFieldText(contact->srcAddr)), contact->srcPort, contact->transport};
-            binding.cseq = contact->cseq;
-            binding.priority = contact->priority;
-            // A clock that was set back must not make a registration live for years.
-            binding.expiresAtMs = now + std::min<int64_t>(contact->expiresAt - wall, kMaxExpires) * kMsPerSecond;
-            binding.refreshedAtMs = now - std::max<int64_t>(wall - contact->registeredAt, 0) * kMsPerSecond;
-            binding.order = ++_order;
-            bindings.contacts.push_back(std::move(binding));
+            binding->order = ++_order;
+            bindings.contacts.push_back(std::move(*binding));
         }
         if (bindings.contacts.size() < user.contacts.size())
             commit(user.userName, {});
@@ -328,6 +399,10 @@ void Registrar::commit(const std::string& user, UserChange&& change)
     change.isAddressNew = shown.address != bindings.shown.address || shown.port != bindings.shown.port;
     bindings.shown = std::move(shown);
     change.stored = storable(user, bindings);
+    for (Binding& binding : bindings.contacts) {
+        binding.storedRefreshMs = binding.refreshedAtMs;
+        binding.storedLifetimeMs = binding.lifetimeMs;
+    }
     _table.update(user);
     _sink(std::move(change));
 }
@@ -366,7 +441,7 @@ Cdb_user_bindings Registrar::storable(const std::string& user, const UserBinding
         BclCopyStr(contact.srcAddr, binding.source.address.c_str());
         BclCopyStr(contact.userAgent, binding.userAgent.c_str());
         contact.registeredAt = wall - (now - binding.refreshedAtMs) / kMsPerSecond;
-        contact.expiresAt = wall + (binding.expiresAtMs - now) / kMsPerSecond;
+        contact.expiresAt = contact.registeredAt + binding.lifetimeMs / kMsPerSecond;
         contact.cseq = binding.cseq;
         contact.srcPort = binding.source.port;
         contact.transport = binding.source.transport;

@@ -11,6 +11,7 @@
 #include "sip/sip_messages.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,7 +37,8 @@ public:
 
     using Sink = std::function<void(UserChange&&)>;
 
-    // The sink is called within the calls below.
+    // The sink is called within the calls below. Not for refreshes that change nothing, while what was told last does
+    // for a restart.
     Registrar(const SnapshotBox<Snapshot<Cdb_usr_info>>& users, const SnapshotBox<Cdb_sys_data>& system,
               const Clock& clock, Sink sink);
 
@@ -50,15 +52,28 @@ public:
     void userChanged(const std::string& user, bool isRemoval = false);
 
 private:
-    RegisterReply handleAuthenticated(const RegisterRequest& request);
+    // A contact of a request that is to be set.
+    struct WantedContact {
+        const RegisterContact& contact;
+        uint32_t expires;
+        ContactUri uri; // made where the text alone finds no binding
+    };
+
+    RegisterReply answerTo(const RegisterRequest& request, AuthOutcome& outcome);
+    RegisterReply handleAuthenticated(const RegisterRequest& request, const Cdb_usr_info& user);
     RegisterReply listContacts(const std::string& user) const;
     RegisterReply removeAll(const RegisterRequest& request);
     RegisterReply setContacts(const RegisterRequest& request);
-    void setContact(UserBindings& bindings, const RegisterRequest& request, const RegisterContact& contact,
+    void setContacts(UserBindings& bindings, const RegisterRequest& request, std::vector<WantedContact>& wanted);
+    static Binding* findContact(UserBindings* bindings, WantedContact& wanted);
+    // Returns whether the user's bindings are to be told to the sink.
+    bool setContact(UserBindings& bindings, const RegisterRequest& request, WantedContact& wanted,
                     const std::string& agent, UserChange& change);
     void commit(const std::string& user, UserChange&& change);
     [[nodiscard]] ShownUser shownNow(const std::string& user, const UserBindings& bindings);
     [[nodiscard]] Cdb_user_bindings storable(const std::string& user, const UserBindings& bindings) const;
+    // A stored contact as a binding; nothing when it has expired.
+    [[nodiscard]] std::optional<Binding> stillValid(const Cdb_sip_contact& contact) const;
     void checkAllUsers();
 
     SnapshotReader<Snapshot<Cdb_usr_info>> _users;

@@ -2,6 +2,8 @@
 
 #include "bcl2/text.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr size_t kMaxUserAgent = 128; // bytes of the record's field
@@ -13,6 +15,10 @@ constexpr size_t kMaxInput = 1024;
 
 std::string cleanUserAgent(std::string_view text)
 {
+    // What nearly all send.
+    if (text.size() <= kMaxUserAgent &&
+        std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; }))
+        return std::string(BclTrimmed(text));
     text = text.substr(0, kMaxInput);
     std::string result;
     while (!text.empty() && result.size() <= kMaxUserAgent) {

@@ -4,7 +4,10 @@
 #include "sip/numeric_hosts.h"
 #include "sip/sip_answers.h"
 #include "sip/sip_stack.h"
+#include "sip/source_key.h"
+#include "sip/stack_sockets.h"
 #include "sip/via_source.h"
+#include "streams/flow_table.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -14,8 +17,12 @@
 #include <cstring>
 #include <map>
 #include <netdb.h>
+#include <optional>
+#include <sofia-sip/msg_addr.h>
 #include <sofia-sip/nta.h>
 #include <sofia-sip/nta_tport.h>
+#include <sofia-sip/sip_parser.h>
+#include <sofia-sip/tport.h>
 #include <sofia-sip/tport_tag.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -26,6 +33,8 @@ namespace {
 
 constexpr unsigned kMaxMessageSize = 65536;  // bytes; above, a header of many lines would hold the parser for minutes
 constexpr unsigned kSocketBuffer = 4u << 20; // bytes; a second of REGISTER at the highest rate
+// Bytes. Messages over connections come one by one and bounded, but the stack counts all that it reads at once.
+constexpr unsigned kMaxStreamRead = 16u << 20;
 // Sockets of addresses that the machine has lost stay (they often come back); with more of them all are opened anew.
 constexpr size_t kMaxLostAddresses = 16;
 constexpr int kAnswerToSource = 2;             // also when the client did not ask for it with rport (RFC 3581)
@@ -137,14 +146,16 @@ struct Service {
     void open(SipStack& stack, SipHandler& handler, const std::vector<std::string>& addresses)
     {
         const auto callback = [](nta_agent_magic_t* magic, nta_agent_t* self, msg_t* message, sip_t* sip) {
-            answerMessage(self, message, sip, *reinterpret_cast<SipHandler*>(magic));
+            const SipSource source = sourceOfAddress(msg_addr(message)->su_sa);
+            answerMessage(self, message, sip, source, *reinterpret_cast<SipHandler*>(magic));
             return 0;
         };
         // Without an own address: sockets are added below, each with its own result.
         auto* const noSocketYet = reinterpret_cast<url_string_t*>(-1); // NOLINT(performance-no-int-to-ptr)
         agent = nta_agent_create(stack.root(), noSocketYet, callback, reinterpret_cast<nta_agent_magic_t*>(&handler),
-                                 NTATAG_MCLASS(sourceBoundMessages()), NTATAG_SERVER_RPORT(kAnswerToSource),
-                                 NTATAG_MAXSIZE(kMaxMessageSize), NTATAG_MAX_PROCEEDING(kMaxProceeding), TAG_END());
+                                 NTATAG_MCLASS(sourceBoundMessages()), NTATAG_BAD_REQ_MASK(sip_mask_request),
+                                 NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxMessageSize),
+                                 NTATAG_MAX_PROCEEDING(kMaxProceeding), TAG_END());
         bind(addresses);
     }
 
@@ -153,6 +164,7 @@ struct Service {
         if (agent != nullptr)
             nta_agent_destroy(std::exchange(agent, nullptr));
         bound.clear();
+        forgetStackSockets();
     }
 
 private:
@@ -167,8 +179,10 @@ private:
             "sip:" + (isV6 ? "[" + literal + "]" : literal) + ":" + std::to_string(port) + ";transport=udp";
         if (agent != nullptr &&
             nta_agent_add_tport(agent, reinterpret_cast<const url_string_t*>(url.c_str()),
-                                TPTAG_UDP_RMEM(kSocketBuffer), TPTAG_UDP_WMEM(kSocketBuffer), TAG_END()) == 0)
+                                TPTAG_UDP_RMEM(kSocketBuffer), TPTAG_UDP_WMEM(kSocketBuffer), TAG_END()) == 0) {
+            forgetStackSockets();
             return {};
+        }
         return "the SIP stack refuses it";
     }
 };
@@ -177,7 +191,23 @@ struct SipAgent::Impl {
     SipStack& stack;
     SipHandler& handler;
     AddressSource addresses;
+    FlowTable& flows;
     Service current;
+    nta_agent_t* streams = nullptr; // one for all connections, whatever happens to the sockets of UDP
+
+    static int onStreamMessage(nta_agent_magic_t* magic, nta_agent_t* agent, msg_t* message, sip_t* sip)
+    {
+        Impl& self = *reinterpret_cast<Impl*>(magic);
+        const uint16_t stackPort = ntohs(msg_addr(message)->su_port);
+        // Another program of this machine found the stack's own door.
+        const std::optional<SipSource> source = self.flows.peerOf(stackPort);
+        if (!source || !self.handler.admits(*source, sip != nullptr && sip->sip_authorization != nullptr)) {
+            msg_destroy(message);
+            return 0;
+        }
+        answerMessage(agent, message, sip, *source, self.handler);
+        return 0;
+    }
 
     void open(Service& service) const { service.open(stack, handler, service.wanted(addresses)); }
 
@@ -194,8 +224,8 @@ struct SipAgent::Impl {
     }
 };
 
-SipAgent::SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses)
-    : _impl(new Impl{stack, handler, std::move(addresses), {}})
+SipAgent::SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses, FlowTable& flows)
+    : _impl(new Impl{stack, handler, std::move(addresses), flows, {}, nullptr})
 {}
 
 SipAgent::~SipAgent() = default;
@@ -236,6 +266,26 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     }
     current.close();
     current = std::move(next);
+}
+
+uint16_t SipAgent::openStreams()
+{
+    _impl->streams = nta_agent_create(
+        _impl->stack.root(), reinterpret_cast<const url_string_t*>("sip:127.0.0.1:0;transport=tcp"),
+        Impl::onStreamMessage, reinterpret_cast<nta_agent_magic_t*>(_impl.get()), NTATAG_MCLASS(sourceBoundMessages()),
+        NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxStreamRead),
+        NTATAG_MAX_PROCEEDING(kMaxProceeding), TPTAG_QUEUESIZE(SOMAXCONN), TAG_END());
+    forgetStackSockets();
+    const tport_t* primary = _impl->streams == nullptr ? nullptr : tport_primaries(nta_agent_tports(_impl->streams));
+    const su_addrinfo_t* address = primary == nullptr ? nullptr : tport_get_address(primary);
+    if (address == nullptr)
+        return 0;
+    return ntohs(reinterpret_cast<const su_sockaddr_t*>(address->ai_addr)->su_port);
+}
+
+void SipAgent::send(const OutgoingRequest& request, OutgoingResult done)
+{
+    sendOverConnection(_impl->streams, _impl->flows, request, std::move(done));
 }
 
 void SipAgent::followAddresses()

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sip/sip_messages.h"
+#include "sip/sip_outgoing.h"
 
 #include <cstdint>
 #include <functional>
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+class FlowTable;
 class SipStack;
 
 // Serves the requests that need more than their own text. Called on the stack's thread.
@@ -19,16 +21,20 @@ public:
     SipHandler(const SipHandler&) = delete;
     SipHandler& operator=(const SipHandler&) = delete;
 
+    // False: the message is dropped unseen. Asked for what comes over connections; packets were looked at before they
+    // reached the stack.
+    [[nodiscard]] virtual bool admits(const SipSource& source, bool hasCredentials) = 0;
     [[nodiscard]] virtual RegisterReply onRegister(const RegisterRequest& request) = 0;
 };
 
-// SIP over UDP. Belongs to the stack's thread; never destroyed.
+// SIP over UDP, and over the connections that are passed on to it. Belongs to the stack's thread; never destroyed.
 class SipAgent {
 public:
     // Gives the literals of the machine's addresses.
     using AddressSource = std::function<std::vector<std::string>()>;
 
-    SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses);
+    // `flows`: whose connections they are.
+    SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses, FlowTable& flows);
     ~SipAgent();
     SipAgent(const SipAgent&) = delete;
     SipAgent& operator=(const SipAgent&) = delete;
@@ -37,6 +43,12 @@ public:
     // what became of it. When it cannot be had, what was served before stays. When it is served already, only what
     // could not be bound of it is tried again.
     void serveUdp(const std::string& address, uint16_t port);
+
+    // Begins to serve connections. Gives the port of 127.0.0.1 to which they are to be passed, 0 without one. Once.
+    [[nodiscard]] uint16_t openStreams();
+
+    // Sends a request to a telephone that registered over TCP or TLS; see sendOverConnection().
+    void send(const OutgoingRequest& request, OutgoingResult done);
 
     // When every address is served: also those that the machine has got since, and those that could not be bound
     // before (an IPv6 address cannot while its uniqueness is being checked). Cheap; call it every few seconds.

@@ -1,16 +1,25 @@
 #include "sip/sip_answers.h"
 
+#include "sip/message_lines.h"
+#include "sip/reply_text.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_request.h"
+#include "sip/stack_sockets.h"
 #include "sip/via_source.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
+#include <functional>
 #include <sofia-sip/msg_addr.h>
 #include <sofia-sip/nta_stateless.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 #include <string>
+#include <string_view>
 #include <utility>
 
 // All answers here are stateless: a transaction of the stack would cost 10 kB for half a minute, and these requests
@@ -19,17 +28,68 @@ namespace {
 
 constexpr const char* kAllow = "OPTIONS, REGISTER";
 constexpr const char* kServer = "Parlovex";
+constexpr uint32_t kMaxCseq = 0x7fffffff; // RFC 3261 section 8.1.1.5
 
-template <class... Tags>
-void answer(nta_agent_t* agent, msg_t* message, int status, const char* phrase, Tags... tags)
+// The same for a request that is sent again (RFC 3261 section 8.2.7): made of all of it.
+std::string toTag(std::string_view request)
 {
-    nta_msg_treply(agent, message, status, phrase, tags..., TAG_END());
+    std::array<char, 17> digits{};
+    std::snprintf(digits.data(), digits.size(), "%016zx", std::hash<std::string_view>()(request));
+    return digits.data();
 }
 
-void answerOptions(nta_agent_t* agent, msg_t* message)
+// `headers`: whole lines with their ends.
+void answer(nta_agent_t* agent, msg_t* message, const SipSource& source, int status, const char* phrase,
+            std::string_view headers = {})
 {
-    answer(agent, message, SIP_200_OK, SIPTAG_ALLOW_STR(kAllow), SIPTAG_ACCEPT_STR("application/sdp"),
-           SIPTAG_SERVER_STR(kServer));
+    const std::string_view packet = handledPacket();
+    if (packet.empty()) {
+        const std::string text(headers);
+        nta_msg_treply(agent, message, status, phrase, TAG_IF(!text.empty(), SIPTAG_HEADER_STR(text.c_str())),
+                       TAG_END());
+        return;
+    }
+    // Over UDP without the stack: it would parse and print again what is here already.
+    const sip_to_t* to = sip_object(message)->sip_to;
+    const bool hasTag = to == nullptr || to->a_tag != nullptr;
+    answerPacket(replyText(packet, source, {status, phrase, headers, hasTag ? std::string() : toTag(packet)}));
+    msg_destroy(message);
+}
+
+std::string headerLine(std::string_view name, std::string_view value)
+{
+    std::string line(name);
+    line += ": ";
+    line += value;
+    line += "\r\n";
+    return line;
+}
+
+void answerOptions(nta_agent_t* agent, msg_t* message, const SipSource& source)
+{
+    answer(agent, message, source, SIP_200_OK, headerLine("Allow", kAllow) + headerLine("Accept", "application/sdp"));
+}
+
+// RFC 3261 section 20.17, of this second.
+const std::string& dateLine()
+{
+    static std::string& line = *new std::string; // SIP thread
+    static std::time_t madeAt = 0;
+    const std::time_t now = std::time(nullptr);
+    if (std::exchange(madeAt, now) != now) {
+        std::tm parts{};
+        gmtime_r(&now, &parts);
+        static constexpr std::array kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+        static constexpr std::array kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+        std::array<char, 64> text{};
+        std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
+                      kDays[static_cast<size_t>(parts.tm_wday)], parts.tm_mday,
+                      kMonths[static_cast<size_t>(parts.tm_mon)], parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
+                      parts.tm_sec);
+        line = headerLine("Date", text.data());
+    }
+    return line;
 }
 
 std::string contactText(const RegisterReply::Contact& contact)
@@ -43,24 +103,33 @@ std::string contactText(const RegisterReply::Contact& contact)
     return text;
 }
 
-void answerRegister(nta_agent_t* agent, msg_t* message, const sip_t* sip, SipHandler& handler)
+bool isSipUri(const url_t* url)
 {
-    const RegisterReply reply = handler.onRegister(registerRequest(message, sip));
-    std::string contacts;
+    return url->url_type == url_sip || url->url_type == url_sips;
+}
+
+void answerRegister(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source, SipHandler& handler)
+{
+    // RFC 3261 section 10.3: what registers is the SIP URI of a user.
+    if (!isSipUri(sip->sip_to->a_url)) {
+        answer(agent, message, source, SIP_400_BAD_REQUEST);
+        return;
+    }
+    const RegisterReply reply = handler.onRegister(registerRequest(message, sip, source));
+    if (reply.status == 0) {
+        msg_destroy(message);
+        return;
+    }
+    std::string headers;
     for (const RegisterReply::Contact& contact : reply.contacts)
-        contacts += (contacts.empty() ? "" : ", ") + contactText(contact);
-    const auto challenge = [&](size_t i) {
-        return i < reply.challenges.size() ? reply.challenges[i].c_str() : nullptr;
-    };
-    const std::string minExpires = reply.minExpires ? std::to_string(*reply.minExpires) : std::string();
-    su_home_t* home = msg_home(message);
-    answer(agent, message, reply.status, su_strdup(home, reply.phrase.c_str()),
-           TAG_IF(!contacts.empty(), SIPTAG_CONTACT_STR(contacts.c_str())),
-           TAG_IF(challenge(0) != nullptr, SIPTAG_WWW_AUTHENTICATE_STR(challenge(0))),
-           TAG_IF(challenge(1) != nullptr, SIPTAG_WWW_AUTHENTICATE_STR(challenge(1))),
-           TAG_IF(reply.minExpires.has_value(), SIPTAG_MIN_EXPIRES_STR(minExpires.c_str())),
-           TAG_IF(reply.status == 200, SIPTAG_DATE(sip_date_create(home, sip_now()))),
-           TAG_IF(reply.status == 200, SIPTAG_SERVER_STR(kServer)));
+        headers += headerLine("Contact", contactText(contact));
+    for (const std::string& challenge : reply.challenges)
+        headers += headerLine("WWW-Authenticate", challenge);
+    if (reply.minExpires)
+        headers += headerLine("Min-Expires", std::to_string(*reply.minExpires));
+    if (reply.status == 200)
+        headers += dateLine() + headerLine("Server", kServer);
+    answer(agent, message, source, reply.status, reply.phrase.c_str(), headers);
 }
 
 // 0: a method that is served here.
@@ -88,29 +157,68 @@ int methodStatus(const sip_t* sip)
     }
 }
 
-bool refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip)
+bool refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
 {
     switch (methodStatus(sip)) {
     case 0:
         return false;
     case 405:
-        answer(agent, message, SIP_405_METHOD_NOT_ALLOWED, SIPTAG_ALLOW_STR(kAllow));
+        answer(agent, message, source, SIP_405_METHOD_NOT_ALLOWED, headerLine("Allow", kAllow));
         break;
     case 481:
-        answer(agent, message, SIP_481_NO_TRANSACTION);
+        answer(agent, message, source, SIP_481_NO_TRANSACTION);
         break;
     default:
-        answer(agent, message, SIP_501_NOT_IMPLEMENTED, SIPTAG_ALLOW_STR(kAllow));
+        answer(agent, message, source, SIP_501_NOT_IMPLEMENTED, headerLine("Allow", kAllow));
     }
     return true;
 }
 
-// RFC 3261 section 8.2.2
-bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip)
+// A header that the answer depends on; others may be broken, or there twice (RFC 3261 section 8.2.2). An Expires that
+// cannot be read is as if it were not there (section 10.2.1.1). Null: the name of a line that is no header.
+bool isNeeded(const char* name)
 {
-    const auto scheme = sip->sip_request->rq_url->url_type;
-    if (scheme != url_sip && scheme != url_sips) {
-        answer(agent, message, SIP_416_UNSUPPORTED_URI);
+    static constexpr std::array<std::string_view, 9> kNeeded = {
+        "Authorization", "CSeq", "Call-ID", "Contact", "Content-Length", "From", "Require", "To", "Via"};
+    return name == nullptr || std::find(kNeeded.begin(), kNeeded.end(), name) != kNeeded.end();
+}
+
+bool hasBrokenHeader(const sip_t* sip)
+{
+    for (const msg_error_t* error = sip->sip_error; error != nullptr; error = error->er_next) {
+        const msg_hclass_t* kind = error->er_common->h_class;
+        if (isNeeded(kind == sip_error_class ? error->er_name : kind->hc_name))
+            return true;
+    }
+    return false;
+}
+
+// The stack reads blanks, controls and the marks around a URI as parts of it.
+bool isClean(const url_t* url)
+{
+    static constexpr auto isInUri = [](unsigned char c) {
+        return c > ' ' && c != 0x7f && c != '"' && c != '<' && c != '>';
+    };
+    const std::array parts = {url->url_scheme, url->url_user,   url->url_password, url->url_host,    url->url_port,
+                              url->url_path,   url->url_params, url->url_headers,  url->url_fragment};
+    return std::all_of(parts.begin(), parts.end(), [](const char* part) {
+        const std::string_view text(part == nullptr ? "" : part);
+        return std::all_of(text.begin(), text.end(), isInUri);
+    });
+}
+
+bool areClean(const sip_contact_t* contact)
+{
+    while (contact != nullptr && isClean(contact->m_url))
+        contact = contact->m_next;
+    return contact == nullptr;
+}
+
+// RFC 3261 section 8.2.2
+bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
+{
+    if (!isSipUri(sip->sip_request->rq_url)) {
+        answer(agent, message, source, SIP_416_UNSUPPORTED_URI);
         return true;
     }
     std::string unsupported;
@@ -119,33 +227,44 @@ bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip)
             unsupported += (unsupported.empty() ? "" : ", ") + std::string(*option);
     if (unsupported.empty())
         return false;
-    answer(agent, message, SIP_420_BAD_EXTENSION, SIPTAG_UNSUPPORTED_STR(unsupported.c_str()));
+    answer(agent, message, source, SIP_420_BAD_EXTENSION, headerLine("Unsupported", unsupported));
     return true;
 }
 
 } // namespace
 
-void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, SipHandler& handler)
+bool isMalformed(const sip_t* sip)
+{
+    if (sip->sip_to == nullptr || sip->sip_from == nullptr || sip->sip_call_id == nullptr || sip->sip_cseq == nullptr ||
+        sip->sip_cseq->cs_seq > kMaxCseq || hasBrokenHeader(sip) || !isClean(sip->sip_to->a_url) ||
+        !isClean(sip->sip_from->a_url) || !areClean(sip->sip_contact))
+        return true;
+    // RFC 3261 section 19.1.1: a Request-URI has no headers in it.
+    const url_t* uri = sip->sip_request->rq_url;
+    return isSipUri(uri) && uri->url_headers != nullptr;
+}
+
+void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler)
 {
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
         msg_destroy(message);
         return;
     }
-    markReceived(message, sip);
+    if (source.transport != kTransportUdp)
+        markReceived(message, sip, source);
     if (isOtherVersion(sip)) {
-        answer(agent, message, SIP_505_VERSION_NOT_SUPPORTED);
+        answer(agent, message, source, SIP_505_VERSION_NOT_SUPPORTED);
         return;
     }
-    if (sip->sip_to == nullptr || sip->sip_from == nullptr || sip->sip_call_id == nullptr || sip->sip_cseq == nullptr ||
-        sip->sip_error != nullptr) {
-        answer(agent, message, SIP_400_BAD_REQUEST);
+    if (isMalformed(sip)) {
+        answer(agent, message, source, SIP_400_BAD_REQUEST);
         return;
     }
-    if (refuseMethod(agent, message, sip) || refuseHeaders(agent, message, sip))
+    if (refuseMethod(agent, message, sip, source) || refuseHeaders(agent, message, sip, source))
         return;
     if (sip->sip_request->rq_method == sip_method_options)
-        answerOptions(agent, message);
+        answerOptions(agent, message, source);
     else
-        answerRegister(agent, message, sip, handler);
+        answerRegister(agent, message, sip, source, handler);
 }

@@ -9,18 +9,21 @@
 #include <string>
 #include <vector>
 
+// As stored with registrations.
+enum SipTransport : uint8_t { kTransportUdp = 0, kTransportTcp = 1, kTransportTls = 2 };
+
 // Where a message came from.
 struct SipSource {
     std::string address; // literal, without brackets
     uint16_t port = 0;
-    uint8_t transport = 0; // 0 UDP, 1 TCP, 2 TLS
+    uint8_t transport = kTransportUdp; // SipTransport
 };
 
 // Telephones of one user that ring together; more are left-overs of telephones that change their contact.
 constexpr size_t kMaxContacts = 10;
 
 struct RegisterContact {
-    ContactUri uri;
+    ContactUri uri;                  // its text at least; the rest is made of it when it is needed
     std::optional<uint32_t> expires; // s
     uint8_t priority = 100;          // q value in percent
 };
@@ -38,16 +41,25 @@ struct RegisterRequest {
     std::vector<std::string> authorizations; // values of the Authorization headers
 };
 
+// What the credentials of a request said of who sent it.
+enum class Credentials : uint8_t {
+    None,     // there were none
+    Unproven, // nothing: unreadable, for a nonce that is not valid (any more), or refused once already
+    Wrong,    // a nonce of ours, which only that source can have, answered with a wrong password
+    Right,
+};
+
 struct RegisterReply {
     struct Contact {
         std::string uri;
         uint32_t expires; // s that remain
         uint8_t priority;
     };
-    int status = 0;
+    int status = 0; // 0: no answer
     std::string phrase;
     std::vector<std::string> challenges; // values of WWW-Authenticate headers
     std::vector<Contact> contacts;
     std::optional<uint32_t> minExpires;
     std::string refusal; // for the administrator: why not; empty: nothing to tell
+    Credentials credentials = Credentials::None;
 };

@@ -1,11 +1,8 @@
 #include "sip/sip_request.h"
 
-#include <arpa/inet.h>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <netdb.h>
-#include <sofia-sip/msg_addr.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/url.h>
 
@@ -72,7 +69,7 @@ void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& r
             request.isStar = true;
             continue;
         }
-        contact.uri = makeContactUri(uriText(message, header->m_url));
+        contact.uri.text = uriText(message, header->m_url);
         contact.priority = percentOf(header->m_q);
         if (header->m_expires != nullptr)
             contact.expires = deltaSeconds(header->m_expires);
@@ -81,24 +78,10 @@ void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& r
 
 } // namespace
 
-SipSource sourceOf(msg_t* message)
-{
-    SipSource source;
-    const su_sockaddr_t* address = msg_addr(message);
-    char text[NI_MAXHOST] = {};
-    if (address->su_family == AF_INET6 && IN6_IS_ADDR_V4MAPPED(&address->su_sin6.sin6_addr))
-        inet_ntop(AF_INET, address->su_sin6.sin6_addr.s6_addr + 12, text, sizeof text);
-    else
-        getnameinfo(&address->su_sa, msg_addrinfo(message)->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST);
-    source.address = text;
-    source.port = ntohs(address->su_port);
-    return source;
-}
-
-RegisterRequest registerRequest(msg_t* message, const sip_t* sip)
+RegisterRequest registerRequest(msg_t* message, const sip_t* sip, const SipSource& source)
 {
     RegisterRequest request;
-    request.source = sourceOf(message);
+    request.source = source;
     request.requestUri = uriText(message, sip->sip_request->rq_url);
     request.user = unescaped(sip->sip_to->a_url->url_user);
     request.callId = sip->sip_call_id->i_id;

@@ -5,7 +5,4 @@
 
 #include <sofia-sip/sip.h>
 
-// Where the packet came from, by its socket.
-[[nodiscard]] SipSource sourceOf(msg_t* message);
-
-[[nodiscard]] RegisterRequest registerRequest(msg_t* message, const sip_t* sip);
+[[nodiscard]] RegisterRequest registerRequest(msg_t* message, const sip_t* sip, const SipSource& source);

@@ -1,5 +1,7 @@
 #include "sip/sip_stack.h"
 
+#include "sip/stack_sockets.h"
+
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -131,8 +133,12 @@ bool SipStack::run(const std::function<void()>& onStart, const std::function<voi
     for (const Impl::Work& work : early)
         work();
     for (;;) {
+        const uint64_t received = receivedByStack();
         const su_duration_t next = su_root_step(root, 0);
         onStep();
+        // Where one packet came there may be more: asking the kernel for events once more would cost as much as they.
+        if (receivedByStack() != received)
+            continue;
         const su_duration_t wait = next < 0 ? kLongestWaitMs : std::clamp(next, kShortestWaitMs, kLongestWaitMs);
         if (eventPoll >= 0) {
             pollfd waiting = {eventPoll, POLLIN, 0};

@@ -1,44 +1,79 @@
 #include "sip/via_source.h"
 
-#include "sip/sip_request.h"
+#include "sip/message_lines.h"
+#include "sip/stack_sockets.h"
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <sofia-sip/msg_header.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_parser.h>
 #include <sofia-sip/sip_protos.h>
 #include <sofia-sip/su_alloc.h>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace {
+
+// The stack drops a request without an answer when its first Via names another transport than it came by. Ours come
+// over TLS, of which the stack knows nothing, and from telephones that are mistaken about themselves. So that Via names
+// the expected one, in a text behind whose end the one that was sent lies hidden.
+void disguise(su_home_t* home, sip_via_t* via)
+{
+    const std::string_view expected = isReceivingStream() ? sip_transport_tcp : sip_transport_udp;
+    if (via->v_protocol == nullptr || via->v_protocol == expected)
+        return;
+    const size_t size = std::strlen(via->v_protocol) + 1;
+    auto* both = static_cast<char*>(su_alloc(home, expected.size() + 1 + size));
+    if (both == nullptr)
+        return;
+    std::memcpy(both, expected.data(), expected.size() + 1);
+    std::memcpy(both + expected.size() + 1, via->v_protocol, size);
+    via->v_protocol = both;
+}
+
+// The stack's parser gives the usual ones as its own constants, so that a copy of one is a disguise.
+void undisguise(sip_via_t* via)
+{
+    if (via->v_protocol != sip_transport_tcp && std::strcmp(via->v_protocol, sip_transport_tcp) == 0)
+        via->v_protocol += std::strlen(via->v_protocol) + 1;
+}
+
+// Called once for each Via, in the order in which they stand in a message.
+bool isFirstVia(const su_home_t* message)
+{
+    static const su_home_t* former = nullptr;
+    static uint64_t receivedAt = 0;
+    const bool isOtherReading = std::exchange(receivedAt, receivedByStack()) != receivedByStack();
+    return std::exchange(former, message) != message || isOtherReading;
+}
 
 // Parser of one Via header; those behind a comma are parsed by the same function from within.
 issize_t parseVia(su_home_t* home, msg_header_t* header, char* text, isize_t size)
 {
-    const issize_t result = sip_via_d(home, header, text, size);
     auto* via = reinterpret_cast<sip_via_t*>(header);
-    if (result >= 0)
+    const bool isFirst = isFirstVia(home);
+    const bool isUsable = sip_via_d(home, header, text, size) >= 0 || salvageVia(home, via);
+    // Those behind the first one are for the proxies that the answer passes.
+    if (isUsable && isFirst) {
         for (const char* name : {"maddr", "received", "rport"})
             while (msg_header_remove_param(via->v_common, name) > 0) {
                 // Each may stand there several times, and the last one would count.
             }
+        disguise(home, via);
+    }
     // From here on a Via like any other: the stack compares classes by address.
     via->v_common->h_class = sip_via_class;
-    return result;
+    return isUsable ? 0 : -1;
 }
 
-// The stack refuses other versions before it has looked at the Via, and so to wherever that points. It is shown our
-// version instead, in a text whose address tells.
-constexpr const char kDisguisedVersion[] = "SIP/2.0";
-
-issize_t parseRequestLine(su_home_t* home, msg_header_t* header, char* text, isize_t size)
+// A class of the stack's headers with a parser of our own.
+msg_hclass_s parsedBy(const msg_hclass_t* original, msg_parse_f* parser)
 {
-    const issize_t result = sip_request_d(home, header, text, size);
-    auto* line = reinterpret_cast<sip_request_t*>(header);
-    if (result >= 0 && line->rq_version != sip_version_2_0)
-        line->rq_version = kDisguisedVersion;
-    line->rq_common->h_class = sip_request_class;
+    msg_hclass_s result = *original;
+    result.hc_parse = parser;
     return result;
 }
 
@@ -47,14 +82,16 @@ msg_mclass_t* makeClass()
     msg_mclass_t* made = msg_mclass_clone(sip_default_mclass(), 0, msg_mclass_copy);
     if (made == nullptr)
         return nullptr;
-    static msg_hclass_s via = sip_via_class[0];
+    static msg_hclass_s via = parsedBy(sip_via_class, parseVia);
+    static msg_hclass_s cseq = parsedBy(sip_cseq_class, parseCseq);
+    static msg_hclass_s requestLine = parsedBy(sip_request_class, parseRequestLine);
     static std::array<msg_href_t, MC_SHORT_SIZE> shortForms;
-    via.hc_parse = parseVia;
-    for (short i = 0; i < made->mc_hash_size; ++i)
+    for (short i = 0; i < made->mc_hash_size; ++i) {
         if (made->mc_hash[i].hr_class == sip_via_class)
             made->mc_hash[i].hr_class = &via;
-    static msg_hclass_s requestLine = sip_request_class[0];
-    requestLine.hc_parse = parseRequestLine;
+        else if (made->mc_hash[i].hr_class == sip_cseq_class)
+            made->mc_hash[i].hr_class = &cseq;
+    }
     made->mc_request->hr_class = &requestLine;
     if (made->mc_short != nullptr) {
         std::copy_n(made->mc_short, shortForms.size(), shortForms.begin());
@@ -74,17 +111,16 @@ const msg_mclass_t* sourceBoundMessages()
     return made;
 }
 
-bool isOtherVersion(const sip_t* sip)
-{
-    return sip->sip_request->rq_version == kDisguisedVersion;
-}
-
-void markReceived(msg_t* message, sip_t* sip)
+void markReceived(msg_t* message, sip_t* sip, const SipSource& source)
 {
     sip_via_t* via = sip->sip_via;
-    if (via == nullptr || via->v_received != nullptr || via->v_rport == nullptr)
+    if (via == nullptr)
         return;
-    const std::string received = "received=" + sourceOf(message).address;
+    undisguise(via);
+    // The stack has written down its own local connection.
     su_home_t* home = msg_home(message);
+    const std::string received = "received=" + source.address;
+    const std::string port = "rport=" + std::to_string(source.port);
     msg_header_replace_param(home, via->v_common, su_strdup(home, received.c_str()));
+    msg_header_replace_param(home, via->v_common, su_strdup(home, port.c_str()));
 }

@@ -2,6 +2,8 @@
 // stack's types.
 #pragma once
 
+#include "sip/sip_messages.h"
+
 #include <sofia-sip/msg_mclass.h>
 #include <sofia-sip/sip.h>
 
@@ -11,8 +13,6 @@
 // like all others. Lives as long as the process. Null without memory.
 [[nodiscard]] const msg_mclass_t* sourceBoundMessages();
 
-// True for a request of another version than SIP/2.0, which is for the callback to refuse.
-[[nodiscard]] bool isOtherVersion(const sip_t* sip);
-
-// RFC 3581 section 4: with rport comes received, also where it equals the sent-by address.
-void markReceived(msg_t* message, sip_t* sip);
+// To be called in the callback before a message of a connection is answered: its first Via gets the transport back that
+// it was sent with, and says where it came from (RFC 3581 section 4).
+void markReceived(msg_t* message, sip_t* sip, const SipSource& source);

@@ -1,0 +1,24 @@
+// What strangers send over UDP, looked at before the stack is.
+#pragma once
+
+#include "clock.h"
+#include "sip/source_guard.h"
+#include "sip/stack_sockets.h"
+
+// Drops what is no SIP, what comes from silenced sources, and requests without credentials that come too often; costs
+// one look at the text. SIP thread.
+class PacketGate final : public PacketFilter {
+public:
+    PacketGate(SourceGuard& guard, const Clock& clock) : _guard(guard), _clock(clock) {}
+
+    [[nodiscard]] bool admits(const sockaddr& source, std::string_view packet) override;
+
+private:
+    SourceGuard& _guard;
+    const Clock& _clock;
+};
+
+// Whether the stack may parse it: one that would take too long does not get there.
+[[nodiscard]] bool isParsable(std::string_view packet);
+// Whether it is a request that carries none.
+[[nodiscard]] bool lacksCredentials(std::string_view packet);

@@ -1,0 +1,201 @@
+#include "sip/stack_sockets.h"
+
+#include "sip/quoted_nuls.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <sofia-sip/su.h>
+#include <sys/ioctl.h>
+#include <utility>
+#include <vector>
+
+// The functions below stand in for those of the same names in the stack's library, which calls them through the dynamic
+// linker: the program's definitions come first as long as they are exported (see CMakeLists.txt).
+namespace {
+
+constexpr size_t kMaxPacket = 65536; // bytes; more than UDP can carry
+// Dropped packets in a row after which timers and other sockets get their turn.
+constexpr int kMaxDropsInARow = 64;
+constexpr int kMaxSends = 2; // of one packet
+
+enum class SocketKind : uint8_t { Unknown, Datagram, Other };
+
+// Of the SIP thread. The stack asks for the size of a packet, makes room for it, and only then takes it: the packet is
+// read at the first step already, so that one call of the kernel serves for both and nothing is made for a dropped one.
+struct StackSockets {
+    PacketFilter* filter = nullptr;
+    std::vector<SocketKind> kinds; // by descriptor
+    uint64_t received = 0;
+
+    // The packet that was read and not yet taken.
+    int waitingFd = -1;
+    size_t waitingSize = 0;
+    sockaddr_storage waitingSource{};
+    socklen_t waitingSourceSize = 0;
+    alignas(16) std::array<char, kMaxPacket> waiting{};
+
+    // The one that was taken last lies in the same place.
+    int handledFd = -1;
+    size_t handledSize = 0; // 0: what came last came over a connection
+
+    bool isDatagram(int fd)
+    {
+        const auto index = static_cast<size_t>(fd);
+        if (index >= kinds.size())
+            kinds.resize(index + 1, SocketKind::Unknown);
+        if (kinds[index] == SocketKind::Unknown) {
+            int type = 0;
+            socklen_t size = sizeof type;
+            const bool isKnown = getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
+            kinds[index] = isKnown && type == SOCK_DGRAM ? SocketKind::Datagram : SocketKind::Other;
+        }
+        return kinds[index] == SocketKind::Datagram;
+    }
+
+    // The size of the next packet that is admitted; -1 with errno when none is there.
+    ssize_t readPacket(int fd)
+    {
+        for (int i = 0; i < kMaxDropsInARow; ++i) {
+            waitingSourceSize = sizeof waitingSource;
+            auto* source = reinterpret_cast<sockaddr*>(&waitingSource);
+            const ssize_t size = recvfrom(fd, waiting.data(), waiting.size(), MSG_DONTWAIT, source, &waitingSourceSize);
+            if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+                return -1;
+            // An error is what an earlier answer met; it is told once.
+            if (size < 0)
+                continue;
+            ++received;
+            handledSize = 0;
+            const std::string_view packet(waiting.data(), static_cast<size_t>(size));
+            if (packet.empty() || (filter != nullptr && !filter->admits(*source, packet)))
+                continue;
+            blankQuotedNuls(waiting.data(), packet.size());
+            waitingFd = fd;
+            waitingSize = packet.size();
+            return size;
+        }
+        errno = EAGAIN;
+        return -1;
+    }
+
+    ssize_t takePacket(const su_iovec_t* parts, size_t count, su_sockaddr_t* source, socklen_t* sourceSize)
+    {
+        size_t taken = 0;
+        for (size_t i = 0; i < count && taken < waitingSize; ++i) {
+            const size_t length = std::min<size_t>(parts[i].siv_len, waitingSize - taken);
+            std::copy_n(waiting.data() + taken, length, static_cast<char*>(static_cast<void*>(parts[i].siv_base)));
+            taken += length;
+        }
+        if (source != nullptr && sourceSize != nullptr) {
+            const socklen_t size = std::min<socklen_t>(waitingSourceSize, sizeof *source);
+            std::copy_n(reinterpret_cast<const char*>(&waitingSource), size, reinterpret_cast<char*>(source));
+            *sourceSize = size;
+        }
+        handledFd = std::exchange(waitingFd, -1);
+        handledSize = waitingSize;
+        return static_cast<ssize_t>(taken);
+    }
+};
+
+StackSockets& sockets()
+{
+    static StackSockets& instance = *new StackSockets; // never destroyed: its thread runs until the process is gone
+    return instance;
+}
+
+} // namespace
+
+void setPacketFilter(PacketFilter* filter)
+{
+    sockets().filter = filter;
+}
+
+void forgetStackSockets()
+{
+    sockets().kinds.clear();
+    sockets().waitingFd = -1;
+}
+
+uint64_t receivedByStack()
+{
+    return sockets().received;
+}
+
+bool isReceivingStream()
+{
+    return sockets().handledSize == 0;
+}
+
+std::string_view handledPacket()
+{
+    const StackSockets& all = sockets();
+    return {all.waiting.data(), all.handledSize};
+}
+
+void answerPacket(std::string_view packet)
+{
+    StackSockets& all = sockets();
+    const auto* to = reinterpret_cast<const sockaddr*>(&all.waitingSource);
+    // An error that an earlier packet met (its receiver is gone) is told to the next one; that has done no wrong.
+    for (int i = 0; i < kMaxSends; ++i)
+        if (sendto(all.handledFd, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT, to,
+                   all.waitingSourceSize) >= 0 ||
+            errno == EAGAIN)
+            return;
+}
+
+extern "C" __attribute__((visibility("default"))) issize_t su_getmsgsize(su_socket_t s)
+{
+    StackSockets& all = sockets();
+    if (all.isDatagram(s))
+        return all.waitingFd == s ? static_cast<issize_t>(all.waitingSize) : all.readPacket(s);
+    int size = 0;
+    return ioctl(s, FIONREAD, &size) < 0 ? -1 : size;
+}
+
+extern "C" __attribute__((visibility("default"))) issize_t su_vrecv(su_socket_t s, su_iovec_t iov[], isize_t iovlen,
+                                                                    int flags, su_sockaddr_t* su, socklen_t* sulen)
+{
+    StackSockets& all = sockets();
+    if (all.waitingFd == s)
+        return all.takePacket(iov, iovlen, su, sulen);
+    msghdr header{};
+    header.msg_name = su;
+    header.msg_namelen = su != nullptr && sulen != nullptr ? *sulen : 0;
+    header.msg_iov = reinterpret_cast<iovec*>(iov);
+    header.msg_iovlen = iovlen;
+    const ssize_t size = recvmsg(s, &header, flags);
+    if (su != nullptr && sulen != nullptr)
+        *sulen = header.msg_namelen;
+    ++all.received;
+    all.handledSize = 0;
+    return size;
+}
+
+extern "C" __attribute__((visibility("default"))) issize_t
+su_vsend(su_socket_t s, su_iovec_t const iov[], isize_t iovlen, int flags, su_sockaddr_t const* su, socklen_t sulen)
+{
+    msghdr header{};
+    header.msg_name = const_cast<su_sockaddr_t*>(su); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    header.msg_namelen = sulen;
+    header.msg_iov = const_cast<iovec*>( // NOLINT(cppcoreguidelines-pro-type-const-cast)
+        reinterpret_cast<const iovec*>(iov));
+    header.msg_iovlen = iovlen;
+    ssize_t sent = sendmsg(s, &header, flags);
+    // As in answerPacket().
+    if (sent < 0 && su != nullptr && errno != EAGAIN)
+        sent = sendmsg(s, &header, flags);
+    return sent;
+}
+
+extern "C" __attribute__((visibility("default"))) int su_soerror(su_socket_t s)
+{
+    // Asked before each packet is sent; su_vsend copes with what it would tell.
+    if (sockets().isDatagram(s))
+        return 0;
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(s, SOL_SOCKET, SO_ERROR, &error, &size);
+    return error;
+}

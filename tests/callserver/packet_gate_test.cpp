@@ -1,0 +1,91 @@
+#include "sip/packet_gate.h"
+
+#include "callserver/fake_clock.h"
+
+#include "cachedb2/switch_variants.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+namespace {
+
+const std::string kRegister = "REGISTER sip:a.example SIP/2.0\r\nVia: SIP/2.0/UDP b\r\n\r\n";
+const std::string kWithCredentials = "REGISTER sip:a.example SIP/2.0\r\nauthorization: Digest x=y\r\n\r\n";
+
+class PacketGateTest : public testing::Test {
+protected:
+    PacketGateTest() { gVarSipChallengeRate = 2; }
+
+    bool admits(const std::string& packet, const char* address = "192.0.2.1")
+    {
+        sockaddr_in source{};
+        source.sin_family = AF_INET;
+        inet_pton(AF_INET, address, &source.sin_addr);
+        return gate.admits(reinterpret_cast<const sockaddr&>(source), packet);
+    }
+
+    FakeClock clock;
+    SourceGuard guard;
+    PacketGate gate{guard, clock};
+};
+
+TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
+{
+    for (const std::string& packet :
+         {std::string("\r\n\r\n"), std::string("\0\0\0\0", 4), std::string("x"), std::string("GET / HTTP/1.1\r\n\r\n"),
+          std::string("no line end SIP/2.0"), std::string("a\nREGISTER sip:a SIP/2.0\r\n\r\n")})
+        EXPECT_FALSE(isParsable(packet)) << packet;
+    for (const std::string& packet : {kRegister, "\r\n\r\n" + kRegister, std::string("SIP/2.0 200 OK\r\n\r\n"),
+                                     std::string("OPTIONS sip:a SIP/7.0\n\n")})
+        EXPECT_TRUE(isParsable(packet)) << packet;
+}
+
+TEST_F(PacketGateTest, HeaderThatWouldHoldTheParserIsDropped)
+{
+    std::string lines = "OPTIONS sip:a SIP/2.0\r\n";
+    for (int i = 0; i < 256; ++i)
+        lines += "a:b\r\n";
+    EXPECT_TRUE(isParsable(lines + "\r\n" + std::string(30'000, '\n'))) << "a body is not parsed";
+    EXPECT_FALSE(isParsable(lines + "a:b\r\n\r\n"));
+    EXPECT_TRUE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: " + std::string(16'000, 'x') + "\r\n\r\n"));
+    EXPECT_FALSE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: " + std::string(17'000, 'x') + "\r\nY: z\r\n\r\n"));
+    EXPECT_FALSE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: " + std::string(17'000, 'x')));
+}
+
+TEST_F(PacketGateTest, CredentialsAreSeenInTheHeaderOnly)
+{
+    EXPECT_TRUE(lacksCredentials(kRegister));
+    EXPECT_TRUE(lacksCredentials(kRegister + "Authorization: Digest x=y\r\n"));
+    EXPECT_FALSE(lacksCredentials(kWithCredentials));
+    EXPECT_FALSE(lacksCredentials("INVITE sip:a SIP/2.0\r\nVia: x\r\nProxy-Authorization: Digest x=y\r\n\r\n"));
+    EXPECT_FALSE(lacksCredentials("SIP/2.0 200 OK\r\nVia: x\r\n\r\n")) << "answers have none";
+}
+
+TEST_F(PacketGateTest, RequestsWithoutCredentialsAboveTheRateAreDropped)
+{
+    size_t admitted = 0;
+    for (int i = 0; i < 100; ++i)
+        admitted += admits(kRegister) ? 1 : 0;
+    EXPECT_EQ(admitted, 20U) << "two a second, ten seconds' worth at once";
+    EXPECT_TRUE(admits(kWithCredentials));
+    EXPECT_TRUE(admits(kRegister, "192.0.2.2")) << "another source";
+    clock.passMs(1000);
+    EXPECT_TRUE(admits(kRegister));
+    EXPECT_TRUE(admits(kRegister));
+    EXPECT_FALSE(admits(kRegister));
+}
+
+TEST_F(PacketGateTest, NothingOfASilencedSourceIsAdmitted)
+{
+    for (size_t i = 0; i < SourceGuard::kMaxFailures; ++i)
+        guard.noteFailure(sourceKey(std::string_view("192.0.2.1")), clock.steadyMs());
+    EXPECT_FALSE(admits(kWithCredentials));
+    EXPECT_FALSE(admits(kRegister));
+    EXPECT_TRUE(admits(kRegister, "192.0.2.2"));
+    clock.passMs(SourceGuard::kSilenceMs);
+    EXPECT_TRUE(admits(kWithCredentials));
+}
+
+} // namespace
