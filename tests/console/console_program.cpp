@@ -22,16 +22,19 @@ quint64 signalSet(const QByteArray& status, const QByteArray& name)
 
 } // namespace
 
-ConsoleProgram::ConsoleProgram(const QString& home) : _environment(QProcessEnvironment::systemEnvironment())
+ConsoleProgram::ConsoleProgram(const QString& home, const QString& program)
+    : _environment(QProcessEnvironment::systemEnvironment())
 {
     _environment.insert(QStringLiteral("PARLOVEX_HOME"), home);
+    // Freed memory is overwritten: who uses it nevertheless does not get away with it.
+    _environment.insert(QStringLiteral("MALLOC_PERTURB_"), QStringLiteral("165"));
     setPlatform(QStringLiteral("offscreen"));
     // Under sanitizers as in the test processes; leaks are looked for there only, since the toolkit's own would spoil
     // the exit code.
     addOption(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
     addOption(QStringLiteral("TSAN_OPTIONS"), QStringLiteral("ignore_noninstrumented_modules=1"));
     _process.setProcessChannelMode(QProcess::MergedChannels);
-    _process.setProgram(QStringLiteral(PARLOVEX_PROGRAM));
+    _process.setProgram(program);
     _process.setWorkingDirectory(QFileInfo(QStringLiteral(PARLOVEX_PROGRAM)).path());
 }
 

@@ -7,12 +7,13 @@
 class ConsoleProgram {
 public:
     // Runs in the folder that holds the program and its language files, on Qt's "offscreen" platform unless told
-    // otherwise.
-    explicit ConsoleProgram(const QString& home);
+    // otherwise. `program` is the path of another one with the same main().
+    explicit ConsoleProgram(const QString& home, const QString& program = QStringLiteral(PARLOVEX_PROGRAM));
     // Ends it if it still runs.
     ~ConsoleProgram();
 
     void setPlatform(const QString& platform);
+    void setVariable(const QString& name, const QString& value) { _environment.insert(name, value); }
     void start();
     // True once the program has passed the single instance test and handles SIGTERM; false when it never did.
     [[nodiscard]] bool waitUntilItHandlesSignals();

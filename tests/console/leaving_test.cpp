@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -31,7 +32,8 @@ int rounds()
 
 constexpr unsigned kUsers = 20;
 
-// Registers one user after another as fast as the server answers.
+// Registers one user after another, 500 times a second where the machine can, each time as a telephone of another name,
+// so that each registration is stored, published and logged.
 class BusyTelephone {
 public:
     explicit BusyTelephone(uint16_t port) : _thread([this, port](const std::stop_token& stop) { work(stop, port); }) {}
@@ -39,6 +41,7 @@ public:
 
 private:
     static constexpr int kAnswerMs = 200; // the server may be gone at any moment
+    static constexpr std::chrono::milliseconds kPause{2};
 
     static SipAnswer ask(SipClient& client, const std::string& user, const std::vector<std::string>& headers)
     {
@@ -48,13 +51,17 @@ private:
     void work(const std::stop_token& stop, uint16_t port)
     {
         SipClient client("127.0.0.1", port);
+        auto next = std::chrono::steady_clock::now();
         for (unsigned i = 0; !stop.stop_requested(); ++i) {
             const std::string user = std::to_string(1000 + i % kUsers);
             const std::string contact = "Contact: <" + client.contact(user) + ">";
-            const std::string challenge = ask(client, user, {contact}).header("WWW-Authenticate");
+            const std::string name = "User-Agent: phone " + std::to_string(i);
+            const std::string challenge = ask(client, user, {contact, name}).header("WWW-Authenticate");
             if (!challenge.empty() &&
-                ask(client, user, {contact, client.authorization(challenge, user, "secret")}).status == 200)
+                ask(client, user, {contact, name, client.authorization(challenge, user, "secret")}).status == 200)
                 ++_registered;
+            next = std::max(next + kPause, std::chrono::steady_clock::now() - kPause);
+            std::this_thread::sleep_until(next);
         }
     }
 
@@ -149,10 +156,25 @@ TEST_F(Leaving, SigtermWhileTelephonesRegisterEndsTheProgramWithZero)
         ConsoleProgram program(inHome(QString()));
         program.start();
         const int before = telephone.registered();
-        ASSERT_TRUE(waitUntil([&] { return telephone.registered() > before + round % 10; })) << round;
+        const int wanted = before + 1 + round % 10 * 15; // the moments of three tenths of a second
+        ASSERT_TRUE(waitUntil([&] { return telephone.registered() >= wanted; })) << round;
         program.sendSignal(SIGTERM);
         EXPECT_EQ(program.exitCode(), 0) << round << program.output().toStdString();
     }
+}
+
+TEST_F(Leaving, ExitItemWhileTelephonesRegisterEndsTheProgramWithZero)
+{
+    const uint16_t port = keepServerLocal(kUsers);
+    const BusyTelephone telephone(port);
+    for (int round = 0; round < rounds(); ++round) {
+        ConsoleProgram program(inHome(QString()), QStringLiteral(PARLOVEX_PRESSED_PROGRAM));
+        const int line = 2 + round % 10 * 15;
+        program.setVariable(QStringLiteral("PARLOVEX_EXIT_AT_LINE"), QString::number(line));
+        program.start();
+        EXPECT_EQ(program.exitCode(), 0) << round << program.output().toStdString();
+    }
+    EXPECT_GE(telephone.registered(), rounds());
 }
 
 TEST_F(Leaving, ExitItemWhileTelephonesRegisterEndsThisProcessCleanly)
