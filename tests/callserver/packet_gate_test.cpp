@@ -38,7 +38,7 @@ TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
           std::string("no line end SIP/2.0"), std::string("a\nREGISTER sip:a SIP/2.0\r\n\r\n")})
         EXPECT_FALSE(isParsable(packet)) << packet;
     for (const std::string& packet : {kRegister, "\r\n\r\n" + kRegister, std::string("SIP/2.0 200 OK\r\n\r\n"),
-                                     std::string("OPTIONS sip:a SIP/7.0\n\n")})
+                                      std::string("OPTIONS sip:a SIP/7.0\n\n")})
         EXPECT_TRUE(isParsable(packet)) << packet;
 }
 

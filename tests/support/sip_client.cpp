@@ -149,8 +149,9 @@ std::string SipClient::requestText(const std::string& method, const std::string&
     const std::string number = std::to_string(++_cseq);
     std::string text = method + " " + (requestUri.empty() ? serverUri() : requestUri) + " SIP/2.0\r\n";
     const char* const transport = _transport == Transport::Udp ? "UDP" : _transport == Transport::Tcp ? "TCP" : "TLS";
-    text += std::string("Via: SIP/2.0/") + transport + " " + source() + ";rport;branch=z9hG4bK" +
-            std::to_string(_port) + "x" + number + "\r\n";
+    text += "Via: SIP/2.0/";
+    text += transport;
+    text += " " + source() + ";rport;branch=z9hG4bK" + std::to_string(_port) + "x" + number + "\r\n";
     text += "Max-Forwards: 70\r\nFrom: <sip:" + user + "@" + _host + ">;tag=t" + number + "\r\n";
     bool hasTo = false;
     for (const std::string& header : headers)

@@ -69,7 +69,7 @@ bool cut(char* text, RequestLine& line)
     if (versionStart <= methodEnd + 1 || !isSipVersion(all.substr(versionStart, last + 1 - versionStart)))
         return false;
     const std::string_view uri = all.substr(methodEnd + 1, versionStart - methodEnd - 2);
-    line.isExact = last + 1 == all.size() && all[methodEnd] == ' ' && all[versionStart - 1] == ' ' &&
+    line.isExact = last + 1 == all.size() && all[methodEnd] == ' ' && all[versionStart - 1] == ' ' && !uri.empty() &&
                    uri.find_first_of(kBlanks) == std::string_view::npos;
     line.method = text;
     line.uri = text + methodEnd + 1;
@@ -87,7 +87,7 @@ void endAfter(const char* text, size_t length)
 // The last parameter may be followed by the fault.
 void endParams(const msg_param_t* params)
 {
-    static constexpr std::string_view kInValue = "=:[]";
+    static constexpr std::string_view kInValue = "=:[]/";
     if (params == nullptr || *params == nullptr)
         return;
     while (params[1] != nullptr)

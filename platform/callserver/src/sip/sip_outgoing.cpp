@@ -94,5 +94,5 @@ void sendOverConnection(nta_agent_t* streams, const FlowTable& flows, const Outg
         pending->done(kUnavailable);
         return;
     }
-    pending.release(); // onResponse() takes it
+    [[maybe_unused]] Pending* const taken = pending.release(); // by onResponse()
 }

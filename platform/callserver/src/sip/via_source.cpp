@@ -41,21 +41,44 @@ void undisguise(sip_via_t* via)
         via->v_protocol += std::strlen(via->v_protocol) + 1;
 }
 
-// Called once for each Via, in the order in which they stand in a message.
-bool isFirstVia(const su_home_t* message)
+// Tells the first Via of a message that can be used: where the stack sends its own answers to. Asked once for each Via,
+// in the order in which they stand there. SIP thread.
+class FirstVia {
+public:
+    [[nodiscard]] bool isStillWanted(const su_home_t* message)
+    {
+        // The memory of a message may be where that of the one before was.
+        const uint64_t received = receivedByStack();
+        if (message != _message || received != _received)
+            _isFound = false;
+        _message = message;
+        _received = received;
+        return !_isFound;
+    }
+    void setFound(bool isFound) { _isFound = isFound; }
+
+private:
+    const su_home_t* _message = nullptr;
+    uint64_t _received = 0;
+    bool _isFound = false;
+};
+
+FirstVia& firstVia()
 {
-    static const su_home_t* former = nullptr;
-    static uint64_t receivedAt = 0;
-    const bool isOtherReading = std::exchange(receivedAt, receivedByStack()) != receivedByStack();
-    return std::exchange(former, message) != message || isOtherReading;
+    static FirstVia& instance = *new FirstVia; // its thread outlives static objects
+    return instance;
 }
 
 // Parser of one Via header; those behind a comma are parsed by the same function from within.
 issize_t parseVia(su_home_t* home, msg_header_t* header, char* text, isize_t size)
 {
     auto* via = reinterpret_cast<sip_via_t*>(header);
-    const bool isFirst = isFirstVia(home);
+    const bool isFirst = firstVia().isStillWanted(home);
+    // Those behind a comma are parsed within; they are not the first.
+    firstVia().setFound(true);
     const bool isUsable = sip_via_d(home, header, text, size) >= 0 || salvageVia(home, via);
+    if (isFirst && !isUsable)
+        firstVia().setFound(false);
     // Those behind the first one are for the proxies that the answer passes.
     if (isUsable && isFirst) {
         for (const char* name : {"maddr", "received", "rport"})
