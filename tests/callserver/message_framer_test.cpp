@@ -1,5 +1,7 @@
 #include "streams/message_framer.h"
 
+#include "sip/header_bounds.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -66,15 +68,29 @@ TEST(MessageFramerTest, ReadsTheLengthInEveryForm)
     }
 }
 
-TEST(MessageFramerTest, MessageWithoutLengthHasNoBody)
+TEST(MessageFramerTest, MessageWithoutLengthHasNoBodyAndIsToldSo)
 {
     MessageFramer framer;
     std::string message;
-    const std::string first = withBody("X: y", "");
-    framer.add(first + kOptions);
+    framer.add(withBody("X: y", "") + "OPTIONS sip:a SIP/2.0\nTo: b\n\n" + kOptions);
     ASSERT_EQ(framer.next(message), Result::Message);
-    EXPECT_EQ(message, first);
-    EXPECT_EQ(framer.next(message), Result::Message);
+    EXPECT_EQ(message, withBody("X: y\r\nContent-Length: 0", ""));
+    ASSERT_EQ(framer.next(message), Result::Message);
+    EXPECT_EQ(message, "OPTIONS sip:a SIP/2.0\nTo: b\nContent-Length: 0\r\n\n");
+    ASSERT_EQ(framer.next(message), Result::Message);
+    EXPECT_EQ(message, kOptions);
+}
+
+TEST(MessageFramerTest, WhatTheStackWouldReadOtherwiseBreaks)
+{
+    EXPECT_EQ(resultOf(withBody("X: y\rContent-Length: 16000000", "")), Result::Broken) << "a bare CR";
+    EXPECT_EQ(resultOf("OPTIONS sip:a SIP/2.0\r\n Content-Length: 16000000\r\n\r\n"), Result::Broken)
+        << "a line folded behind the first";
+    std::string list = "Allow: a";
+    for (size_t i = 0; i < HeaderBounds::kMaxSeparators; ++i)
+        list += ",a";
+    EXPECT_EQ(resultOf(withBody(list, "")), Result::Message);
+    EXPECT_EQ(resultOf(withBody(list + ",a", "")), Result::Broken) << "a list that takes too long";
 }
 
 TEST(MessageFramerTest, LineEndsMayBeBare)
@@ -121,10 +137,9 @@ TEST(MessageFramerTest, BoundsHoldFromBothSides)
         text.resize(bytes - 4, 'x');
         return text + "\r\n\r\n";
     };
-    EXPECT_EQ(resultOf(withHeader(MessageFramer::kMaxHeaderBytes)), Result::Message);
-    EXPECT_EQ(resultOf(withHeader(MessageFramer::kMaxHeaderBytes + 1)), Result::Broken);
-    EXPECT_EQ(resultOf(withHeader(MessageFramer::kMaxHeaderBytes + 3).substr(0, MessageFramer::kMaxHeaderBytes + 1)),
-              Result::Broken)
+    EXPECT_EQ(resultOf(withHeader(HeaderBounds::kMaxBytes)), Result::Message);
+    EXPECT_EQ(resultOf(withHeader(HeaderBounds::kMaxBytes + 1)), Result::Broken);
+    EXPECT_EQ(resultOf(withHeader(HeaderBounds::kMaxBytes + 3).substr(0, HeaderBounds::kMaxBytes + 1)), Result::Broken)
         << "without waiting for the end";
 
     const auto withLines = [&](size_t lines) {
@@ -133,8 +148,8 @@ TEST(MessageFramerTest, BoundsHoldFromBothSides)
             text += "a:b\r\n";
         return text + "\r\n";
     };
-    EXPECT_EQ(resultOf(withLines(MessageFramer::kMaxHeaderLines)), Result::Message);
-    EXPECT_EQ(resultOf(withLines(MessageFramer::kMaxHeaderLines + 1)), Result::Broken);
+    EXPECT_EQ(resultOf(withLines(HeaderBounds::kMaxLines)), Result::Message);
+    EXPECT_EQ(resultOf(withLines(HeaderBounds::kMaxLines + 1)), Result::Broken);
 
     const auto withLength = [&](size_t bytes) {
         const std::string header = start + "l: " + std::to_string(bytes) + "\r\n\r\n";

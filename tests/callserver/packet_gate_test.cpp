@@ -45,7 +45,7 @@ TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
 TEST_F(PacketGateTest, HeaderThatWouldHoldTheParserIsDropped)
 {
     std::string lines = "OPTIONS sip:a SIP/2.0\r\n";
-    for (int i = 0; i < 256; ++i)
+    for (int i = 1; i < 256; ++i)
         lines += "a:b\r\n";
     EXPECT_TRUE(isParsable(lines + "\r\n" + std::string(30'000, '\n'))) << "a body is not parsed";
     EXPECT_FALSE(isParsable(lines + "a:b\r\n\r\n"));
@@ -54,12 +54,32 @@ TEST_F(PacketGateTest, HeaderThatWouldHoldTheParserIsDropped)
     EXPECT_FALSE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: " + std::string(17'000, 'x')));
 }
 
+TEST_F(PacketGateTest, WhatTheStackWouldReadOtherwiseIsDropped)
+{
+    for (const char first : {'\0', '\1', ' ', '\x7f', '\xf8', '\xff'})
+        EXPECT_FALSE(isParsable(first + kRegister)) << int{first};
+    EXPECT_FALSE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: y\rZ: w\r\n\r\n"));
+    EXPECT_FALSE(isParsable("OPTIONS sip:a SIP/2.0\r\n X: y\r\n\r\n"));
+    EXPECT_TRUE(isParsable("OPTIONS sip:a SIP/2.0\r\nX: y\r\n z\r\n\r\nbody\rbody"));
+    std::string list = "OPTIONS sip:a SIP/2.0\r\nAllow: a";
+    for (int i = 0; i < 1000; ++i)
+        list += ",a";
+    EXPECT_TRUE(isParsable(list + "\r\n\r\n"));
+    EXPECT_FALSE(isParsable(list + ";a\r\n\r\n"));
+}
+
 TEST_F(PacketGateTest, CredentialsAreSeenInTheHeaderOnly)
 {
     EXPECT_TRUE(lacksCredentials(kRegister));
     EXPECT_TRUE(lacksCredentials(kRegister + "Authorization: Digest x=y\r\n"));
     EXPECT_FALSE(lacksCredentials(kWithCredentials));
-    EXPECT_FALSE(lacksCredentials("INVITE sip:a SIP/2.0\r\nVia: x\r\nProxy-Authorization: Digest x=y\r\n\r\n"));
+    EXPECT_FALSE(lacksCredentials("REGISTER sip:a SIP/2.0\r\nVia: x\r\nAuthorization \t: Digest x=y\r\n\r\n"));
+    for (const char* other : {"OPTIONS sip:a SIP/2.0\r\nAuthorization: x\r\n\r\n",
+                              "INVITE sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
+                              "REGISTER sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
+                              "REGISTER sip:a SIP/2.0\r\nAuthorizationfoo: x\r\n\r\n",
+                              "REGISTER sip:a SIP/2.0\r\nX-Authorization: x\r\n\r\n"})
+        EXPECT_TRUE(lacksCredentials(other)) << other;
     EXPECT_FALSE(lacksCredentials("SIP/2.0 200 OK\r\nVia: x\r\n\r\n")) << "answers have none";
 }
 

@@ -9,8 +9,13 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <deque>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -96,6 +101,46 @@ TEST_P(EachStreamTest, PingIsAnswered)
     phone.send(text);
     // The answer stands behind the pong.
     EXPECT_EQ(phone.receive(kLongMs).text.find("\r\nSIP/2.0 200"), 0U);
+}
+
+TEST_P(EachStreamTest, RequestWithoutLengthIsAnsweredWhileTheConnectionStaysOpen)
+{
+    startStreams();
+    SipClient phone("127.0.0.1", portOf(GetParam()), GetParam());
+    std::string text = phone.requestText("OPTIONS", "1000", {});
+    text.erase(text.find("Content-Length: 0\r\n"), 19);
+    EXPECT_EQ(phone.exchange(text).status, 200);
+    EXPECT_EQ(phone.exchange(text).status, 200);
+}
+
+TEST_P(EachStreamTest, ServerOpensNoConnectionForAnAnswer)
+{
+    startStreams();
+    // Where the Via says.
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, generic, size), 0);
+    ASSERT_EQ(listen(listener, 10), 0);
+    ASSERT_EQ(getsockname(listener, generic, &size), 0);
+    const std::string elsewhere = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    for (const char* broken : {"To: <sip:1000@127.0.0.1>\r\n", " SIP/2.0\r\n"}) {
+        SipClient stranger("127.0.0.1", portOf(GetParam()), GetParam());
+        std::string bad = stranger.requestText("OPTIONS", "1000", {});
+        bad.replace(bad.find(stranger.source()), stranger.source().size(), elsewhere);
+        const std::string good = bad;
+        // The stack answers such a request by itself, and closes; what follows in the same piece finds it closed.
+        bad.replace(bad.find(broken), std::string(broken).size(), broken[0] == ' ' ? "  SIP/2.0\r\n" : "");
+        stranger.send(bad + bad + good + good);
+        stranger.finish();
+        EXPECT_TRUE(stranger.waitForEnd());
+    }
+    pollfd waiting = {listener, POLLIN, 0};
+    EXPECT_EQ(poll(&waiting, 1, 0), 0);
+    close(listener);
 }
 
 TEST_P(EachStreamTest, WhatIsNoSipEndsTheConnection)
@@ -192,6 +237,17 @@ TEST_F(StreamsTest, CertificateIsMadeOnceAndNobodyElseMayReadTheKey)
     EXPECT_EQ(TemporaryFolder::read(key), before);
 }
 
+TEST_F(StreamsTest, CertificateIsMadeOfAKeyThatIsAloneAndOfNamesThatAreSome)
+{
+    const std::string folder = home.path() + "/";
+    ASSERT_NE(openTlsIdentity(folder, {"office.example"}).context, nullptr);
+    const std::string key = TemporaryFolder::read(home.file(kTlsKeyFile));
+    ASSERT_EQ(unlink(home.file(kTlsCertificateFile).c_str()), 0);
+    const TlsIdentity again = openTlsIdentity(folder, {"pbx.example:5060", "4711", "a b", "192.0.2.1", "::1", "x,y"});
+    EXPECT_NE(again.context, nullptr) << again.error;
+    EXPECT_EQ(TemporaryFolder::read(home.file(kTlsKeyFile)), key);
+}
+
 TEST_F(StreamsTest, CertificateThatCannotBeReadLeavesTlsOffAndItsFileAlone)
 {
     (void)home.write(kTlsCertificateFile, "no certificate");
@@ -239,6 +295,41 @@ TEST_F(StreamsTest, PortThatIsTakenLeavesTheFormerOne)
     EXPECT_TRUE(events.waitFor("log SIP over TCP stays on 127.0.0.1:" + std::to_string(former) + "."));
     SipClient phone("127.0.0.1", former, Transport::Tcp);
     EXPECT_EQ(phone.request("OPTIONS", "1000").status, 200);
+}
+
+TEST_F(StreamsTest, PortsCanBeExchanged)
+{
+    startStreams();
+    Cdb_sys_tbl* record = store().DbGetSysTbl();
+    std::swap(record->tcpPort, record->tlsPort);
+    record->SetModified();
+    ASSERT_EQ(record->SaveDB(), kDbOk);
+    ASSERT_TRUE(events.waitFor("log SIP over TLS is ready on 127.0.0.1:" + std::to_string(tcpPort) + "."));
+    SipClient phone("127.0.0.1", tlsPort, Transport::Tcp);
+    EXPECT_EQ(phone.request("OPTIONS", "1000").status, 200);
+}
+
+TEST_F(StreamsTest, PortThatWasTakenIsHadOnceItIsFree)
+{
+    startStreams();
+    const int taken = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(taken, generic, size), 0);
+    ASSERT_EQ(listen(taken, 1), 0);
+    ASSERT_EQ(getsockname(taken, generic, &size), 0);
+    Cdb_sys_tbl* record = store().DbGetSysTbl();
+    record->tcpPort = ntohs(address.sin_port);
+    record->SetModified();
+    ASSERT_EQ(record->SaveDB(), kDbOk);
+    const std::string shown = "127.0.0.1:" + std::to_string(record->tcpPort);
+    ASSERT_TRUE(events.waitForPart("log SIP over TCP cannot use " + shown));
+    close(taken);
+    EXPECT_TRUE(events.waitFor("log SIP over TCP is ready on " + shown + "."));
+    EXPECT_EQ(events.count("log SIP over TCP cannot use"), 1U);
 }
 
 TEST_F(StreamsTest, OtherProgramAtTheStacksOwnDoorGetsNoAnswer)

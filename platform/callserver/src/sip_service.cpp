@@ -62,7 +62,9 @@ void SipService::run()
 void SipService::begin()
 {
     setPacketFilter(&_gate);
-    if (const uint16_t port = _agent.openStreams(); port != 0)
+    const uint16_t port = _agent.openStreams();
+    _hasStreams = port != 0;
+    if (_hasStreams)
         _streams.setStackPort(port);
     else
         ServerLog("SIP over TCP and TLS is not available: the SIP stack has no port for it.");
@@ -86,7 +88,8 @@ void SipService::serveConfigured()
     const bool isPort = system->udpPort >= 1 && system->udpPort <= kMaxPort;
     const std::string address(BclTrimmed(BclFieldText(system->localAddr)));
     _agent.serveUdp(address, static_cast<uint16_t>(isPort ? system->udpPort : kDefaultUdpPort));
-    _streams.serve({address, system->tcpPort, system->tlsPort, certificateNames(*system)});
+    if (_hasStreams)
+        _streams.serve({address, system->tcpPort, system->tlsPort, certificateNames(*system)});
 }
 
 void SipService::step()

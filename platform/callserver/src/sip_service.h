@@ -45,5 +45,6 @@ private:
     PacketGate _gate;
     SipStack _stack;
     SipAgent _agent;
+    bool _hasStreams = false;
     int64_t _addressesAtMs = 0; // when the machine's addresses were looked at last
 };

@@ -219,6 +219,8 @@ AuthOutcome RegisterAuth::accept(const RegisterRequest& request, const AuthSetti
     outcome.credentials = Credentials::Right;
     if (const RecentAnswers::Answer* answer = used.answers.find(fingerprint, _clock.steadyMs()); answer != nullptr) {
         outcome.result = AuthResult::Repeated;
+        // Who heard the request can send it again, too.
+        outcome.credentials = Credentials::Unproven;
         outcome.formerAnswer = answer->other.get();
         return outcome;
     }

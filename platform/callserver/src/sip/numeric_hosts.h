@@ -6,3 +6,7 @@
 
 // getaddrinfo() for address literals only: a host name is EAI_NONAME at once. The stack uses it too. Any thread.
 [[nodiscard]] int resolveLiteral(const char* node, const char* service, const addrinfo* hints, addrinfo** result);
+
+// From now on the stack opens no connection by itself. It would when an answer finds its own connection closed, to
+// wherever the Via says. For good; any thread.
+void closeStackStreams();

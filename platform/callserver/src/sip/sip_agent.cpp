@@ -34,11 +34,19 @@ namespace {
 constexpr unsigned kMaxMessageSize = 65536;  // bytes; above, a header of many lines would hold the parser for minutes
 constexpr unsigned kSocketBuffer = 4u << 20; // bytes; a second of REGISTER at the highest rate
 // Bytes. Messages over connections come one by one and bounded, but the stack counts all that it reads at once.
-constexpr unsigned kMaxStreamRead = 16u << 20;
+constexpr unsigned kMaxStreamRead = 1u << 20;
+constexpr const char* kStackAddress = "127.0.0.1";
 // Sockets of addresses that the machine has lost stay (they often come back); with more of them all are opened anew.
 constexpr size_t kMaxLostAddresses = 16;
 constexpr int kAnswerToSource = 2;             // also when the client did not ask for it with rport (RFC 3581)
 constexpr unsigned kMaxProceeding = 1'000'000; // the stack's own limit is far below what the server can hold
+
+// Only REGISTER is answered by its credentials.
+bool isWithCredentials(const sip_t* sip)
+{
+    return sip != nullptr && sip->sip_request != nullptr && sip->sip_request->rq_method == sip_method_register &&
+           sip->sip_authorization != nullptr;
+}
 
 std::string addressText(const std::string& address, uint16_t port)
 {
@@ -198,10 +206,12 @@ struct SipAgent::Impl {
     static int onStreamMessage(nta_agent_magic_t* magic, nta_agent_t* agent, msg_t* message, sip_t* sip)
     {
         Impl& self = *reinterpret_cast<Impl*>(magic);
-        const uint16_t stackPort = ntohs(msg_addr(message)->su_port);
-        // Another program of this machine found the stack's own door.
-        const std::optional<SipSource> source = self.flows.peerOf(stackPort);
-        if (!source || !self.handler.admits(*source, sip != nullptr && sip->sip_authorization != nullptr)) {
+        const sockaddr& address = msg_addr(message)->su_sa;
+        const bool isOurs = sourceKey(address) == sourceKey(std::string_view(kStackAddress));
+        // Otherwise another program of this machine found the stack's own door.
+        const std::optional<SipSource> source =
+            isOurs ? self.flows.peerOf(ntohs(msg_addr(message)->su_port)) : std::nullopt;
+        if (!source || !self.handler.admits(*source, isWithCredentials(sip))) {
             msg_destroy(message);
             return 0;
         }
@@ -275,6 +285,7 @@ uint16_t SipAgent::openStreams()
         Impl::onStreamMessage, reinterpret_cast<nta_agent_magic_t*>(_impl.get()), NTATAG_MCLASS(sourceBoundMessages()),
         NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxStreamRead),
         NTATAG_MAX_PROCEEDING(kMaxProceeding), TPTAG_QUEUESIZE(SOMAXCONN), TAG_END());
+    closeStackStreams();
     forgetStackSockets();
     const tport_t* primary = _impl->streams == nullptr ? nullptr : tport_primaries(nta_agent_tports(_impl->streams));
     const su_addrinfo_t* address = primary == nullptr ? nullptr : tport_get_address(primary);

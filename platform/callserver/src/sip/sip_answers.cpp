@@ -52,7 +52,10 @@ void answer(nta_agent_t* agent, msg_t* message, const SipSource& source, int sta
     // Over UDP without the stack: it would parse and print again what is here already.
     const sip_to_t* to = sip_object(message)->sip_to;
     const bool hasTag = to == nullptr || to->a_tag != nullptr;
-    answerPacket(replyText(packet, source, {status, phrase, headers, hasTag ? std::string() : toTag(packet)}));
+    const std::string text =
+        replyText(packet, source, {status, phrase, headers, hasTag ? std::string() : toTag(packet)});
+    if (!text.empty())
+        answerPacket(text);
     msg_destroy(message);
 }
 

@@ -44,7 +44,7 @@ struct RegisterRequest {
 // What the credentials of a request said of who sent it.
 enum class Credentials : uint8_t {
     None,     // there were none
-    Unproven, // nothing: unreadable, for a nonce that is not valid (any more), or refused once already
+    Unproven, // nothing: unreadable, for a nonce that is not valid (any more), or answered once already
     Wrong,    // a nonce of ours, which only that source can have, answered with a wrong password
     Right,
 };

@@ -1,5 +1,7 @@
 #include "streams/message_framer.h"
 
+#include "sip/header_bounds.h"
+
 #include <algorithm>
 #include <charconv>
 #include <optional>
@@ -47,32 +49,33 @@ std::optional<size_t> number(std::string_view text)
     return value;
 }
 
-// Nothing when the header is above a bound, or its Content-Length no number, or another one in each of two lines. A
-// message without one has no body: over a connection it must have one (RFC 3261 section 20.14), but old telephones
-// leave it out when it is 0.
-std::optional<size_t> bodyLength(std::string_view header)
+struct BodyLength {
+    bool isSound = true; // the header keeps to its bounds, and what it says of the length is one number
+    std::optional<size_t> value;
+};
+
+BodyLength bodyLength(std::string_view header)
 {
-    std::optional<size_t> length;
-    size_t lines = 0;
-    while (!header.empty()) {
-        size_t end = header.find('\n');
+    BodyLength length;
+    HeaderBounds bounds;
+    while (!header.empty() && length.isSound) {
+        size_t end = header.find('\n') + 1;
+        length.isSound = bounds.admits(header.substr(0, end));
         // A line that begins with a blank goes on with the one before.
-        while (end + 1 < header.size() && (header[end + 1] == ' ' || header[end + 1] == '\t')) {
-            end = header.find('\n', end + 1);
-            ++lines;
+        while (end < header.size() && (header[end] == ' ' || header[end] == '\t')) {
+            const size_t start = end;
+            end = header.find('\n', start) + 1;
+            length.isSound = length.isSound && bounds.admits(header.substr(start, end - start));
         }
-        const std::string_view line = header.substr(0, end + 1);
-        header.remove_prefix(line.size());
-        if (++lines > MessageFramer::kMaxHeaderLines)
-            return std::nullopt;
+        const std::string_view line = header.substr(0, end);
+        header.remove_prefix(end);
         if (!isNamed(line, "Content-Length") && !isNamed(line, "l"))
             continue;
         const std::optional<size_t> value = number(line.substr(line.find(':') + 1));
-        if (!value || (length && length != value))
-            return std::nullopt;
-        length = value;
+        length.isSound = length.isSound && value && (!length.value || length.value == value);
+        length.value = value;
     }
-    return length.value_or(0);
+    return length;
 }
 
 bool isSipLine(std::string_view line)
@@ -103,21 +106,24 @@ MessageFramer::Result MessageFramer::next(std::string& message)
     if (lineEnd != std::string::npos && !isSipLine(std::string_view(_buffer).substr(0, lineEnd)))
         return Result::Broken;
     const size_t end = headerEnd(_buffer, _scanned);
-    if (std::min(end, _buffer.size()) > kMaxHeaderBytes)
+    if (std::min(end, _buffer.size()) > HeaderBounds::kMaxBytes)
         return Result::Broken;
     if (end == std::string::npos) {
         _scanned = _buffer.size() < 3 ? 0 : _buffer.size() - 3;
         return Result::NeedsMore;
     }
-    const std::optional<size_t> length = bodyLength(std::string_view(_buffer).substr(0, end));
-    if (!length || *length > kMaxMessageBytes - end) {
+    const BodyLength length = bodyLength(std::string_view(_buffer).substr(0, end));
+    const size_t size = end + length.value.value_or(0);
+    if (!length.isSound || size > kMaxMessageBytes || size < end) {
         message = _buffer.substr(0, end);
         return Result::Broken;
     }
-    if (_buffer.size() < end + *length)
+    if (_buffer.size() < size)
         return Result::NeedsMore;
-    message = _buffer.substr(0, end + *length);
-    _buffer.erase(0, message.size());
+    message = _buffer.substr(0, size);
+    if (!length.value)
+        message.insert(_buffer[end - 2] == '\r' ? end - 2 : end - 1, "Content-Length: 0\r\n");
+    _buffer.erase(0, size);
     _scanned = 0;
     return Result::Message;
 }

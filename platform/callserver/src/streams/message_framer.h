@@ -9,9 +9,6 @@
 // Content-Length. One thread.
 class MessageFramer {
 public:
-    // Honest messages have some 20 header lines of together 2 kB.
-    static constexpr size_t kMaxHeaderBytes = 16'384;
-    static constexpr size_t kMaxHeaderLines = 256;
     // Header and body together, as much as a packet can have.
     static constexpr size_t kMaxMessageBytes = 65'536;
 
@@ -23,8 +20,10 @@ public:
     };
 
     void add(std::string_view bytes) { _buffer.append(bytes); }
-    // The next that is there; to be called until it needs more. `message` is set with Message, and with Broken to the
-    // header that cannot be followed, if it has an end.
+    // The next that is there, with a Content-Length in any case: over a connection it must have one (RFC 3261 section
+    // 20.14), and the stack would wait for the end of the connection, but old telephones leave it out when it is 0. To
+    // be called until it needs more. `message` is set with Message, and with Broken to the header that cannot be
+    // followed, if it has an end.
     [[nodiscard]] Result next(std::string& message);
     // Bytes of an unfinished message are there.
     [[nodiscard]] bool isMidMessage() const { return _buffer.find_first_not_of("\r\n") != std::string::npos; }

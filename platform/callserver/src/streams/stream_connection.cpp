@@ -32,20 +32,13 @@ sockaddr_in loopback(uint16_t port)
     return address;
 }
 
-// A socket of 127.0.0.1 with a port of its own; -1 when there is none.
-int localSocket(uint16_t& port)
+// The port that the kernel chose; 0 without one.
+uint16_t localPort(int fd)
 {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
+    sockaddr_in address{};
     socklen_t size = sizeof address;
     auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (fd >= 0 && bind(fd, generic, size) == 0 && getsockname(fd, generic, &size) == 0) {
-        port = ntohs(address.sin_port);
-        return fd;
-    }
-    if (fd >= 0)
-        close(fd);
-    return -1;
+    return getsockname(fd, generic, &size) == 0 ? ntohs(address.sin_port) : uint16_t{0};
 }
 
 // Empty when it is no request, or has no Via.
@@ -188,16 +181,21 @@ bool StreamConnection::admitMessage(int64_t now)
 
 bool StreamConnection::openStack()
 {
-    uint16_t port = 0;
-    const int fd = localSocket(port);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return false;
-    // Known before the stack can see a byte of it.
-    _flows.add(port, _source, _local);
-    _stackPort = port;
     _stack = std::make_unique<StreamChannel>(fd, nullptr);
     const sockaddr_in address = loopback(_stackListens);
-    return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EINPROGRESS;
+    if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 && errno != EINPROGRESS)
+        return false;
+    // Bound by connecting: the kernel can use ports again then that lately served others. Known before the stack can
+    // see a byte of it.
+    const uint16_t port = localPort(fd);
+    if (port == 0)
+        return false;
+    _flows.add(port, _source, _local);
+    _stackPort = port;
+    return true;
 }
 
 bool StreamConnection::moveStack()

@@ -30,6 +30,8 @@ constexpr int kPauseMs = 100;           // until strangers that send too much ar
 constexpr int64_t kLogPauseMs = 60'000; // of one line about limits
 constexpr int kMaxAccepts = 32;         // in a row
 constexpr size_t kMaxEvents = 64;
+constexpr size_t kMaxShutOut = 8192;      // sources; of more than that one is let in again
+constexpr int64_t kRetryMs = 5000;        // until a port that was taken is tried again
 constexpr rlim_t kOtherDescriptors = 256; // of the rest of the program
 constexpr rlim_t kDescriptorsEach = 3;    // the telephone's, ours to the stack, the stack's
 
@@ -285,6 +287,26 @@ struct StreamServer::Impl {
         }
     }
 
+    void movePaused(int64_t now)
+    {
+        if (paused.empty() || now - pausedMovedAtMs < kPauseMs)
+            return;
+        pausedMovedAtMs = now;
+        for (const uint64_t id : std::set<uint64_t>(paused))
+            move(id, now);
+    }
+
+    // A port that was taken may be free by now; nothing is said while it is not.
+    void retry(int64_t now)
+    {
+        if (!hasFailed || now - triedAtMs < kRetryMs)
+            return;
+        watchListeners(false);
+        open(true);
+        watchListeners(true);
+        triedAtMs = now;
+    }
+
     void sweep(int64_t now)
     {
         sweptAtMs = now;
@@ -309,7 +331,9 @@ struct StreamServer::Impl {
     {
         if (!paused.empty())
             return kPauseMs;
-        return entries.empty() && isAccepting ? -1 : static_cast<int>(kSweepMs);
+        if (!entries.empty() || !isAccepting)
+            return static_cast<int>(kSweepMs);
+        return hasFailed ? static_cast<int>(kRetryMs) : -1;
     }
 
     void run()
@@ -324,8 +348,8 @@ struct StreamServer::Impl {
             const int64_t now = clock.steadyMs();
             for (int i = 0; i < count; ++i)
                 onEvent(events[static_cast<size_t>(i)], now);
-            for (const uint64_t id : std::set<uint64_t>(paused))
-                move(id, now);
+            movePaused(now);
+            retry(now);
             if (now - sweptAtMs >= kSweepMs)
                 sweep(now);
         }
@@ -334,10 +358,27 @@ struct StreamServer::Impl {
     void apply(const StreamSettings& wanted)
     {
         watchListeners(false);
-        applyKind(kinds[0], wanted.address, wanted.tcpPort);
-        if (wanted.tlsPort == 0 || openTls(wanted.names))
-            applyKind(kinds[1], wanted.address, wanted.tlsPort);
+        settings = wanted;
+        hasTlsFailed = settings.tlsPort != 0 && !openTls(settings.names);
+        open(false);
         watchListeners(true);
+        triedAtMs = clock.steadyMs();
+    }
+
+    void open(bool isQuiet)
+    {
+        Listener& tcp = kinds[0].listener;
+        Listener& tlsListener = kinds[1].listener;
+        // What is to be the other one's is in the way.
+        if (settings.tlsPort != settings.tcpPort) {
+            if (tcp.isOpen() && tcp.port() == settings.tlsPort)
+                tcp.close();
+            if (tlsListener.isOpen() && tlsListener.port() == settings.tcpPort)
+                tlsListener.close();
+        }
+        hasFailed = !applyKind(kinds[0], settings.address, settings.tcpPort, isQuiet);
+        if (!hasTlsFailed && !applyKind(kinds[1], settings.address, settings.tlsPort, isQuiet))
+            hasFailed = true;
     }
 
     // Also when TLS is served already: the administrator may have put another certificate there.
@@ -354,17 +395,18 @@ struct StreamServer::Impl {
         return tls != nullptr;
     }
 
-    static void applyKind(Kind& kind, const std::string& address, uint16_t port)
+    // False: it could not be had.
+    static bool applyKind(Kind& kind, const std::string& address, uint16_t port, bool isQuiet)
     {
         Listener& current = kind.listener;
         if (port == 0) {
             if (current.isOpen())
                 ServerLog("SIP over %s is switched off.", kind.name);
             current.close();
-            return;
+            return true;
         }
         if (current.isOpen() && current.address() == address && current.port() == port)
-            return;
+            return true;
         Listener next;
         std::string error = next.open(address, port);
         if (!error.empty() && current.isOpen() && current.port() == port) {
@@ -375,15 +417,17 @@ struct StreamServer::Impl {
             if (!error.empty() && !current.open(former, port).empty())
                 ServerLog("SIP over %s has lost %s.", kind.name, listeningText(former, port).c_str());
         }
-        if (!error.empty()) {
-            ServerLog("SIP over %s cannot use %s: %s.", kind.name, listeningText(address, port).c_str(), error.c_str());
-            if (current.isOpen())
-                ServerLog("SIP over %s stays on %s.", kind.name,
-                          listeningText(current.address(), current.port()).c_str());
-            return;
+        if (error.empty()) {
+            current = std::move(next);
+            ServerLog("SIP over %s is ready on %s.", kind.name, listeningText(address, port).c_str());
+            return true;
         }
-        current = std::move(next);
-        ServerLog("SIP over %s is ready on %s.", kind.name, listeningText(address, port).c_str());
+        if (isQuiet)
+            return false;
+        ServerLog("SIP over %s cannot use %s: %s.", kind.name, listeningText(address, port).c_str(), error.c_str());
+        if (current.isOpen())
+            ServerLog("SIP over %s stays on %s.", kind.name, listeningText(current.address(), current.port()).c_str());
+        return false;
     }
 
     const Clock& clock;
@@ -407,6 +451,11 @@ struct StreamServer::Impl {
     std::set<uint64_t> paused;
     std::unordered_map<SourceKey, int64_t, SourceKeyHash> shutOut; // until when
     int64_t sweptAtMs = 0;
+    int64_t pausedMovedAtMs = 0;
+    int64_t triedAtMs = 0; // when a port could not be had last
+    bool hasFailed = false;
+    bool hasTlsFailed = false;
+    StreamSettings settings;
     int64_t lastLimitLogMs = 0;
 };
 
@@ -434,6 +483,8 @@ void StreamServer::serve(StreamSettings settings)
 void StreamServer::shutOut(const std::string& address, int64_t untilMs)
 {
     _impl->post([impl = _impl.get(), key = sourceKey(address), untilMs] {
+        if (impl->shutOut.size() >= kMaxShutOut)
+            impl->shutOut.erase(impl->shutOut.begin());
         impl->shutOut[key] = untilMs;
         std::vector<uint64_t> ids;
         for (const auto& [id, entry] : impl->entries)

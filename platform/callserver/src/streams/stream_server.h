@@ -33,10 +33,10 @@ public:
     // The body of the thread. Does not return.
     void run();
 
-    // Where the stack listens on 127.0.0.1; connections before that wait. Any thread.
+    // Where the stack listens on 127.0.0.1; connections before that are closed. Any thread.
     void setStackPort(uint16_t port);
-    // Serves this from now on and says in the log what became of it. What cannot be had leaves what was served before;
-    // open connections stay. Any thread.
+    // Serves this from now on and says in the log what became of it. What cannot be had leaves what was served before,
+    // and is tried again every few seconds; open connections stay. Any thread.
     void serve(StreamSettings settings);
     // Ends all connections of the address (a literal) and refuses new ones until then (Clock::steadyMs()). Any thread.
     void shutOut(const std::string& address, int64_t untilMs);

@@ -1,16 +1,19 @@
 #include "streams/tls_context.h"
 
+#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,6 +38,12 @@ using Key = std::unique_ptr<EVP_PKEY, Freed<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Freed<X509_free>>;
 using Bio = std::unique_ptr<BIO, Freed<BIO_free_all>>;
 
+// An encrypted key cannot be opened: nobody is there to type its password.
+int refusePassword(char*, int, int, void*)
+{
+    return -1;
+}
+
 std::string cryptoError()
 {
     const unsigned long code = ERR_peek_last_error();
@@ -50,7 +59,14 @@ bool isThere(const std::string& path)
 
 bool isAddress(const std::string& name)
 {
-    return name.find(':') != std::string::npos || name.find_first_not_of("0123456789.") == std::string::npos;
+    in6_addr parsed{}; // has room for both
+    return inet_pton(AF_INET, name.c_str(), &parsed) == 1 || inet_pton(AF_INET6, name.c_str(), &parsed) == 1;
+}
+
+bool isHostName(const std::string& name)
+{
+    static constexpr std::string_view kInNames = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-.";
+    return !name.empty() && name.find_first_not_of(kInNames) == std::string::npos;
 }
 
 bool addExtension(X509* certificate, int nid, const std::string& value)
@@ -61,16 +77,17 @@ bool addExtension(X509* certificate, int nid, const std::string& value)
     return isAdded;
 }
 
-// "DNS:a,IP:b": names that would change the meaning of that text are left out.
+// "DNS:a,IP:b", without what is neither.
 std::string alternativeNames(const std::vector<std::string>& names)
 {
     std::string list;
     for (const std::string& name : names) {
-        if (name.empty() || name.find_first_of(",;= \t\"'") != std::string::npos)
+        const bool isIp = isAddress(name);
+        if (!isIp && !isHostName(name))
             continue;
         if (!list.empty())
             list += ',';
-        list += isAddress(name) ? "IP:" : "DNS:";
+        list += isIp ? "IP:" : "DNS:";
         list += name;
     }
     return list;
@@ -113,11 +130,20 @@ bool writeSecretly(const std::string& path, BIO* content)
     return isWritten && isClosed && rename(part.c_str(), path.c_str()) == 0;
 }
 
-// Empty when both files are there now, else why not.
+Key readKey(const std::string& path)
+{
+    const Bio file(BIO_new_file(path.c_str(), "r"));
+    return Key(file == nullptr ? nullptr : PEM_read_bio_PrivateKey(file.get(), nullptr, refusePassword, nullptr));
+}
+
+// Empty when both files are there now, else why not. A key that is there already is used.
 std::string makeFiles(const std::string& certificatePath, const std::string& keyPath,
                       const std::vector<std::string>& names)
 {
-    const Key key(EVP_RSA_gen(kKeyBits));
+    const bool hasKey = isThere(keyPath);
+    const Key key = hasKey ? readKey(keyPath) : Key(EVP_RSA_gen(kKeyBits));
+    if (hasKey && key == nullptr)
+        return keyPath + " cannot be used: " + cryptoError();
     const Certificate certificate = key == nullptr ? nullptr : makeCertificate(key.get(), names);
     if (certificate == nullptr)
         return "a certificate could not be made: " + cryptoError();
@@ -127,7 +153,7 @@ std::string makeFiles(const std::string& certificatePath, const std::string& key
         PEM_write_bio_X509(certificateText.get(), certificate.get()) != 1)
         return "a certificate could not be made: " + cryptoError();
     // The key first: a certificate alone would be taken for the administrator's.
-    if (!writeSecretly(keyPath, keyText.get()) || !writeSecretly(certificatePath, certificateText.get()))
+    if ((!hasKey && !writeSecretly(keyPath, keyText.get())) || !writeSecretly(certificatePath, certificateText.get()))
         return std::string("a certificate could not be stored: ") + strerror(errno);
     return {};
 }
@@ -162,12 +188,6 @@ TlsContext makeContext()
     return context;
 }
 
-// An encrypted key cannot be opened: nobody is there to type its password.
-int refusePassword(char*, int, int, void*)
-{
-    return -1;
-}
-
 } // namespace
 
 void TlsContextDeleter::operator()(ssl_ctx_st* context) const
@@ -180,7 +200,7 @@ TlsIdentity openTlsIdentity(const std::string& folder, const std::vector<std::st
     TlsIdentity identity;
     const std::string certificatePath = folder + kTlsCertificateFile;
     const std::string keyPath = folder + kTlsKeyFile;
-    const bool isNew = !isThere(certificatePath) && !isThere(keyPath);
+    const bool isNew = !isThere(certificatePath);
     if (isNew) {
         identity.error = makeFiles(certificatePath, keyPath, names);
         if (!identity.error.empty())

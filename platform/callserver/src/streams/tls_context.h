@@ -22,7 +22,8 @@ struct TlsIdentity {
     std::vector<std::string> notes; // for the administrator: made anew, expired, ...
 };
 
-// Reads certificate and key from the folder. When neither is there, makes a self-signed pair for these names and
-// addresses first (RSA 2048 bits: old telephones know no other; ten years; files 0600). TLS 1.2 and 1.3 with forward
-// secrecy only, no renegotiation, no compression, no session tickets. May take a second: never on the SIP thread.
+// Reads certificate and key from the folder. Without a certificate, makes a self-signed one for these names and
+// addresses first, of the key that is there or of a new one (RSA 2048 bits: old telephones know no other; ten years;
+// files 0600). TLS 1.2 and 1.3 with forward secrecy only, no renegotiation, no compression, no session tickets. May
+// take a second: never on the SIP thread.
 [[nodiscard]] TlsIdentity openTlsIdentity(const std::string& folder, const std::vector<std::string>& names);
