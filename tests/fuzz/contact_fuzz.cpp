@@ -1,29 +1,23 @@
 // What a telephone says of itself, contact and User-Agent: no text harms the two readers, and their results keep their
 // limits.
 #include "bcl2/text.h"
+#include "fuzz/fuzz_checks.h"
 #include "registrar/user_agent.h"
 #include "sip/contact_uri.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
 
 constexpr size_t kMaxUserAgent = 128; // bytes
 
-void require(bool isTrue)
-{
-    if (!isTrue)
-        std::abort();
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::string_view text = textOf(data, size);
     const ContactUri uri = makeContactUri(text);
     require(uri.text == text && (!uri.isSip() || uri.text.size() <= kMaxContactUri));
     require(isSameContact(uri, uri));

@@ -1,24 +1,17 @@
-// INI files and the text functions that see what strangers send.
+// INI files: none harms the reader, and what is written into one is read again.
 #include "bcl2/ini_file.h"
 #include "bcl2/text.h"
-#include "bcl2/uaddr.h"
+#include "fuzz/fuzz_checks.h"
+#include "support/temporary_folder.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
-
-// Like assert, in every build.
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 // A file in memory with this content, and its path.
 class MemoryFile {
@@ -60,36 +53,38 @@ void readIni(std::string_view input)
     }
 }
 
-void readText(std::string_view input)
+// What is written is read again, and nothing else changes.
+void writeIni(std::string_view input)
 {
-    for (size_t bound = 0; bound < 40; ++bound) {
-        const size_t length = BclUtf8Bound(input, bound);
-        require(length <= bound && length + 3 >= std::min(bound, input.size()));
-        require(!BclIsUtf8(input) || BclIsUtf8(input.substr(0, length)));
-        const std::string shown = BclPrintable(input, bound);
-        require(shown.size() <= bound && BclIsUtf8(shown));
+    const MemoryFile memory(input);
+    const Cbcl_ini_file before(memory.path());
+    if (!before.isWellFormed())
+        return;
+    static const TemporaryFolder& folder = *new TemporaryFolder;
+    const std::string path = folder.path() + "/a.ini";
+    {
+        std::ofstream file(path, std::ios::binary | std::ios::trunc);
+        file.write(input.data(), static_cast<std::streamsize>(input.size()));
     }
-    for (const char c : BclPrintable(input))
-        require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f);
-
-    const std::string text(input);
-    const int32_t number = BclStrToInt(text.c_str());
-    require(BclStrToInt(BclIntToStr(number).c_str()) == number);
-    require(number <= 0 || BclStrToU32(text.c_str()) == static_cast<uint32_t>(number));
-    // What is an address is not trimmed, not put in brackets and survives being shown.
-    if (BclIsIPFormat(text.c_str()) != 0)
-        require(BclPrintable(text.c_str()) == text.c_str() && BclTrimmed(text.c_str()) == text.c_str());
-    std::string trimmed = text;
-    BclStrTrimSpace(trimmed.data());
-    require(trimmed.c_str() == std::string(BclTrimmed(text.c_str())));
+    std::string_view rest = input;
+    const std::string section(takePart(rest));
+    const std::string key(takePart(rest));
+    const std::string value(takePart(rest));
+    Cbcl_ini_file file(path.c_str());
+    if (!file.WriteStr(section.c_str(), key.c_str(), value.c_str()))
+        return;
+    const Cbcl_ini_file after(path.c_str());
+    require(after.isWellFormed());
+    const std::string* found = after.find(section.c_str(), key.c_str());
+    require(found != nullptr && *found == BclTrimmed(value.c_str()));
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    const std::string_view input(reinterpret_cast<const char*>(data), size);
+    const std::string_view input = textOf(data, size);
     readIni(input);
-    readText(input);
+    writeIni(input);
     return 0;
 }
