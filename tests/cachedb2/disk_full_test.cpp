@@ -31,7 +31,7 @@ TEST_F(DiskFull, LosesNothingThatWasStored)
     EXPECT_EQ(kDbFailed, store().DbAddUserMany(1, 100, "p"));
     const auto log = takeLog();
     ASSERT_EQ(2u, log.size());
-    EXPECT_NE(std::string::npos, log[0].find("The store could not write user first")) << log[0];
+    EXPECT_NE(std::string::npos, log[0].find("The store could not write tbl_local_users (first)")) << log[0];
     Cdb_usr_info read;
     ASSERT_EQ(kDbOk, store().DbGetUsrInfo("first", read));
     EXPECT_STREQ("stored before", read.description);

@@ -95,6 +95,16 @@ TEST_F(LocalUsers, AddedByTheHundredSkipNamesThatExist)
     EXPECT_STREQ("own", read.password);
 }
 
+TEST_F(LocalUsers, AddedByTheHundredSkipNamesOfExternalLines)
+{
+    Cdb_ext_line_info line;
+    BclCopyStr(line.extName, "101");
+    ASSERT_EQ(kDbOk, store().DbExtLineSet(line));
+    EXPECT_EQ(kDbOk, store().DbAddUserMany(100, 3, "p"));
+    EXPECT_EQ(2u, store().DbGetUsrCnt());
+    EXPECT_EQ(0u, store().DbIsLocalUser("101"));
+}
+
 TEST_F(LocalUsers, AddedWithoutAPasswordGetARandomOneEach)
 {
     ASSERT_EQ(kDbOk, store().DbAddUserMany(1, 50, ""));
@@ -118,10 +128,11 @@ TEST_F(LocalUsers, AddedByTheHundredHaveBounds)
     EXPECT_EQ(kDbFailed, store().DbAddUserMany(1, Cdb_fac_mgr::kMaxAddMany + 1, "p"));
     EXPECT_EQ(kDbFailed, store().DbAddUserMany(1, 1, std::string(33, 'p').c_str()));
     EXPECT_EQ(0u, store().DbGetUsrCnt());
-    // Names go on behind the largest number that fits.
-    EXPECT_EQ(kDbOk, store().DbAddUserMany(4294967295u, 2, "p"));
+    // Numbers end where an unsigned one ends.
+    EXPECT_EQ(kDbFailed, store().DbAddUserMany(4294967295u, 2, "p"));
+    EXPECT_EQ(0u, store().DbGetUsrCnt());
+    EXPECT_EQ(kDbOk, store().DbAddUserMany(4294967294u, 2, "p"));
     EXPECT_EQ(kDbHas, store().DbIsLocalUser("4294967295"));
-    EXPECT_EQ(kDbHas, store().DbIsLocalUser("4294967296"));
 }
 
 TEST_F(LocalUsers, SetDoesNotTouchRunTimeState)

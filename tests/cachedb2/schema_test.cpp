@@ -1,5 +1,6 @@
 #include "schema.h"
 
+#include "bcl2/text.h"
 #include "cachedb2/store_fixture.h"
 #include "tables.h"
 
@@ -26,6 +27,55 @@ TEST_F(Schema, StoreOfVersionOneOpensWithAllThatIsInIt)
     EXPECT_EQ(0x804480u, read.flags);
     EXPECT_EQ(5070, store().DbGetSysTbl()->udpPort);
     EXPECT_EQ(std::to_string(kConfigVersion), sql(path("config.db"), "pragma user_version"));
+}
+
+TEST_F(Schema, StoreOfVersionTwoOpensWithAllThatIsInIt)
+{
+    ASSERT_EQ("2", sql(path("config.db"), readFile(TEST_DATA "/store/version-2.sql") + "; pragma user_version"));
+    open();
+    EXPECT_TRUE(takeLog().empty());
+    EXPECT_EQ(2u, store().DbGetUsrCnt());
+    Cdb_ext_line_info line;
+    BclCopyStr(line.extName, "line1");
+    ASSERT_EQ(kDbOk, store().DbExtLineGet(line));
+    EXPECT_STREQ("sip.example.net", line.serverAddr);
+    Cdb_sip_domain_data peer;
+    ASSERT_EQ(kDbOk, store().DbPeerServerGet(7, peer));
+    EXPECT_EQ(5062, peer.peerPort);
+    Cdb_rg_user member;
+    member.groupID = 5;
+    BclCopyStr(member.user, "1000");
+    EXPECT_EQ(kDbHas, store().DbRGUserHas(member));
+    EXPECT_EQ(std::to_string(kConfigVersion), sql(path("config.db"), "pragma user_version"));
+}
+
+TEST_F(Schema, OfAMigratedStoreIsThatOfANewOne)
+{
+    const std::string wholeSchema = "select group_concat(name || ' ' || columns, ' | ') from"
+                                    " (select t.name, (select group_concat(c.name || c.type || c.pk, ',')"
+                                    " from pragma_table_info(t.name) c) as columns"
+                                    " from sqlite_master t where t.type='table' order by t.name)";
+    open();
+    close();
+    const std::string fresh = sql(path("config.db"), wholeSchema);
+    EXPECT_NE(std::string::npos, fresh.find("tbl_evt_channel_auth"));
+    sql(path("old.db"), readFile(TEST_DATA "/store/version-1.sql"));
+    std::string reason;
+    auto db = DbConnection::open(path("old.db").string(), DbConnection::Mode::Writer, reason);
+    ASSERT_TRUE(db);
+    ASSERT_EQ(SchemaState::Ready, prepareConfig(*db, configMigrations(), kConfigVersion));
+    EXPECT_EQ(fresh, sql(path("old.db"), wholeSchema));
+}
+
+TEST_F(Schema, OlderFileOfRegistrationsKeepsThem)
+{
+    sql(path("runtime.db"), registrationsTable().createStatement() + ";" + contactsTable().createStatement() +
+                                "; insert into tbl_sip_reg values ('1000','10.0.0.1',5060,1,'phone');"
+                                " pragma application_id=1347180120; pragma user_version=1");
+    open();
+    EXPECT_TRUE(takeLog().empty());
+    EXPECT_EQ(1u, store().DbReadRegistrations().size());
+    EXPECT_EQ(std::to_string(kRuntimeVersion), sql(path("runtime.db"), "pragma user_version"));
 }
 
 TEST_F(Schema, EveryOlderVersionHasASample)

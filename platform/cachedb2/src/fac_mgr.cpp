@@ -4,11 +4,14 @@
 #include "bcl2/text.h"
 #include "cachedb2/data_folder.h"
 #include "local_users.h"
+#include "store.h"
 #include "store_files.h"
 #include "tables.h"
 
 #include <cstring>
+#include <limits>
 #include <mutex>
+#include <set>
 
 namespace {
 
@@ -35,101 +38,28 @@ std::string usableFolder(const Cdb_options& options)
     return std::string(folder.view());
 }
 
-// False when the reading ended by an error.
-template <class Visitor>
-bool forEachRow(DbConnection& db, const Table& table, Visitor&& visit)
-{
-    DbStatement* statement = db.cached(table.selectAll());
-    if (statement == nullptr)
-        return false;
-    while (statement->stepRow())
-        visit(*statement);
-    const bool isWhole = db.fault() == DbFault::None;
-    if (isWhole)
-        statement->reset();
-    return isWhole;
-}
-
-template <size_t N>
-bool setKey(char (&field)[N], const char* key)
-{
-    if (key == nullptr || std::strlen(key) >= N)
-        return false;
-    BclCopyStr(field, key);
-    return true;
-}
-
 } // namespace
 
-struct Cdb_fac_mgr::Impl {
-    using Users = Snapshot<Cdb_usr_info>;
-
-    // One writer a file. The two never wait for each other: telephones do not wait for the configuration.
-    std::mutex configMutex;
-    std::unique_ptr<DbConnection> config; // null: no store
-    std::mutex runtimeMutex;
-    std::unique_ptr<DbConnection> runtime; // null: registrations are not kept
-    // For the state of single users: who asks for it does not wait for a batch that is being written.
-    std::mutex stateMutex;
-    std::unique_ptr<DbConnection> stateReader; // null as `runtime`
-
-    std::unique_ptr<Clocal_db> cacheDb;
-    std::unique_ptr<Clocal_db> localDb;
-
-    SnapshotBox<Users> users;
-    SnapshotBox<Cdb_sys_data> system;
-    std::unique_ptr<Cdb_sys_tbl> systemRecord;
-
-    std::mutex listenerMutex;
-    std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> listeners =
-        std::make_shared<const std::vector<std::function<void(const Cdb_change&)>>>();
-
-    // One transaction on a file; `what` names it in the log line of a failure. Caller holds the file's mutex.
-    template <class Body>
-    static bool transact(DbConnection* db, const char* what, Body&& body)
-    {
-        if (db == nullptr)
-            return false;
-        if (db->exec("begin immediate")) {
-            if (body(*db) && db->exec("commit"))
-                return true;
-            const std::string reason = db->reason();
-            const DbFault fault = db->fault();
-            (void)db->exec("rollback");
-            if (fault == DbFault::None)
-                return false; // refused by the body, for instance a key that is not there
-            BclLog("The store could not write %s: %s.", what, reason.c_str());
-            return false;
-        }
-        BclLog("The store could not write %s: %s.", what, db->reason().c_str());
-        return false;
-    }
-
-    void tell(const Cdb_change& change)
-    {
-        std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> current;
-        {
-            const std::scoped_lock lock(listenerMutex);
-            current = listeners;
-        }
-        for (const auto& listener : *current)
-            listener(change);
-    }
-
-    bool hasListeners()
+void Cdb_fac_mgr::Impl::tell(const Cdb_change& change)
+{
+    std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> current;
     {
         const std::scoped_lock lock(listenerMutex);
-        return !listeners->empty();
+        current = listeners;
     }
+    for (const auto& listener : *current)
+        listener(change);
+}
 
-    bool load(DbConnection& db);
-    void fillRunTimeState(Cdb_usr_info& record);
-};
+bool Cdb_fac_mgr::Impl::hasListeners()
+{
+    const std::scoped_lock lock(listenerMutex);
+    return !listeners->empty();
+}
 
 bool Cdb_fac_mgr::Impl::load(DbConnection& db)
 {
-    auto all = loadUsers(db);
-    if (!all)
+    if (!loadAll(db, std::type_identity<VersionedRecords>()))
         return false;
     Cdb_sys_data record;
     if (!systemTable().get(db, &record)) {
@@ -137,27 +67,14 @@ bool Cdb_fac_mgr::Impl::load(DbConnection& db)
             !db.exec("commit"))
             return false;
     }
-    users.put(std::move(all));
     system.put(std::make_shared<const Cdb_sys_data>(record));
     return true;
-}
-
-void Cdb_fac_mgr::Impl::fillRunTimeState(Cdb_usr_info& record)
-{
-    Cdb_sip_reg row;
-    BclCopyText(row.userName, sizeof row.userName, BclFieldText(record.usrName), sizeof row.userName);
-    const std::scoped_lock lock(stateMutex);
-    if (!stateReader || !registrationsTable().get(*stateReader, &row))
-        return;
-    BclCopyText(record.preAddr, sizeof record.preAddr, BclFieldText(row.preAddr), sizeof record.preAddr);
-    record.prePort = row.prePort;
-    record.usrStage = row.usrStage;
 }
 
 Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Impl>())
 {
     Impl& impl = *_impl;
-    impl.users.put(std::make_shared<const Impl::Users>());
+    impl.clear();
     impl.system.put(std::make_shared<const Cdb_sys_data>());
 
     const std::string folder = usableFolder(options);
@@ -175,7 +92,9 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
     };
     impl.cacheDb = makeHandle(options.cacheFile);
     impl.localDb = makeHandle(options.localFile);
-    if (impl.config) {
+    if (!impl.config)
+        impl.clear();
+    else {
         impl.systemRecord = std::make_unique<Cdb_sys_tbl>(*this);
         static_cast<Cdb_sys_data&>(*impl.systemRecord) = *impl.system.get();
     }
@@ -200,82 +119,67 @@ Clocal_db* Cdb_fac_mgr::GetLocalDB()
 
 unsigned Cdb_fac_mgr::DbGetUsrInfo(const char* user, Cdb_usr_info& record)
 {
-    const auto found = user == nullptr ? nullptr : _impl->users.get()->find(user);
-    if (!found)
+    auto key = keyOf<Cdb_usr_info, &Cdb_usr_info::usrName>(user);
+    if (!key || _impl->get(*key) != kDbOk)
         return kDbFailed;
-    record = *found;
-    _impl->fillRunTimeState(record);
+    record = *key;
+    Cdb_sip_reg live;
+    BclCopyText(live.userName, sizeof live.userName, BclFieldText(record.usrName), sizeof live.userName);
+    if (_impl->readState(registrationsTable(), live)) {
+        BclCopyText(record.preAddr, sizeof record.preAddr, BclFieldText(live.preAddr), sizeof record.preAddr);
+        record.prePort = live.prePort;
+        record.usrStage = live.usrStage;
+    }
     return kDbOk;
 }
 
 unsigned Cdb_fac_mgr::DbSetLocalUserData(const Cdb_usr_info& record)
 {
-    Impl& impl = *_impl;
-    if (!localUsersTable().isKeyValid(&record))
-        return kDbFailed;
-    const std::string name(BclFieldText(record.usrName));
     Cdb_usr_info stored = record;
-    localUsersTable().normalise(&stored);
     stored.restorePreStatus(Cdb_usr_info()); // versions hold what is stored, not run-time state
-    {
-        const std::scoped_lock lock(impl.configMutex);
-        if (!Impl::transact(impl.config.get(), ("user " + name).c_str(),
-                            [&stored](DbConnection& db) { return localUsersTable().set(db, &stored); }))
-            return kDbFailed;
-        Impl::Users::Builder builder(impl.users.get());
-        builder.set(name, stored);
-        impl.users.put(builder.finish());
-    }
-    impl.tell({Edb_table::LocalUsers, name});
-    return kDbOk;
+    return _impl->set(stored);
 }
 
 unsigned Cdb_fac_mgr::DbDelUsrInfo(const char* user)
 {
-    Impl& impl = *_impl;
-    Cdb_usr_info record;
-    if (!setKey(record.usrName, user))
-        return kDbFailed;
-    {
-        const std::scoped_lock lock(impl.configMutex);
-        if (!Impl::transact(impl.config.get(), (std::string("the removal of user ") + user).c_str(),
-                            [&record](DbConnection& db) { return localUsersTable().del(db, &record); }))
-            return kDbFailed;
-        Impl::Users::Builder builder(impl.users.get());
-        builder.erase(user);
-        impl.users.put(builder.finish());
-    }
-    if (!impl.hasListeners()) {
-        // Without a server in this process nobody else would remove them.
+    // Without a server in this process nobody else would remove them.
+    const auto dropBindings = [this, user] {
         Cdb_user_bindings none;
         none.userName = user;
         (void)DbWriteRegistrations({none});
-    }
-    impl.tell({Edb_table::LocalUsers, user, true});
+    };
+    const bool isServed = _impl->hasListeners();
+    if (_impl->del(keyOf<Cdb_usr_info, &Cdb_usr_info::usrName>(user)) != kDbOk)
+        return kDbFailed;
+    if (!isServed)
+        dropBindings();
     return kDbOk;
 }
 
 unsigned Cdb_fac_mgr::DbIsLocalUser(const char* user)
 {
-    return user != nullptr && _impl->users.get()->find(user) ? kDbHas : 0;
+    return _impl->has(keyOf<Cdb_usr_info, &Cdb_usr_info::usrName>(user));
 }
 
 unsigned Cdb_fac_mgr::DbGetUsrCnt()
 {
-    return static_cast<unsigned>(_impl->users.get()->size());
+    return _impl->count<Cdb_usr_info>();
 }
 
 unsigned Cdb_fac_mgr::DbAddUserMany(unsigned start, unsigned total, const char* password)
 {
     Impl& impl = *_impl;
     const std::string_view secret = password == nullptr ? "" : password;
-    if (total == 0 || total > kMaxAddMany || secret.size() >= sizeof Cdb_usr_info::password)
+    if (total == 0 || total > kMaxAddMany || total - 1 > std::numeric_limits<unsigned>::max() - start ||
+        secret.size() >= sizeof Cdb_usr_info::password)
         return kDbFailed;
     {
         const std::scoped_lock lock(impl.configMutex);
-        const auto existing = impl.users.get();
+        const auto users = impl.rows<Cdb_usr_info>();
+        const auto lines = impl.rows<Cdb_ext_line_info>();
         std::vector<Cdb_usr_info> added;
-        if (!makeUsers(start, total, secret, *existing, added))
+        const auto isTaken = [&](const std::string& name) { return users->find(name) || lines->find(name); };
+        if (!makeUsers(start, total, secret, isTaken, added))
             return kDbFailed;
         const auto addAll = [&added](DbConnection& db) {
             for (const Cdb_usr_info& user : added)
@@ -285,10 +189,10 @@ unsigned Cdb_fac_mgr::DbAddUserMany(unsigned start, unsigned total, const char* 
         };
         if (!Impl::transact(impl.config.get(), "many users", addAll))
             return kDbFailed;
-        Impl::Users::Builder builder(existing);
-        for (const Cdb_usr_info& user : added)
-            builder.set(BclFieldText(user.usrName), user);
-        impl.users.put(builder.finish());
+        impl.publish<Cdb_usr_info>([&added](auto& builder) {
+            for (const Cdb_usr_info& user : added)
+                builder.set(BclFieldText(user.usrName), user);
+        });
     }
     impl.tell({Edb_table::LocalUsers, {}});
     return kDbOk;
@@ -316,9 +220,41 @@ unsigned Cdb_fac_mgr::DbSetSysData(const Cdb_sys_data& record)
     return kDbOk;
 }
 
-const SnapshotBox<Snapshot<Cdb_usr_info>>& Cdb_fac_mgr::users() const
+template <class Record>
+const SnapshotBox<Snapshot<Record>>& Cdb_fac_mgr::rows() const
 {
-    return _impl->users;
+    return _impl->box<Record>();
+}
+
+void Cdb_fac_mgr::DbInitDialPlanView(std::list<std::string>& names)
+{
+    std::set<std::string> found;
+    const auto collect = [this, &found]<class Record, class Plan>(Plan Record::*plan) {
+        _impl->rows<Record>()->forEach([&](const std::string&, const Record& record) {
+            if constexpr (std::is_same_v<Plan, Cphone_number>)
+                found.emplace((record.*plan).view());
+            else
+                found.emplace(BclFieldText(record.*plan));
+        });
+    };
+    collect(&Cdb_usr_info::dialPlan);
+    _impl->rows<Cdb_peer_server>()->forEach(
+        [&](const std::string&, const Cdb_peer_server& peer) { found.emplace(BclFieldText(peer.dialPlan)); });
+    collect(&Cdb_nbr_clr_ana_data::dialPlan);
+    collect(&Cdb_nbr_cld_ana_data::dialPlan);
+    collect(&Cdb_hunting_group_detect_data::dialPlan);
+    collect(&Cdb_rg_detection::dialPlan);
+    collect(&Cdb_ivr_trigger_data::dialPlan);
+    collect(&Cdb_lua_trigger::dialPlan);
+    names = {"default"};
+    for (const std::string& name : found)
+        if (!BclTrimmed(name).empty() && name != "default")
+            names.push_back(name);
+}
+
+const char* Cdb_fac_mgr::DbGetSmtpServer()
+{
+    return _impl->systemRecord ? _impl->systemRecord->smtpAddr : "";
 }
 
 const SnapshotBox<Cdb_sys_data>& Cdb_fac_mgr::system() const
@@ -413,3 +349,32 @@ std::vector<Cdb_user_bindings> Cdb_fac_mgr::DbReadRegistrations()
             impl.runtime->reason().c_str());
     return all;
 }
+
+// The versions of every table that others may read.
+template const SnapshotBox<Snapshot<Cdb_usr_info>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_ext_line_info>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_peer_server>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_route_group>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_route>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_nbr_trans_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_nbr_cld_ana_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_nbr_clr_ana_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_nbr_clr_refine_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_nbr_cld_refine>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_time_cond>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_hunting_group_cfg_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_hunting_group_operator_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_hunting_group_detect_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_rg_user>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_rg_detection>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_ivr_trigger_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_lua_trigger>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_speed_dial_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_call_record>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_call_shop_fee_rate_info>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_clr_rewriting_info>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_sys_black_item>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_ip_bwlist>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_evt_channel_auth>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_cb_serv_data>>& Cdb_fac_mgr::rows() const;
+template const SnapshotBox<Snapshot<Cdb_settings>>& Cdb_fac_mgr::rows() const;

@@ -2,6 +2,7 @@
 
 #include "cachedb2/results.h"
 #include "connection.h"
+#include "table.h"
 
 #include <sqlite3.h>
 
@@ -61,4 +62,12 @@ uint32_t Cdb_query::getRowU32Val(unsigned column) const
 int32_t Cdb_query::getRowIntVal(unsigned column) const
 {
     return static_cast<int32_t>(getRowU32Val(column));
+}
+
+bool Cdb_query::mapRow(const Table& table, void* record) const
+{
+    if (!_isOnRow || static_cast<size_t>(sqlite3_column_count(_statement->handle)) < table.fields().size())
+        return false;
+    table.map(*_statement, record);
+    return true;
 }

@@ -4,7 +4,6 @@
 #include "tables.h"
 
 #include <array>
-#include <cstring>
 #include <sys/random.h>
 
 namespace {
@@ -55,14 +54,19 @@ constexpr std::array kFields = {
 
 const Table& localUsersTable()
 {
-    static const Table& table = *new Table("tbl_local_users", kFields);
+    static const Table& table = *new Table("tbl_local_users", kFields, Edb_table::LocalUsers);
     return table;
+}
+
+template <>
+const Table& tableOf<Cdb_usr_info>()
+{
+    return localUsersTable();
 }
 
 void Cdb_usr_info::Init()
 {
-    std::memset(static_cast<void*>(this), 0, sizeof *this);
-    localUsersTable().init(this);
+    resetRecord(*this);
 }
 
 void Cdb_usr_info::InitV8()
@@ -88,23 +92,6 @@ void Cdb_usr_info::restorePreStatus(const Cdb_usr_info& stored)
     usrStage = stored.usrStage;
 }
 
-std::shared_ptr<const Snapshot<Cdb_usr_info>> loadUsers(DbConnection& db)
-{
-    DbStatement* statement = db.cached(localUsersTable().selectAll());
-    if (statement == nullptr)
-        return nullptr;
-    Snapshot<Cdb_usr_info>::Builder builder(nullptr);
-    Cdb_usr_info user;
-    while (statement->stepRow()) {
-        localUsersTable().map(*statement, &user);
-        builder.set(BclFieldText(user.usrName), user);
-    }
-    if (db.fault() != DbFault::None)
-        return nullptr;
-    statement->reset();
-    return builder.finish();
-}
-
 std::string randomPassword()
 {
     constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
@@ -123,12 +110,12 @@ std::string randomPassword()
     return password.size() == kLength ? password : std::string();
 }
 
-bool makeUsers(unsigned start, unsigned total, std::string_view password, const Snapshot<Cdb_usr_info>& existing,
-               std::vector<Cdb_usr_info>& users)
+bool makeUsers(unsigned start, unsigned total, std::string_view password,
+               const std::function<bool(const std::string&)>& isTaken, std::vector<Cdb_usr_info>& users)
 {
     for (uint64_t number = start; number < uint64_t{start} + total; ++number) {
         const std::string name = std::to_string(number);
-        if (existing.find(name))
+        if (isTaken(name))
             continue;
         const std::string secret = password.empty() ? randomPassword() : std::string(password);
         if (secret.empty())

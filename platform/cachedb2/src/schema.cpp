@@ -2,11 +2,15 @@
 
 #include "tables.h"
 
-#include <initializer_list>
-
 namespace {
 
-bool create(DbConnection& db, std::initializer_list<const Table*> tables, int version)
+template <class... Records>
+std::vector<const Table*> tablesOf(std::type_identity<std::tuple<Records...>>)
+{
+    return {&tableOf<Records>()...};
+}
+
+bool create(DbConnection& db, const std::vector<const Table*>& tables, int version)
 {
     if (!db.exec("begin immediate"))
         return false;
@@ -49,9 +53,16 @@ bool isEmpty(DbConnection& db)
 
 } // namespace
 
-std::span<const Migration> configMigrations()
+std::vector<const Table*> configTables()
 {
-    return {};
+    std::vector<const Table*> tables = tablesOf(std::type_identity<VersionedRecords>());
+    tables.push_back(&systemTable());
+    return tables;
+}
+
+std::vector<const Table*> runtimeTables()
+{
+    return {&registrationsTable(), &contactsTable(), &extLineStatesTable()};
 }
 
 SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted)
@@ -60,7 +71,7 @@ SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, in
     if (version < 0)
         return SchemaState::Failed;
     if (isEmpty(db))
-        return create(db, {&localUsersTable(), &systemTable()}, wanted) ? SchemaState::Ready : SchemaState::Failed;
+        return create(db, configTables(), wanted) ? SchemaState::Ready : SchemaState::Failed;
     if (db.number("pragma application_id", 0) != kApplicationId)
         return db.fault() == DbFault::None ? SchemaState::Foreign : SchemaState::Failed;
     if (version > wanted)
@@ -74,6 +85,7 @@ bool prepareRuntime(DbConnection& db)
     if (version < 0)
         return false;
     if (isEmpty(db))
-        return create(db, {&registrationsTable(), &contactsTable()}, kRuntimeVersion);
-    return version == kRuntimeVersion && db.number("pragma application_id", 0) == kApplicationId;
+        return create(db, runtimeTables(), kRuntimeVersion);
+    return version <= kRuntimeVersion && db.number("pragma application_id", 0) == kApplicationId &&
+           migrate(db, runtimeMigrations(), static_cast<int>(version));
 }

@@ -7,8 +7,8 @@
 
 // Marks a file as ours (SQLite's application_id): the letters "PLVX".
 constexpr int kApplicationId = 0x504c5658;
-constexpr int kConfigVersion = 1;
-constexpr int kRuntimeVersion = 1;
+constexpr int kConfigVersion = 2;
+constexpr int kRuntimeVersion = 2;
 
 // One step from version `to` - 1 to `to`, with the names of its time written out: it must not follow later changes of
 // the descriptions.
@@ -17,8 +17,9 @@ struct Migration {
     const char* sql;
 };
 
-// The steps of the configuration file, ascending. The first version has none.
+// The steps of the two files, ascending. The first versions have none.
 [[nodiscard]] std::span<const Migration> configMigrations();
+[[nodiscard]] std::span<const Migration> runtimeMigrations();
 
 enum class SchemaState { Ready, Newer, Foreign, Failed };
 
@@ -26,5 +27,5 @@ enum class SchemaState { Ready, Newer, Foreign, Failed };
 // step, each in a transaction of its own. Failed: DbConnection::fault says how.
 [[nodiscard]] SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted);
 
-// The run-time file has one version only: false when it is of another one or broken, and is to be made anew.
+// Brings the run-time file to its newest version: false when it is of a newer one or broken, and is to be made anew.
 [[nodiscard]] bool prepareRuntime(DbConnection& db);

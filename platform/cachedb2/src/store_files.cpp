@@ -2,6 +2,7 @@
 
 #include "bcl2/date.h"
 #include "bcl2/log.h"
+#include "line_state.h"
 #include "schema.h"
 #include "tables.h"
 
@@ -44,6 +45,20 @@ bool isStructureSound(DbConnection& db, std::string& reason)
 std::string countOf(const Table& table)
 {
     return "select count(*) from (" + table.selectAll() + ")";
+}
+
+bool hasRuntimeTables(DbConnection& db)
+{
+    const std::vector<const Table*> tables = runtimeTables();
+    return std::all_of(tables.begin(), tables.end(),
+                       [&db](const Table* table) { return db.number(countOf(*table), -1) >= 0; });
+}
+
+bool makeRuntimeTables(DbConnection& db)
+{
+    const std::vector<const Table*> tables = runtimeTables();
+    return std::all_of(tables.begin(), tables.end(),
+                       [&db](const Table* table) { return db.exec(table->createStatement("runtime")); });
 }
 
 Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection&)>& load)
@@ -90,8 +105,9 @@ Attempt tryRuntime(const std::string& path)
     DbConnection& db = *attempt.db;
     bool isSound = db.exec(kRuntimePragmas) && prepareRuntime(db);
     // Every page is read once: the tables are small.
-    isSound = isSound && isStructureSound(db, attempt.reason) && db.number(countOf(registrationsTable()), -1) >= 0 &&
-              db.number(countOf(contactsTable()), -1) >= 0;
+    isSound = isSound && isStructureSound(db, attempt.reason) && hasRuntimeTables(db);
+    // No line is registered yet.
+    isSound = isSound && db.exec("delete from tbl_ext_line_state");
     if (isSound)
         return attempt;
     if (db.fault() == DbFault::System)
@@ -180,12 +196,11 @@ std::unique_ptr<DbConnection> openPageReader(const std::string& path, const std:
     if (!db)
         return nullptr;
     bool isAttached = db->attach(runtimePath, "runtime");
-    if (isAttached && db->number(countOf(registrationsTable()), -1) < 0) {
+    if (isAttached && !hasRuntimeTables(*db)) {
         isAttached = false;
         (void)db->exec("detach database runtime");
     }
     // Without its tables the pages of the console would not be read at all.
-    isAttached =
-        isAttached || (db->attach(":memory:", "runtime") && db->exec(registrationsTable().createStatement("runtime")));
-    return isAttached && db->lockForReading() ? std::move(db) : nullptr;
+    isAttached = isAttached || (db->attach(":memory:", "runtime") && makeRuntimeTables(*db));
+    return isAttached && db->exec(extLineViewStatement()) && db->lockForReading() ? std::move(db) : nullptr;
 }

@@ -55,7 +55,7 @@ constexpr std::array kFields = {
 
 const Table& systemTable()
 {
-    static const Table& table = *new Table("tbl_system", kFields);
+    static const Table& table = *new Table("tbl_system", kFields, Edb_table::System);
     return table;
 }
 

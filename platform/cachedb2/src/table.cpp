@@ -2,6 +2,7 @@
 
 #include "bcl2/text.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -81,7 +82,9 @@ void reset(const FieldDesc& field, void* record)
 
 bool isKeyText(const FieldDesc& field, std::string_view text)
 {
-    if (text.empty() || text.size() >= field.size || !BclIsUtf8(text))
+    if (text.empty())
+        return field.mayBeEmpty;
+    if (text.size() >= field.size || !BclIsUtf8(text))
         return false;
     for (const char c : text)
         if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
@@ -91,9 +94,16 @@ bool isKeyText(const FieldDesc& field, std::string_view text)
 
 } // namespace
 
-Table::Table(const char* name, std::span<const FieldDesc> fields) : _fields(fields), _name(name)
+void initFields(std::span<const FieldDesc> fields, void* record)
 {
-    std::string keys, where, values, updates, names;
+    for (const FieldDesc& field : fields)
+        reset(field, record);
+}
+
+Table::Table(const char* name, std::span<const FieldDesc> fields, Edb_table id) : _fields(fields), _id(id), _name(name)
+{
+    std::string where, whereOfAll, values, updates, assignments, names;
+    std::vector<std::pair<uint8_t, std::string>> ranked;
     int position = 0;
     int keyPosition = 0;
     for (const FieldDesc& field : fields) {
@@ -101,19 +111,28 @@ Table::Table(const char* name, std::span<const FieldDesc> fields) : _fields(fiel
         const std::string comma = position == 0 ? "" : ", ";
         _columns += comma + column + (field.type == FieldType::Text ? " text not null" : " integer not null");
         names += comma + column;
-        values += comma + "?" + std::to_string(++position);
+        const std::string value = "?" + std::to_string(++position);
+        values += comma + value;
         if (field.isKey) {
-            keys += (keys.empty() ? "" : ", ") + column;
+            ranked.emplace_back(field.keyRank, column);
             where += (where.empty() ? " where " : " and ") + column + "=?" + std::to_string(++keyPosition);
+            whereOfAll += (whereOfAll.empty() ? " where " : " and ") + column + "=" + value;
         } else {
             updates += (updates.empty() ? "" : ", ") + column + "=excluded." + column;
+            assignments += (assignments.empty() ? "" : ", ") + column + "=" + value;
         }
     }
+    std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string keys;
+    for (const auto& [rank, column] : ranked)
+        keys += (keys.empty() ? "" : ", ") + column;
     _columns += ", primary key (" + keys + ")";
     _selectAll = "select " + names + " from " + _name;
     _get = _selectAll + where;
-    _set = "insert into " + _name + " (" + names + ") values (" + values + ") on conflict (" + keys + ") do " +
-           (updates.empty() ? "nothing" : "update set " + updates);
+    const std::string insert = "insert into " + _name + " (" + names + ") values (" + values + ") on conflict (" + keys;
+    _add = insert + ") do nothing";
+    _set = updates.empty() ? _add : insert + ") do update set " + updates;
+    _update = "update " + _name + " set " + assignments + whereOfAll; // of use where there is more than a key
     _del = "delete from " + _name + where;
 }
 
@@ -124,8 +143,7 @@ std::string Table::createStatement(const std::string& schema) const
 
 void Table::init(void* record) const
 {
-    for (const FieldDesc& field : _fields)
-        reset(field, record);
+    initFields(_fields, record);
 }
 
 void Table::initGroup(void* record, unsigned version) const
@@ -137,10 +155,31 @@ void Table::initGroup(void* record, unsigned version) const
 
 bool Table::isKeyValid(const void* record) const
 {
-    for (const FieldDesc& field : _fields)
-        if (field.isKey && field.type == FieldType::Text && !isKeyText(field, textOf(field, record)))
-            return false;
-    return true;
+    return std::all_of(_fields.begin(), _fields.end(), [record](const FieldDesc& field) {
+        if (!field.isKey)
+            return true;
+        if (field.type == FieldType::Text)
+            return isKeyText(field, textOf(field, record));
+        return field.mayBeEmpty || numberOf(field, record) != 0;
+    });
+}
+
+std::string Table::keyText(const void* record) const
+{
+    std::string key;
+    bool isFirst = true;
+    for (const FieldDesc& field : _fields) {
+        if (!field.isKey)
+            continue;
+        if (!isFirst)
+            key += kDbKeySeparator;
+        isFirst = false;
+        if (field.type == FieldType::Text)
+            key += textOf(field, record);
+        else
+            key += std::to_string(numberOf(field, record));
+    }
+    return key;
 }
 
 void Table::normalise(void* record) const
@@ -188,24 +227,38 @@ bool Table::get(DbConnection& db, void* record) const
     return isFound;
 }
 
-bool Table::set(DbConnection& db, const void* record) const
+bool Table::run(DbConnection& db, const std::string& sql, const void* record, bool onlyKeys) const
 {
-    DbStatement* statement = db.cached(_set);
+    DbStatement* statement = db.cached(sql);
     if (statement == nullptr)
         return false;
-    bind(*statement, record, false);
+    bind(*statement, record, onlyKeys);
     const bool isDone = statement->stepDone();
     statement->reset();
     return isDone;
 }
 
+bool Table::runOnOne(DbConnection& db, const std::string& sql, const void* record, bool onlyKeys) const
+{
+    return run(db, sql, record, onlyKeys) && db.number("select changes()", 0) > 0;
+}
+
+bool Table::set(DbConnection& db, const void* record) const
+{
+    return run(db, _set, record, false);
+}
+
+bool Table::add(DbConnection& db, const void* record) const
+{
+    return runOnOne(db, _add, record, false);
+}
+
+bool Table::update(DbConnection& db, const void* record) const
+{
+    return runOnOne(db, _update, record, false);
+}
+
 bool Table::del(DbConnection& db, const void* record) const
 {
-    DbStatement* statement = db.cached(_del);
-    if (statement == nullptr)
-        return false;
-    bind(*statement, record, true);
-    const bool isDone = statement->stepDone();
-    statement->reset();
-    return isDone && db.number("select changes()", 0) > 0;
+    return runOnOne(db, _del, record, true);
 }

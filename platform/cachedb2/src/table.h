@@ -4,9 +4,11 @@
 
 #include "bcl2/bit_set.h"
 #include "bcl2/number.h"
+#include "cachedb2/change.h"
 #include "connection.h"
 
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <type_traits>
@@ -24,11 +26,20 @@ struct FieldDesc {
     const char* text = ""; // default of a text
     uint8_t initGroup = 0; // the versioned reset it belongs to, 0 none
     bool isKey = false;
+    uint8_t keyRank = 0;     // keys of a lower rank come first in the index, equal ones in stored order
+    bool mayBeEmpty = false; // a key part that may be an empty text or 0
 
-    [[nodiscard]] constexpr FieldDesc key() const
+    [[nodiscard]] constexpr FieldDesc key(uint8_t rank = 0) const
     {
         FieldDesc copy = *this;
         copy.isKey = true;
+        copy.keyRank = rank;
+        return copy;
+    }
+    [[nodiscard]] constexpr FieldDesc orEmpty() const
+    {
+        FieldDesc copy = *this;
+        copy.mayBeEmpty = true;
         return copy;
     }
     [[nodiscard]] constexpr FieldDesc group(uint8_t version) const
@@ -84,10 +95,16 @@ consteval FieldDesc field(const char* column)
             }};
 }
 
+// Resets the described fields of a record.
+void initFields(std::span<const FieldDesc> fields, void* record);
+
 // A described table with its statements. Made once, never destroyed; any thread.
 class Table {
 public:
-    Table(const char* name, std::span<const FieldDesc> fields);
+    Table(const char* name, std::span<const FieldDesc> fields, Edb_table id = Edb_table::RunTime);
+
+    [[nodiscard]] const std::string& name() const { return _name; }
+    [[nodiscard]] Edb_table id() const { return _id; }
 
     // `schema` is empty or the name of an attached file.
     [[nodiscard]] std::string createStatement(const std::string& schema = {}) const;
@@ -98,8 +115,11 @@ public:
     void init(void* record) const;
     void initGroup(void* record, unsigned version) const;
 
-    // Every key text is 1 byte to its bound long, terminated, UTF-8 and without control characters.
+    // Every key text is 1 byte to its bound long, terminated, UTF-8 and without control characters, and no key number
+    // is 0; parts that may be empty may be.
     [[nodiscard]] bool isKeyValid(const void* record) const;
+    // The key parts in stored order, parted by kDbKeySeparator.
+    [[nodiscard]] std::string keyText(const void* record) const;
 
     // Ends every text within its field and clears what is behind it, whatever the caller left there.
     void normalise(void* record) const;
@@ -107,15 +127,32 @@ public:
     // The record from a row of `selectAll()`, or of any statement whose columns from `first` on are in stored order.
     void map(const DbStatement& row, void* record, int first = 0) const;
 
-    // The plain statements, on a record whose key is set. True on success; get and del also fail when the key is
-    // missing.
+    // The plain statements, on a record whose key is set. True on success; get, update and del also fail when the key
+    // is missing, add when it is there.
     [[nodiscard]] bool get(DbConnection& db, void* record) const;
     [[nodiscard]] bool set(DbConnection& db, const void* record) const; // adds or replaces
+    [[nodiscard]] bool add(DbConnection& db, const void* record) const;
+    [[nodiscard]] bool update(DbConnection& db, const void* record) const;
     [[nodiscard]] bool del(DbConnection& db, const void* record) const;
 
 private:
     void bind(DbStatement& statement, const void* record, bool onlyKeys) const;
+    [[nodiscard]] bool run(DbConnection& db, const std::string& sql, const void* record, bool onlyKeys) const;
+    [[nodiscard]] bool runOnOne(DbConnection& db, const std::string& sql, const void* record, bool onlyKeys) const;
 
     std::span<const FieldDesc> _fields;
-    std::string _name, _columns, _selectAll, _get, _set, _del;
+    Edb_table _id;
+    std::string _name, _columns, _selectAll, _get, _set, _add, _update, _del;
 };
+
+// The table that holds the records of a type; tables.h names them.
+template <class Record>
+const Table& tableOf();
+
+// Every byte of a record as a new one has it.
+template <class Record>
+void resetRecord(Record& record)
+{
+    std::memset(static_cast<void*>(&record), 0, sizeof record);
+    tableOf<Record>().init(&record);
+}

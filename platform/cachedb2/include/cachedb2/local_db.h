@@ -8,6 +8,7 @@
 
 struct DbStatement;
 class DbConnection;
+class Table;
 
 // One connection to one file of the store, with the run-time tables attached. Read-only; one thread at a time.
 // Owned by the facade.
@@ -46,6 +47,9 @@ public:
     [[nodiscard]] const char* getRow(unsigned column) const;
     [[nodiscard]] uint32_t getRowU32Val(unsigned column) const;
     [[nodiscard]] int32_t getRowIntVal(unsigned column) const;
+
+    // For the row mappers: fills a record of `table` from a row with all its columns; false when there is none.
+    [[nodiscard]] bool mapRow(const Table& table, void* record) const;
 
 private:
     Clocal_db* _db;
