@@ -68,6 +68,7 @@ TEST_F(ExtLines, SetDoesNotTouchTheState)
     BclCopyStr(opened.extName, "never registered");
     ASSERT_EQ(kDbOk, store().DbExtLineSet(opened));
     EXPECT_EQ(0u, shownState("never registered"));
+    EXPECT_EQ(0, store().rows<Cdb_ext_line_info>().get()->find("never registered")->state);
 }
 
 TEST_F(ExtLines, AreOffWhenTheyComeAgainAndAfterAStart)

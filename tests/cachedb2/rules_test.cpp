@@ -172,7 +172,7 @@ TEST_F(StoreRules, HuntingGroupsArePrintedWithWhatTheServerSays)
     store().setOperatorState([](unsigned groupID, std::string_view number) {
         return "busy in " + std::to_string(groupID) + " as " + std::string(number);
     });
-    EXPECT_NE(std::string::npos, printed().find("busy in 7 as 1000"));
+    EXPECT_NE(std::string::npos, printed().find("operator 1000: busy in 7 as 1000"));
 }
 
 TEST_F(StoreRules, TransitionsAreValidWithinTheirRanges)

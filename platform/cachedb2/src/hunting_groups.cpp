@@ -193,7 +193,7 @@ void Cdb_fac_mgr::DbHGPrintAll()
         const std::set<std::string>& numbers = operators[groupID];
         BclLog("Hunting group %u %s: %zu operators.", groupID, name.c_str(), numbers.size());
         for (const std::string& number : numbers)
-            BclLog("  operator %s %s", BclPrintable(number).c_str(),
-                   state ? BclPrintable(state(groupID, number)).c_str() : "");
+            BclLog("  operator %s%s", BclPrintable(number).c_str(),
+                   state ? (": " + BclPrintable(state(groupID, number))).c_str() : "");
     }
 }
