@@ -345,3 +345,22 @@ TEST_F(StoreRules, DialPlansComeFromEveryRecordThatNamesOne)
                                       "g peer", "h user"}),
               names);
 }
+
+TEST_F(StoreRules, CalledRefinementAndOneSideOfTheBlackListMayBeEmpty)
+{
+    Cdb_nbr_cld_refine refine;
+    refine.groupID = 1;
+    EXPECT_EQ(kDbOk, store().DbRefineCalledNbrAdd(refine));
+    EXPECT_EQ(kDbOk, store().DbRefineCalledNbrGet(refine));
+    EXPECT_EQ(kDbOk, store().DbRefineCalledNbrDelete(1, ""));
+    Cdb_sys_black_item caller;
+    BclCopyStr(caller.callerNbr, "1");
+    EXPECT_EQ(kDbOk, store().DbSysBlackListAdd(&caller));
+    Cdb_sys_black_item called;
+    BclCopyStr(called.calledNbr, "1");
+    EXPECT_EQ(kDbOk, store().DbSysBlackListAdd(&called));
+    EXPECT_EQ(kDbOk, store().DbRouteAdd(route(1, "")));
+    Cdb_nbr_clr_refine_data empty;
+    empty.groupID = 1;
+    EXPECT_EQ(kDbFailed, store().DbNbrClrRefineSet(empty));
+}
