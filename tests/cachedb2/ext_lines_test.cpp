@@ -80,6 +80,8 @@ TEST_F(ExtLines, AreOffWhenTheyComeAgainAndAfterAStart)
     EXPECT_EQ(0u, shownState("a"));
     ASSERT_EQ(kDbOk, store().DbWriteExtLineState("a", 1));
     open();
+    EXPECT_EQ(1u, shownState("a")) << "another process that opens the store does not switch it off";
+    ASSERT_EQ(kDbOk, store().DbClearExtLineStates());
     EXPECT_EQ(0u, shownState("a"));
 }
 

@@ -450,17 +450,17 @@ std::vector<Case> allCases()
                                       .del = byKey<Time, &Time::ID>(&Store::DbTimeConditionDel),
                                       .map = ldb_time_condition_get_full_data}));
     using Group = Cdb_hunting_group_cfg_data;
-    all.push_back(make<Group>("HuntingGroups",
-                              {.table = "tbl_hunting_group",
-                               .id = Edb_table::HuntingGroups,
-                               .columns = "groupID name strategy operatorTime isQueueOn queueCounter queueDuration",
-                               .add = byRef<Group>(&Store::DbAddHuntingGroup),
-                               .update = byRef<Group>(&Store::DbUpdateHuntingGroup),
-                               .get = byRef<Group>(&Store::DbGetHGInfo),
-                               .has = byKey<Group, &Group::groupID>(&Store::DbHasHGInfo),
-                               .del = byKey<Group, &Group::groupID>(&Store::DbDelHuntingGroup),
-                               .map = ldb_hg_group_get_full_data,
-                               .fit = [](Group& group) { group.groupID = std::min(group.groupID, 100u); }}));
+    all.push_back(make<Group>(
+        "HuntingGroups", {.table = "tbl_hunting_group",
+                          .id = Edb_table::HuntingGroups,
+                          .columns = "groupID description strategy operatorTime isQueueOn queueCounter queueDuration",
+                          .add = byRef<Group>(&Store::DbAddHuntingGroup),
+                          .update = byRef<Group>(&Store::DbUpdateHuntingGroup),
+                          .get = byRef<Group>(&Store::DbGetHGInfo),
+                          .has = byKey<Group, &Group::groupID>(&Store::DbHasHGInfo),
+                          .del = byKey<Group, &Group::groupID>(&Store::DbDelHuntingGroup),
+                          .map = ldb_hg_group_get_full_data,
+                          .fit = [](Group& group) { group.groupID = std::min(group.groupID, 100u); }}));
     using Operator = Cdb_hunting_group_operator_data;
     all.push_back(
         make<Operator>("HuntingOperators", {.table = "tbl_hunting_group_operator",

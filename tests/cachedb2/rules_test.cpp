@@ -364,3 +364,15 @@ TEST_F(StoreRules, CalledRefinementAndOneSideOfTheBlackListMayBeEmpty)
     empty.groupID = 1;
     EXPECT_EQ(kDbFailed, store().DbNbrClrRefineSet(empty));
 }
+
+TEST_F(StoreRules, StatementsOfThePagesAndBoxesArePrepared)
+{
+    for (const char* statement :
+         {"select groupID, description from tbl_hunting_group order by groupID limit 0, 50",
+          "select * from tbl_hunting_group order by groupID limit 0, 50", "select distinct groupID from tbl_rg_user",
+          "select count(*) from tbl_nbr_cld_ana where serviceType=0",
+          "select * from tbl_ext_line order by extName limit 0, 50"}) {
+        Cdb_query query(store().GetCacheDB());
+        EXPECT_EQ(query.prepare(statement), kDbOk) << statement;
+    }
+}

@@ -103,10 +103,25 @@ unsigned Cdb_fac_mgr::DbExtLineHas(const char* name)
 
 unsigned Cdb_fac_mgr::DbExtLineDel(const char* name)
 {
-    if (_impl->del(keyOf<Cdb_ext_line_info, &Cdb_ext_line_info::extName>(name)) != kDbOk)
-        return kDbFailed;
-    (void)DbWriteExtLineState(name, 0); // a line of the same name that comes later starts as off
-    return kDbOk;
+    const auto key = keyOf<Cdb_ext_line_info, &Cdb_ext_line_info::extName>(name);
+    if (_impl->has(key) == 1) {
+        // First: a line of the same name that comes after this one may be on before anything else can be written.
+        ExtLineState live{};
+        (void)setKey(live.extName, name);
+        const std::scoped_lock lock(_impl->runtimeMutex);
+        const auto forget = [&live](DbConnection& db) {
+            return extLineStatesTable().del(db, &live) || db.fault() == DbFault::None;
+        };
+        (void)Impl::transact(_impl->runtime.get(), "the state of an external line", forget);
+    }
+    return _impl->del(key);
+}
+
+unsigned Cdb_fac_mgr::DbClearExtLineStates()
+{
+    const std::scoped_lock lock(_impl->runtimeMutex);
+    const auto clear = [](DbConnection& db) { return db.exec("delete from tbl_ext_line_state"); };
+    return Impl::transact(_impl->runtime.get(), "the states of the external lines", clear) ? kDbOk : kDbFailed;
 }
 
 unsigned Cdb_fac_mgr::DbExtLineGetCnt()

@@ -14,7 +14,7 @@ namespace {
 using HuntingGroupCfgData = Cdb_hunting_group_cfg_data;
 constexpr std::array kHuntingGroupCfgDataFields = {
     field<&HuntingGroupCfgData::groupID>("groupID").key(),
-    field<&HuntingGroupCfgData::name>("name"),
+    field<&HuntingGroupCfgData::name>("description"),
     field<&HuntingGroupCfgData::strategy>("strategy").def(1),
     field<&HuntingGroupCfgData::operatorTime>("operatorTime").def(20),
     field<&HuntingGroupCfgData::isQueueOn>("isQueueOn"),

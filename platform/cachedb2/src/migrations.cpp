@@ -37,7 +37,7 @@ create table tbl_nbr_cld_refine (groupID integer not null, calledPrefix text not
 create table tbl_time_condition (ID integer not null, description text not null, startHour integer not null,
     startMinute integer not null, endHour integer not null, endMinute integer not null, weekdays integer not
     null, primary key (ID)) strict;
-create table tbl_hunting_group (groupID integer not null, name text not null, strategy integer not null,
+create table tbl_hunting_group (groupID integer not null, description text not null, strategy integer not null,
     operatorTime integer not null, isQueueOn integer not null, queueCounter integer not null, queueDuration
     integer not null, primary key (groupID)) strict;
 create table tbl_hunting_group_operator (operator text not null, groupID integer not null, isExternal integer

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <optional>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 // False when the reading ended by an error.
@@ -204,13 +205,15 @@ struct Cdb_fac_mgr::Impl {
         std::vector<std::pair<std::string, Child>> children;
         {
             const std::scoped_lock lock(configMutex);
-            rows<Child>()->forEach([&](const std::string& childKey, const Child& child) {
-                if (belongs(child))
-                    children.emplace_back(childKey, child);
-            });
+            if constexpr (!std::is_same_v<Record, Child>)
+                rows<Child>()->forEach([&](const std::string& childKey, const Child& child) {
+                    if (belongs(child))
+                        children.emplace_back(childKey, child);
+                });
             const auto delAll = [&](DbConnection& db) {
                 for (const auto& [childKey, child] : children)
-                    if (!tableOf<Child>().del(db, &child))
+                    // One that another process has removed is gone as it should be.
+                    if (!tableOf<Child>().del(db, &child) && db.fault() != DbFault::None)
                         return false;
                 return table.del(db, &*record);
             };

@@ -106,8 +106,6 @@ Attempt tryRuntime(const std::string& path)
     bool isSound = db.exec(kRuntimePragmas) && prepareRuntime(db);
     // Every page is read once: the tables are small.
     isSound = isSound && isStructureSound(db, attempt.reason) && hasRuntimeTables(db);
-    // No line is registered yet.
-    isSound = isSound && db.exec("delete from tbl_ext_line_state");
     if (isSound)
         return attempt;
     if (db.fault() == DbFault::System)

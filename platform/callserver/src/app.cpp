@@ -71,6 +71,7 @@ Capp::Capp()
     _impl = std::make_unique<Impl>();
     if (!_impl->hasCrypto)
         ServerLog("The cryptographic library could not be started: no telephone can register.");
+    (void)_impl->store.DbClearExtLineStates(); // what could not be written is in the log
     _impl->registrar.load(_impl->store.DbReadRegistrations());
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);

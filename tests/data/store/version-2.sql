@@ -20,7 +20,7 @@ CREATE TABLE tbl_nbr_clr_ana (callerPrefix text not null, transId integer not nu
 CREATE TABLE tbl_nbr_clr_refine (groupID integer not null, callerPrefix text not null, transId integer not null, description text not null, primary key (groupID, callerPrefix)) strict;
 CREATE TABLE tbl_nbr_cld_refine (groupID integer not null, calledPrefix text not null, transId integer not null, description text not null, primary key (groupID, calledPrefix)) strict;
 CREATE TABLE tbl_time_condition (ID integer not null, description text not null, startHour integer not null, startMinute integer not null, endHour integer not null, endMinute integer not null, weekdays integer not null, primary key (ID)) strict;
-CREATE TABLE tbl_hunting_group (groupID integer not null, name text not null, strategy integer not null, operatorTime integer not null, isQueueOn integer not null, queueCounter integer not null, queueDuration integer not null, primary key (groupID)) strict;
+CREATE TABLE tbl_hunting_group (groupID integer not null, description text not null, strategy integer not null, operatorTime integer not null, isQueueOn integer not null, queueCounter integer not null, queueDuration integer not null, primary key (groupID)) strict;
 CREATE TABLE tbl_hunting_group_operator (operator text not null, groupID integer not null, isExternal integer not null, primary key (operator)) strict;
 CREATE TABLE tbl_hunting_group_detect (dialPlan text not null, calledNbr text not null, groupID integer not null, primary key (dialPlan, calledNbr)) strict;
 CREATE TABLE tbl_rg_user (groupID integer not null, user text not null, primary key (groupID, user)) strict;

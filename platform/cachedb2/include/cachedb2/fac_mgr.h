@@ -73,9 +73,10 @@ public:
     unsigned DbExtLineHas(const char* name);
     unsigned DbExtLineDel(const char* name);
     unsigned DbExtLineGetCnt();
-    // For the server: 0 off, else on; what `select * from tbl_ext_line` gives from then on. Every line is off when the
-    // store is opened.
+    // For the server: 0 off, else on; what `select * from tbl_ext_line` gives from then on.
     unsigned DbWriteExtLineState(const char* name, unsigned state);
+    // All lines are off: for the server, at its start.
+    unsigned DbClearExtLineStates();
 
     unsigned DbPeerServerGet(unsigned sid, Cdb_sip_domain_data& record);
     unsigned DbPeerServerSet(unsigned sid, const Cdb_sip_domain_data& record);
