@@ -185,12 +185,16 @@ Faults sipStackOutsideSip(std::string_view path, std::string_view text)
 
 Faults sqliteOutsideStore(std::string_view path, std::string_view text)
 {
-    if (path.starts_with("platform/cachedb2/src/") || path.starts_with("platform/dbproxy2/src/")) {
-        return {};
+    for (const std::string_view home :
+         {"platform/cachedb2/src/", "platform/dbproxy2/src/", "platform/dbproxy2/sqlite/"}) {
+        if (path.starts_with(home)) {
+            return {};
+        }
     }
     return refusedIncludes(path, text, [](const Include& include) -> Verdict {
-        return include.target.starts_with("sqlite3") ? Verdict("only the two database libraries know SQLite")
-                                                     : std::nullopt;
+        return include.target.starts_with("sqlite3") || firstPart(include.target) == "dbsqlite"
+                   ? Verdict("only the two database libraries know SQLite")
+                   : std::nullopt;
     });
 }
 
@@ -358,11 +362,13 @@ TEST(IncludeRules, SqliteOutsideTheDatabaseLibrariesIsRefused)
 {
     const std::string_view text = "#include <sqlite3.h>\n";
     expectRefused(sqliteOutsideStore, "platform/callserver/src/app.cpp", text);
+    expectRefused(sqliteOutsideStore, "platform/callserver/src/app.cpp", "#include \"dbsqlite/connection.h\"\n");
     expectRefused(sqliteOutsideStore, "platform/cachedb2/include/cachedb2/store.h", text);
     expectRefused(sqliteOutsideStore, "ui/src/main.cpp", text);
 
     expectAllowed(sqliteOutsideStore, "platform/cachedb2/src/store.cpp", text);
     expectAllowed(sqliteOutsideStore, "platform/dbproxy2/src/embedded.cpp", text);
+    expectAllowed(sqliteOutsideStore, "platform/dbproxy2/sqlite/src/connection.cpp", text);
 }
 
 TEST(IncludeRules, CommonKnowsNoPage)

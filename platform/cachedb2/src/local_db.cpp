@@ -1,7 +1,7 @@
 #include "cachedb2/local_db.h"
 
 #include "cachedb2/results.h"
-#include "connection.h"
+#include "dbsqlite/connection.h"
 #include "table.h"
 
 #include <sqlite3.h>

@@ -1,7 +1,7 @@
 // Schema versions of the two files of the store.
 #pragma once
 
-#include "connection.h"
+#include "dbsqlite/connection.h"
 
 #include <span>
 

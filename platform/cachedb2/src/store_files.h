@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cachedb2/usr_info.h"
-#include "connection.h"
+#include "dbsqlite/connection.h"
 
 #include <functional>
 #include <memory>

@@ -1,4 +1,4 @@
-// One SQLite connection with its prepared statements. The engine's result codes stay in this folder.
+// One SQLite connection with its prepared statements. The engine's result codes go no further.
 #pragma once
 
 #include <cstdint>

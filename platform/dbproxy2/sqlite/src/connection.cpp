@@ -1,4 +1,4 @@
-#include "connection.h"
+#include "dbsqlite/connection.h"
 
 #include "bcl2/text.h"
 
