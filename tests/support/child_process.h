@@ -1,14 +1,12 @@
 // A process that a test starts, watches and ends.
 #pragma once
 
-#include <chrono>
+#include "support/patience.h"
+
 #include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
-
-// Long enough for a loaded machine; a bound against hanging, never an expectation.
-constexpr std::chrono::seconds kTestPatience{60};
 
 // Standard input is empty, both outputs go to a file.
 class ChildProcess {

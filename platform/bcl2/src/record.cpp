@@ -136,6 +136,14 @@ std::string keyText(std::span<const FieldDesc> fields, const void* record, char 
     return key;
 }
 
+bool areFieldsEqual(std::span<const FieldDesc> fields, const void* record, const void* other)
+{
+    return std::all_of(fields.begin(), fields.end(), [record, other](const FieldDesc& field) {
+        return field.type == FieldType::Text ? fieldText(field, record) == fieldText(field, other)
+                                             : fieldNumber(field, record) == fieldNumber(field, other);
+    });
+}
+
 void normaliseFields(std::span<const FieldDesc> fields, void* record)
 {
     for (const FieldDesc& field : fields)

@@ -110,5 +110,8 @@ void initFieldGroup(std::span<const FieldDesc> fields, void* record, unsigned ve
 // The key parts in stored order, parted by `separator`.
 [[nodiscard]] std::string keyText(std::span<const FieldDesc> fields, const void* record, char separator);
 
+// The described fields are equal; what lies between them does not count.
+[[nodiscard]] bool areFieldsEqual(std::span<const FieldDesc> fields, const void* record, const void* other);
+
 // Ends every text within its field and clears what is behind it, whatever the caller left there.
 void normaliseFields(std::span<const FieldDesc> fields, void* record);
