@@ -3,6 +3,7 @@
 #include "cachedb2/store_fixture.h"
 
 #include <cstring>
+#include <thread>
 
 class StoreRules : public StoreFixture {
 protected:
@@ -374,5 +375,31 @@ TEST_F(StoreRules, StatementsOfThePagesAndBoxesArePrepared)
           "select * from tbl_ext_line order by extName limit 0, 50"}) {
         Cdb_query query(store().GetCacheDB());
         EXPECT_EQ(query.prepare(statement), kDbOk) << statement;
+    }
+}
+
+TEST_F(StoreRules, RoutesAreKeptInTheOrderInWhichTheyWereAdded)
+{
+    for (const char* line : {"m", "z", "a", "k"})
+        ASSERT_EQ(kDbOk, store().DbRouteAdd(route(1, line)));
+    ASSERT_EQ(kDbOk, store().DbRouteDel(route(1, "z")));
+    ASSERT_EQ(kDbOk, store().DbRouteAdd(route(1, "z")));
+    for (int start = 0; start < 2; ++start) {
+        std::string lines;
+        for (const auto& kept : store().rows<Cdb_route>().get()->inOrder())
+            lines += kept->extLine.view();
+        EXPECT_EQ("makz", lines);
+        open();
+    }
+}
+
+TEST_F(StoreRules, SettingsChangedAtTheSameTimeAreBothKept)
+{
+    for (unsigned round = 1; round <= 20; ++round) {
+        std::thread mode([&] { EXPECT_EQ(kDbOk, store().DbSetVmsMode(round)); });
+        EXPECT_EQ(kDbOk, store().DbSetSrfAnnLang(round));
+        mode.join();
+        ASSERT_EQ(round, store().DbGetVmsMode());
+        ASSERT_EQ(round, store().DbGetSrfAnnLang());
     }
 }

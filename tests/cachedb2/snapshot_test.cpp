@@ -44,6 +44,24 @@ TEST(Snapshots, VersionsShareRecordsThatDidNotChange)
     EXPECT_EQ(one->find("a").get(), second.finish()->find("a").get());
 }
 
+TEST(Snapshots, RecordsCanBeReadInTheOrderInWhichTheyWereAdded)
+{
+    Numbers::Builder first(nullptr);
+    for (const int number : {30, 10, 20, 40})
+        first.set(std::to_string(number), number);
+    const auto one = first.finish();
+    Numbers::Builder second(one);
+    second.set("10", 11);
+    second.erase("30");
+    second.set("5", 5);
+    second.erase("20");
+    second.set("20", 20);
+    std::vector<int> numbers;
+    for (const auto& number : second.finish()->inOrder())
+        numbers.push_back(*number);
+    EXPECT_EQ((std::vector<int>{11, 40, 5, 20}), numbers);
+}
+
 TEST(Snapshots, ReadersNeverSeeAHalfMadeVersion)
 {
     SnapshotBox<Numbers> box;

@@ -22,6 +22,9 @@ std::string withSeparator(std::string folder)
     return folder;
 }
 
+// What another process writes is to be served within a second.
+constexpr unsigned kFollowMs = 300;
+
 // The data folder of the options, made when it is that of this instance; empty when it cannot be used.
 std::string usableFolder(const Cdb_options& options)
 {
@@ -57,20 +60,6 @@ bool Cdb_fac_mgr::Impl::hasListeners()
     return !listeners->empty();
 }
 
-bool Cdb_fac_mgr::Impl::load(DbConnection& db)
-{
-    if (!loadAll(db, std::type_identity<VersionedRecords>()))
-        return false;
-    Cdb_sys_data record;
-    if (!systemTable().get(db, &record)) {
-        if (db.fault() != DbFault::None || !db.exec("begin immediate") || !systemTable().set(db, &record) ||
-            !db.exec("commit"))
-            return false;
-    }
-    system.put(std::make_shared<const Cdb_sys_data>(record));
-    return true;
-}
-
 Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Impl>())
 {
     Impl& impl = *_impl;
@@ -97,6 +86,8 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
     else {
         impl.systemRecord = std::make_unique<Cdb_sys_tbl>(*this);
         static_cast<Cdb_sys_data&>(*impl.systemRecord) = *impl.system.get();
+        impl.followReader = openReader(configPath);
+        impl.follower = std::make_unique<Cbcl_ticker>("store", kFollowMs, [&impl] { impl.follow(); });
     }
 }
 
@@ -181,11 +172,15 @@ unsigned Cdb_fac_mgr::DbAddUserMany(unsigned start, unsigned total, const char* 
         const auto isTaken = [&](const std::string& name) { return users->find(name) || lines->find(name); };
         if (!makeUsers(start, total, secret, isTaken, added))
             return kDbFailed;
+        // A user that another process has made a moment ago is skipped like those that were known before.
         const auto addAll = [&added](DbConnection& db) {
-            for (const Cdb_usr_info& user : added)
-                if (!localUsersTable().set(db, &user))
-                    return false;
-            return true;
+            bool isWhole = true;
+            std::erase_if(added, [&](const Cdb_usr_info& user) {
+                const bool isAdded = isWhole && localUsersTable().add(db, &user);
+                isWhole = isWhole && (isAdded || db.fault() == DbFault::None);
+                return !isAdded;
+            });
+            return isWhole;
         };
         if (!Impl::transact(impl.config.get(), "many users", addAll))
             return kDbFailed;
@@ -200,7 +195,10 @@ unsigned Cdb_fac_mgr::DbAddUserMany(unsigned start, unsigned total, const char* 
 
 Cdb_sys_tbl* Cdb_fac_mgr::DbGetSysTbl()
 {
-    return _impl->systemRecord.get();
+    Impl& impl = *_impl;
+    if (impl.systemRecord && impl.isSystemForeign.exchange(false))
+        static_cast<Cdb_sys_data&>(*impl.systemRecord) = *impl.system.get();
+    return impl.systemRecord.get();
 }
 
 unsigned Cdb_fac_mgr::DbSetSysData(const Cdb_sys_data& record)
@@ -215,6 +213,7 @@ unsigned Cdb_fac_mgr::DbSetSysData(const Cdb_sys_data& record)
                             [&stored](DbConnection& db) { return systemTable().set(db, &stored); }))
             return kDbFailed;
         impl.system.put(std::make_shared<const Cdb_sys_data>(stored));
+        ++impl.ownWrites;
     }
     impl.tell({Edb_table::System, {}});
     return kDbOk;
@@ -228,18 +227,23 @@ const SnapshotBox<Snapshot<Record>>& Cdb_fac_mgr::rows() const
 
 void Cdb_fac_mgr::DbInitDialPlanView(std::list<std::string>& names)
 {
-    std::set<std::string> found;
-    const auto collect = [this, &found]<class Record, class Plan>(Plan Record::*plan) {
+    // A hundred thousand users share a handful of plans: a text is made only for one that is not there yet.
+    std::set<std::string, std::less<>> found;
+    const auto add = [&found](std::string_view plan) {
+        if (!found.contains(plan))
+            found.emplace(plan);
+    };
+    const auto collect = [this, &add]<class Record, class Plan>(Plan Record::*plan) {
         _impl->rows<Record>()->forEach([&](const std::string&, const Record& record) {
             if constexpr (std::is_same_v<Plan, Cphone_number>)
-                found.emplace((record.*plan).view());
+                add((record.*plan).view());
             else
-                found.emplace(BclFieldText(record.*plan));
+                add(BclFieldText(record.*plan));
         });
     };
     collect(&Cdb_usr_info::dialPlan);
     _impl->rows<Cdb_peer_server>()->forEach(
-        [&](const std::string&, const Cdb_peer_server& peer) { found.emplace(BclFieldText(peer.dialPlan)); });
+        [&](const std::string&, const Cdb_peer_server& peer) { add(BclFieldText(peer.dialPlan)); });
     collect(&Cdb_nbr_clr_ana_data::dialPlan);
     collect(&Cdb_nbr_cld_ana_data::dialPlan);
     collect(&Cdb_hunting_group_detect_data::dialPlan);
@@ -254,7 +258,8 @@ void Cdb_fac_mgr::DbInitDialPlanView(std::list<std::string>& names)
 
 const char* Cdb_fac_mgr::DbGetSmtpServer()
 {
-    return _impl->systemRecord ? _impl->systemRecord->smtpAddr : "";
+    const Cdb_sys_tbl* system = DbGetSysTbl();
+    return system != nullptr ? system->smtpAddr : "";
 }
 
 const SnapshotBox<Cdb_sys_data>& Cdb_fac_mgr::system() const

@@ -25,7 +25,7 @@ constexpr std::array kRgDetectionFields = {
     field<&RgDetection::groupID>("groupID"),
 };
 
-std::optional<Cdb_rg_detection> recordAt(const Cdb_rg_detection_index& index)
+Cdb_rg_detection recordAt(const Cdb_rg_detection_index& index)
 {
     Cdb_rg_detection record;
     std::memcpy(record.dialPlan, index.dialPlan, sizeof record.dialPlan);
@@ -116,10 +116,10 @@ unsigned Cdb_fac_mgr::DbRGDetectionGet(Cdb_rg_detection& record)
 
 unsigned Cdb_fac_mgr::DbRGDetectionHas(Cdb_rg_detection_index index)
 {
-    return _impl->has(recordAt(index));
+    return _impl->has(std::optional(recordAt(index)));
 }
 
 unsigned Cdb_fac_mgr::DbRGDetectionDel(Cdb_rg_detection_index index)
 {
-    return _impl->del(recordAt(index));
+    return _impl->del(std::optional(recordAt(index)));
 }

@@ -77,9 +77,8 @@ unsigned Cdb_fac_mgr::DbRouteGroupUpdate(Cdb_route_group record)
 
 unsigned Cdb_fac_mgr::DbRouteGroupDelete(unsigned groupID)
 {
-    return _impl->delWith<Cdb_route_group, Cdb_route>(
-        keyOf<Cdb_route_group, &Cdb_route_group::groupID>(groupID),
-        [groupID](const Cdb_route& route) { return route.groupID == groupID; });
+    return _impl->delWithOwned<&Cdb_route::groupID>(keyOf<Cdb_route_group, &Cdb_route_group::groupID>(groupID),
+                                                    "groupID", groupID);
 }
 
 unsigned Cdb_fac_mgr::DbRouteAdd(Cdb_route record)

@@ -45,9 +45,7 @@ unsigned Cdb_fac_mgr::DbGetSrfAnnLang()
 
 unsigned Cdb_fac_mgr::DbSetSrfAnnLang(unsigned language)
 {
-    Cdb_settings record = stored(*_impl);
-    record.annLang = language;
-    return _impl->set(record);
+    return _impl->change<Cdb_settings>([language](Cdb_settings& record) { record.annLang = language; });
 }
 
 unsigned Cdb_fac_mgr::DbGetVmsMode()
@@ -57,7 +55,5 @@ unsigned Cdb_fac_mgr::DbGetVmsMode()
 
 unsigned Cdb_fac_mgr::DbSetVmsMode(unsigned mode)
 {
-    Cdb_settings record = stored(*_impl);
-    record.vmsMode = mode;
-    return _impl->set(record);
+    return _impl->change<Cdb_settings>([mode](Cdb_settings& record) { record.vmsMode = mode; });
 }

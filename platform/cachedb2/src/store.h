@@ -1,12 +1,14 @@
 // What is behind the facade: the writers, the newest version of each table, and the operations that all records share.
 #pragma once
 
+#include "bcl2/background.h"
 #include "bcl2/log.h"
 #include "bcl2/number.h"
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
 #include "tables.h"
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -14,11 +16,11 @@
 #include <type_traits>
 #include <utility>
 
-// False when the reading ended by an error.
+// In the order in which the rows were added. False when the reading ended by an error.
 template <class Visitor>
 bool forEachRow(DbConnection& db, const Table& table, Visitor&& visit)
 {
-    DbStatement* statement = db.cached(table.selectAll());
+    DbStatement* statement = db.cached(table.selectAll() + " order by rowid");
     if (statement == nullptr)
         return false;
     while (statement->stepRow())
@@ -81,10 +83,34 @@ struct BoxesOf<std::tuple<Records...>> {
     using Type = std::tuple<SnapshotBox<Snapshot<Records>>...>;
 };
 
+// A reading of the whole configuration.
+struct StoreReading {
+    template <class Record>
+    using Rows = std::shared_ptr<const Snapshot<Record>>;
+    template <class Records>
+    struct RowsOf;
+    template <class... Records>
+    struct RowsOf<std::tuple<Records...>> {
+        using Type = std::tuple<Rows<Records>...>;
+    };
+
+    RowsOf<VersionedRecords>::Type tables;
+    std::optional<Cdb_sys_data> system;
+};
+
+// A change with a key of its own.
+struct StoredChange {
+    Edb_table table;
+    std::string key;
+    bool isRemoval;
+};
+
 struct Cdb_fac_mgr::Impl {
     // One writer a file. The two never wait for each other: telephones do not wait for the configuration.
     std::mutex configMutex;
     std::unique_ptr<DbConnection> config; // null: no store
+    uint64_t ownWrites = 0;               // grows with each version that this process makes
+    int64_t knownState = 0;               // of the file: what the versions hold, or what this process has written since
     std::mutex runtimeMutex;
     std::unique_ptr<DbConnection> runtime; // null: registrations are not kept
     // For the state of single users and lines: who asks for it does not wait for a batch that is being written.
@@ -97,6 +123,10 @@ struct Cdb_fac_mgr::Impl {
     BoxesOf<VersionedRecords>::Type boxes;
     SnapshotBox<Cdb_sys_data> system;
     std::unique_ptr<Cdb_sys_tbl> systemRecord;
+    std::atomic<bool> isSystemForeign = false; // `systemRecord` is older than what another process has saved
+
+    std::unique_ptr<DbConnection> followReader; // the follower's, as the next one
+    bool isFollowFailing = false;
 
     std::mutex hookMutex;
     std::function<std::string(unsigned, std::string_view)> operatorState;
@@ -139,7 +169,10 @@ struct Cdb_fac_mgr::Impl {
 
     void tell(const Cdb_change& change);
     [[nodiscard]] bool hasListeners();
+    // At the start.
     [[nodiscard]] bool load(DbConnection& db);
+    // Follows what another process has written. The follower's thread.
+    void follow();
 
     // The record whose key is set.
     template <class Record>
@@ -191,44 +224,55 @@ struct Cdb_fac_mgr::Impl {
     template <class Record>
     [[nodiscard]] unsigned del(const std::optional<Record>& key)
     {
-        return delWith<Record, Record>(key, [](const Record&) { return false; });
+        const auto nothing = [](DbConnection&) { return true; };
+        if (!delWith(key, nothing, [] {}))
+            return kDbFailed;
+        tellGone(*key);
+        return kDbOk;
     }
 
-    // Deletes a record, and in the same transaction those records of another table that belong to it.
-    template <class Record, class Child, class Belongs>
-    [[nodiscard]] unsigned delWith(const std::optional<Record>& record, Belongs&& belongs)
+    // Deletes a record, and in the same transaction every record of another table that names it in `column`.
+    template <auto owner, class Record>
+    [[nodiscard]] unsigned delWithOwned(const std::optional<Record>& key, const char* column, uint32_t ownerKey)
     {
-        const Table& table = tableOf<Record>();
-        if (!record || !table.isKeyValid(&*record))
+        using Owned = decltype(recordOf(owner));
+        const Table& owned = tableOf<Owned>();
+        std::vector<std::string> gone;
+        const auto delOwned = [&](DbConnection& db) { return owned.delWhere(db, column, ownerKey); };
+        const auto forget = [&] {
+            rows<Owned>()->forEach([&](const std::string& ownedKey, const Owned& record) {
+                if (record.*owner == ownerKey)
+                    gone.push_back(ownedKey);
+            });
+            if (!gone.empty())
+                publish<Owned>([&gone](auto& builder) {
+                    for (const std::string& ownedKey : gone)
+                        builder.erase(ownedKey);
+                });
+        };
+        if (!delWith(key, delOwned, forget))
             return kDbFailed;
-        const std::string key = table.keyText(&*record);
-        std::vector<std::pair<std::string, Child>> children;
+        for (const std::string& ownedKey : gone)
+            tell({owned.id(), ownedKey, true});
+        tellGone(*key);
+        return kDbOk;
+    }
+
+    // Changes a record that every store has; until it is stored it is as a new one.
+    template <class Record, class Change>
+    [[nodiscard]] unsigned change(Change&& change)
+    {
+        Record record;
+        const std::string key = tableOf<Record>().keyText(&record);
         {
             const std::scoped_lock lock(configMutex);
-            if constexpr (!std::is_same_v<Record, Child>)
-                rows<Child>()->forEach([&](const std::string& childKey, const Child& child) {
-                    if (belongs(child))
-                        children.emplace_back(childKey, child);
-                });
-            const auto delAll = [&](DbConnection& db) {
-                for (const auto& [childKey, child] : children)
-                    // One that another process has removed is gone as it should be.
-                    if (!tableOf<Child>().del(db, &child) && db.fault() != DbFault::None)
-                        return false;
-                return table.del(db, &*record);
-            };
-            if (!transact(config.get(), "the removal from " + named(table, key), delAll))
+            if (const auto stored = rows<Record>()->find(key))
+                record = *stored;
+            change(record);
+            if (!store(record, key, &Table::set))
                 return kDbFailed;
-            if (!children.empty())
-                publish<Child>([&](auto& builder) {
-                    for (const auto& [childKey, child] : children)
-                        builder.erase(childKey);
-                });
-            publish<Record>([&](auto& builder) { builder.erase(key); });
         }
-        for (const auto& [childKey, child] : children)
-            tell({tableOf<Child>().id(), childKey, true});
-        tell({table.id(), key, true});
+        tell({tableOf<Record>().id(), key});
         return kDbOk;
     }
 
@@ -239,6 +283,7 @@ struct Cdb_fac_mgr::Impl {
         typename Snapshot<Record>::Builder builder(rows<Record>());
         change(builder);
         box<Record>().put(builder.finish());
+        ++ownWrites;
     }
 
     // A run-time record of a line or user, its key set.
@@ -262,6 +307,43 @@ private:
         return table.name() + " (" + BclPrintable(key) + ")";
     }
 
+    // One transaction, and the next version. Caller holds the configuration's mutex.
+    template <class Record>
+    [[nodiscard]] bool store(const Record& record, const std::string& key,
+                             bool (Table::*statement)(DbConnection&, const void*) const)
+    {
+        const Table& table = tableOf<Record>();
+        if (!transact(config.get(), named(table, key),
+                      [&](DbConnection& db) { return (table.*statement)(db, &record); }))
+            return false;
+        publish<Record>([&](auto& builder) { builder.set(key, record); });
+        return true;
+    }
+
+    // `before` runs in the transaction, `after` when it is on disk.
+    template <class Record, class Before, class After>
+    [[nodiscard]] bool delWith(const std::optional<Record>& record, Before&& before, After&& after)
+    {
+        const Table& table = tableOf<Record>();
+        if (!record || !table.isKeyValid(&*record))
+            return false;
+        const std::string key = table.keyText(&*record);
+        const std::scoped_lock lock(configMutex);
+        if (!transact(config.get(), "the removal from " + named(table, key),
+                      [&](DbConnection& db) { return before(db) && table.del(db, &*record); }))
+            return false;
+        after();
+        publish<Record>([&](auto& builder) { builder.erase(key); });
+        return true;
+    }
+
+    template <class Record>
+    void tellGone(const Record& record)
+    {
+        const Table& table = tableOf<Record>();
+        tell({table.id(), table.keyText(&record), true});
+    }
+
     template <class Record>
     [[nodiscard]] unsigned write(Record record, bool (Table::*statement)(DbConnection&, const void*) const)
     {
@@ -272,17 +354,15 @@ private:
         const std::string key = table.keyText(&record);
         {
             const std::scoped_lock lock(configMutex);
-            if (!transact(config.get(), named(table, key),
-                          [&](DbConnection& db) { return (table.*statement)(db, &record); }))
+            if (!store(record, key, statement))
                 return kDbFailed;
-            publish<Record>([&](auto& builder) { builder.set(key, record); });
         }
         tell({table.id(), key});
         return kDbOk;
     }
 
     template <class Record>
-    [[nodiscard]] bool loadRows(DbConnection& db)
+    [[nodiscard]] static bool readRows(DbConnection& db, StoreReading::Rows<Record>& rows)
     {
         const Table& table = tableOf<Record>();
         typename Snapshot<Record>::Builder builder(nullptr);
@@ -291,15 +371,40 @@ private:
             table.map(row, &record);
             builder.set(table.keyText(&record), record);
         });
-        if (isWhole)
-            box<Record>().put(builder.finish());
+        rows = builder.finish();
         return isWhole;
     }
 
-    template <class... Records>
-    [[nodiscard]] bool loadAll(DbConnection& db, std::type_identity<std::tuple<Records...>>)
+    [[nodiscard]] static bool read(DbConnection& db, StoreReading& reading);
+    [[nodiscard]] bool isCurrent(uint64_t writes, int64_t state);
+    [[nodiscard]] std::vector<StoredChange> takeForeign(const StoreReading& reading);
+
+    // Takes over a table that another process has changed. Caller holds the configuration's mutex.
+    template <class Record>
+    void takeForeignRows(const StoreReading::Rows<Record>& next, std::vector<StoredChange>& changes)
     {
-        return (loadRows<Records>(db) && ...);
+        constexpr size_t kSingleChanges = 100; // with more, "many" says it in less time
+        const Table& table = tableOf<Record>();
+        const auto before = rows<Record>();
+        std::vector<StoredChange> changed;
+        next->forEach([&](const std::string& key, const Record& record) {
+            const auto known = before->find(key);
+            if (!known || !areFieldsEqual(table.fields(), &record, known.get()))
+                changed.push_back({table.id(), key, false});
+        });
+        const bool isMany = changed.size() > kSingleChanges;
+        const bool hasNews = !changed.empty();
+        if (isMany)
+            changed = {{table.id(), {}, false}};
+        const size_t known = changes.size();
+        before->forEach([&](const std::string& key, const Record&) {
+            if (!next->find(key))
+                changes.push_back({table.id(), key, true});
+        });
+        if (!hasNews && changes.size() == known)
+            return;
+        changes.insert(changes.end(), changed.begin(), changed.end());
+        box<Record>().put(next);
     }
 
     template <class... Records>
@@ -311,4 +416,7 @@ private:
 public:
     // Empty tables, for a store that cannot be read.
     void clear() { clearAll(std::type_identity<VersionedRecords>()); }
+
+    // Last: its thread uses all of the above.
+    std::unique_ptr<Cbcl_ticker> follower;
 };

@@ -118,3 +118,14 @@ bool Table::del(DbConnection& db, const void* record) const
 {
     return runOnOne(db, _del, record, true);
 }
+
+bool Table::delWhere(DbConnection& db, const char* column, int64_t number) const
+{
+    DbStatement* statement = db.cached("delete from " + _name + " where " + column + "=?1");
+    if (statement == nullptr)
+        return false;
+    statement->bindInt(1, number);
+    const bool isDone = statement->stepDone();
+    statement->reset();
+    return isDone;
+}

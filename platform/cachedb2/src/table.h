@@ -40,6 +40,8 @@ public:
     [[nodiscard]] bool add(DbConnection& db, const void* record) const;
     [[nodiscard]] bool update(DbConnection& db, const void* record) const;
     [[nodiscard]] bool del(DbConnection& db, const void* record) const;
+    // Every record whose column has the number; true also when there is none.
+    [[nodiscard]] bool delWhere(DbConnection& db, const char* column, int64_t number) const;
 
 private:
     void bind(DbStatement& statement, const void* record, bool onlyKeys) const;

@@ -2,6 +2,7 @@
 // made.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 // One version of a table: records by key. Versions share what did not change between them: a change copies one of 256
 // shards, so it costs about size / 256 pointer copies.
@@ -21,11 +23,15 @@ public:
     using RecordPtr = std::shared_ptr<const Record>;
 
 private:
+    struct Entry {
+        RecordPtr record;
+        uint64_t place; // grows with each record that is added
+    };
     struct Hash {
         using is_transparent = void;
         size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
     };
-    using Shard = std::unordered_map<std::string, RecordPtr, Hash, std::equal_to<>>;
+    using Shard = std::unordered_map<std::string, Entry, Hash, std::equal_to<>>;
 
 public:
     // Null when there is none.
@@ -35,18 +41,37 @@ public:
         if (!shard)
             return nullptr;
         const auto it = shard->find(key);
-        return it == shard->end() ? nullptr : it->second;
+        return it == shard->end() ? nullptr : it->second.record;
     }
 
     [[nodiscard]] size_t size() const { return _size; }
 
+    // In no order.
     template <class Visitor>
     void forEach(Visitor&& visit) const
     {
         for (const auto& shard : _shards)
             if (shard)
-                for (const auto& [key, record] : *shard)
-                    visit(key, *record);
+                for (const auto& [key, entry] : *shard)
+                    visit(key, *entry.record);
+    }
+
+    // In the order in which the store took them up; a record that was replaced kept its place. Sorts, so it is for
+    // small tables or for keeping the result.
+    [[nodiscard]] std::vector<RecordPtr> inOrder() const
+    {
+        std::vector<const Entry*> entries;
+        entries.reserve(_size);
+        for (const auto& shard : _shards)
+            if (shard)
+                for (const auto& [key, entry] : *shard)
+                    entries.push_back(&entry);
+        std::sort(entries.begin(), entries.end(), [](const Entry* a, const Entry* b) { return a->place < b->place; });
+        std::vector<RecordPtr> records;
+        records.reserve(entries.size());
+        for (const Entry* entry : entries)
+            records.push_back(entry->record);
+        return records;
     }
 
     // Collects changes to one version and gives the next one.
@@ -58,10 +83,12 @@ public:
 
         void set(std::string_view key, const Record& record)
         {
-            Shard& shard = own(shardOf(key));
-            const auto [it, isNew] = shard.insert_or_assign(std::string(key), std::make_shared<const Record>(record));
-            if (isNew)
-                ++_next->_size;
+            const auto [it, isNew] = own(shardOf(key)).try_emplace(std::string(key));
+            it->second.record = std::make_shared<const Record>(record);
+            if (!isNew)
+                return;
+            it->second.place = ++_next->_lastPlace;
+            ++_next->_size;
         }
 
         void erase(std::string_view key)
@@ -95,6 +122,7 @@ private:
 
     std::array<std::shared_ptr<const Shard>, 256> _shards;
     size_t _size = 0;
+    uint64_t _lastPlace = 0;
 };
 
 // The newest version of something, handed from the writer to readers on any thread.
