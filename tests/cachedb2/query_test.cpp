@@ -164,7 +164,9 @@ TEST_F(Query, TheTwoHandlesMayReadDifferentFiles)
     const std::string other = path("other.db").string();
     sql(other, "create table tbl_local_users (usrName text); insert into tbl_local_users values ('elsewhere')");
     close();
-    Cdb_fac_mgr split(Cdb_options{.dataFolder = {}, .cacheFile = {}, .localFile = other});
+    Cdb_options options;
+    options.localFile = other;
+    Cdb_fac_mgr split(options);
     Cdb_query local(split.GetLocalDB());
     ASSERT_EQ(0u, local.prepare("select usrName from tbl_local_users"));
     ASSERT_EQ(14u, local.step());

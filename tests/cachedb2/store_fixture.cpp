@@ -30,10 +30,10 @@ StoreFixture::StoreFixture()
     BclOpenLog();
 }
 
-Cdb_fac_mgr& StoreFixture::open()
+Cdb_fac_mgr& StoreFixture::open(const Cdb_options& options)
 {
     _store.reset();
-    _store = std::make_unique<Cdb_fac_mgr>();
+    _store = std::make_unique<Cdb_fac_mgr>(options);
     return *_store;
 }
 

@@ -16,7 +16,7 @@ protected:
     StoreFixture();
 
     // Opens the store anew, as the next start of the program would.
-    Cdb_fac_mgr& open();
+    Cdb_fac_mgr& open(const Cdb_options& options = {});
     void close() { _store.reset(); }
     Cdb_fac_mgr& store() { return *_store; }
 

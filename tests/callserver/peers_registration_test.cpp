@@ -263,7 +263,9 @@ TEST_F(RegistrationTest, NothingIsAcceptedThatCouldNoLongerBeStored)
     const TemporaryFolder elsewhere;
     const uint16_t otherPort = freeUdpPort();
     {
-        Cdb_fac_mgr otherStore(Cdb_options{elsewhere.path(), {}, {}});
+        Cdb_options options;
+        options.dataFolder = elsewhere.path();
+        Cdb_fac_mgr otherStore(options);
         setListening(otherStore, "127.0.0.1", otherPort);
     }
     ChildProcess other({TEST_SERVER}, scratch.file("other"), {"PARLOVEX_HOME=" + elsewhere.path()});

@@ -64,6 +64,9 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
 {
     Impl& impl = *_impl;
     impl.clear();
+    impl.portMapper = std::make_unique<Cbcl_latest<MappedPorts>>(
+        "upnp", [mapper = std::make_shared<PortMapper>(options.upnpSocket)](
+                    const MappedPorts* ports, const auto& isStale) { return mapper->work(ports, isStale); });
     impl.system.put(std::make_shared<const Cdb_sys_data>());
 
     const std::string folder = usableFolder(options);

@@ -6,6 +6,8 @@
 #include "bcl2/number.h"
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
+#include "host_lookup.h"
+#include "port_mapper.h"
 #include "tables.h"
 
 #include <atomic>
@@ -416,6 +418,11 @@ private:
 public:
     // Empty tables, for a store that cannot be read.
     void clear() { clearAll(std::type_identity<VersionedRecords>()); }
+
+    Cbcl_latest<std::vector<HostUse>> hostLookup{
+        "host names",
+        [](const std::vector<HostUse>* hosts, const auto& isStale) { return lookUpHosts(*hosts, isStale); }};
+    std::unique_ptr<Cbcl_latest<MappedPorts>> portMapper;
 
     // Last: its thread uses all of the above.
     std::unique_ptr<Cbcl_ticker> follower;

@@ -73,6 +73,8 @@ Capp::Capp()
         ServerLog("The cryptographic library could not be started: no telephone can register.");
     (void)_impl->store.DbClearExtLineStates(); // what could not be written is in the log
     _impl->registrar.load(_impl->store.DbReadRegistrations());
+    if (_impl->store.system().get()->isUpnp != 0)
+        (void)_impl->store.searchUPnP(); // what comes of it is in the log
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);
     addTask("sip", [impl = _impl.get()] { impl->sip.run(); });

@@ -33,8 +33,9 @@
 // Where a store lies. Empty: the data folder of this instance, and its own file for both read handles.
 struct Cdb_options {
     std::string dataFolder;
-    std::string cacheFile; // file behind GetCacheDB()
-    std::string localFile; // file behind GetLocalDB()
+    std::string cacheFile;  // file behind GetCacheDB()
+    std::string localFile;  // file behind GetLocalDB()
+    std::string upnpSocket; // of a minissdpd that knows the routers; empty: the system's, else a search in the network
 };
 
 // One per process, owned by the server application object. Typed operations may be called on any thread; they return
@@ -192,6 +193,13 @@ public:
 
     // Every dial plan that a record names: "default" first, the others sorted.
     void DbInitDialPlanView(std::list<std::string>& names);
+
+    // Looks up the host names of the system settings, lines and peers again. Returns at once; what was found comes into
+    // the log.
+    unsigned DbSysDNSGet();
+    // Has the router of the network map the SIP and media ports when the system settings say so, else unmap what this
+    // process has mapped. Returns at once; what came of it comes into the log.
+    unsigned searchUPnP();
 
     // SMTP server of the system settings, blank: none. Valid until the settings change.
     [[nodiscard]] const char* DbGetSmtpServer();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <type_traits>
 
 class Cdb_fac_mgr;
@@ -16,6 +17,9 @@ enum Esys_flag : uint8_t {
     kSysStoreCdr = 0x20,
     kSysSessionTimers = 0x40,
 };
+
+// As dbAddr: the remote tables lie in a file of our own.
+constexpr std::string_view kEmbeddedDatabase = "local";
 
 // The fields, as plain bytes without padding.
 struct Cdb_sys_data {
