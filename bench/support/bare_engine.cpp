@@ -101,6 +101,14 @@ void BareEngine::replaceUser(const std::string& name, const std::string& descrip
     sqlite3_reset(statement);
 }
 
+void BareEngine::replaceUsers(unsigned first, unsigned count)
+{
+    run("begin immediate");
+    for (unsigned user = first; user < first + count; ++user)
+        replaceUser(std::to_string(user), "");
+    run("commit");
+}
+
 unsigned BareEngine::readAll(sqlite3_stmt* statement, size_t& bytes)
 {
     unsigned rows = 0;

@@ -20,6 +20,8 @@ public:
 
     // Adds or replaces the user in a transaction of its own; the other columns are those of the store's first user.
     void replaceUser(const std::string& name, const std::string& description);
+    // The users first, first + 1, ... in one transaction.
+    void replaceUsers(unsigned first, unsigned count);
     // Prepares, reads all columns of all rows, and gives their number.
     [[nodiscard]] unsigned readRows(const std::string& sql);
     // All columns of one user with a statement that is kept; gives the bytes read.

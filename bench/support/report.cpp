@@ -39,15 +39,16 @@ std::string spread(const Rounds& rounds, int places)
            decimal(rounds.largest(), places) + ")";
 }
 
-Table::Table(const std::string& heading, const std::vector<std::string>& columns)
+Table::Table(const std::string& heading, const std::vector<std::string>& columns) : _columns(columns.size())
 {
     std::printf("\n### %s\n\n", heading.c_str());
     row(columns);
     row(std::vector<std::string>(columns.size(), "---"));
 }
 
-void Table::row(const std::vector<std::string>& cells) const
+void Table::row(std::vector<std::string> cells) const
 {
+    cells.resize(std::max(cells.size(), _columns));
     for (const std::string& cell : cells)
         std::printf("| %s ", cell.c_str());
     std::printf("|\n");

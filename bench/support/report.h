@@ -25,9 +25,12 @@ private:
 class Table {
 public:
     Table(const std::string& heading, const std::vector<std::string>& columns);
-    void row(const std::vector<std::string>& cells) const;
+    void row(std::vector<std::string> cells) const; // missing cells are empty
     // A line of text below the table; the table has ended then.
     static void note(const std::string& text);
+
+private:
+    size_t _columns;
 };
 
 // The positive number in this variable of the environment, else `usual`.

@@ -96,7 +96,7 @@ bool Table::run(DbConnection& db, const std::string& sql, const void* record, bo
 
 bool Table::runOnOne(DbConnection& db, const std::string& sql, const void* record, bool onlyKeys) const
 {
-    return run(db, sql, record, onlyKeys) && db.number("select changes()", 0) > 0;
+    return run(db, sql, record, onlyKeys) && db.changes() > 0;
 }
 
 bool Table::set(DbConnection& db, const void* record) const

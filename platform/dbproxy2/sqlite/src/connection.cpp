@@ -147,6 +147,11 @@ int64_t DbConnection::number(const std::string& sql, int64_t fallback)
     return value;
 }
 
+int64_t DbConnection::changes() const
+{
+    return sqlite3_changes64(_handle);
+}
+
 DbFault DbConnection::fault() const
 {
     switch (sqlite3_errcode(_handle) & 0xff) {

@@ -62,6 +62,8 @@ public:
     // First column of the first row; `fallback` when there is none.
     [[nodiscard]] int64_t number(const std::string& sql, int64_t fallback);
 
+    // Rows that the last writing statement added, changed or removed.
+    [[nodiscard]] int64_t changes() const;
     [[nodiscard]] DbFault fault() const; // of the last call
     [[nodiscard]] std::string reason() const;
 
