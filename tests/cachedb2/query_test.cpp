@@ -133,6 +133,20 @@ TEST_F(Query, RefusesWhatIsNotOneReadingStatement)
     EXPECT_EQ(0u, query.prepare("select 1 ; "));
 }
 
+TEST_F(Query, TheWatchOfAHandleHearsItsStatementsAndNoOthers)
+{
+    std::vector<std::string> heard;
+    store().GetCacheDB()->watchStatements([&heard](std::string_view sql) { heard.emplace_back(sql); });
+    EXPECT_EQ(20u, page(100, 50).size());
+    Cdb_query(store().GetLocalDB()).prepare("select count(*) from tbl_route");
+    Cdb_query(store().GetCacheDB()).prepare("select * from tbl_of_nobody");
+    EXPECT_EQ(heard,
+              (std::vector<std::string>{std::string(kUserPage) + " limit 100, 50", "select * from tbl_of_nobody"}));
+    store().GetCacheDB()->watchStatements({});
+    EXPECT_EQ(20u, page(100, 50).size());
+    EXPECT_EQ(heard.size(), 2u);
+}
+
 TEST_F(Query, WithoutAHandleFails)
 {
     Cdb_query query(nullptr);

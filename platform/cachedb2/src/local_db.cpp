@@ -23,7 +23,11 @@ unsigned Cdb_query::prepare(const char* sql)
     _statement = nullptr;
     _isOnRow = false;
     _isDone = false;
-    if (_db == nullptr || !_db->_connection || sql == nullptr)
+    if (_db == nullptr || sql == nullptr)
+        return kDbFailed;
+    if (_db->_watch)
+        _db->_watch(sql);
+    if (!_db->_connection)
         return kDbFailed;
     _statement = _db->_connection->prepareReading(sql).release();
     return _statement == nullptr ? kDbFailed : kDbOk;

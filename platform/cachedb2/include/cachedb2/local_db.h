@@ -4,7 +4,10 @@
 #include "bcl2/tmp_str.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string_view>
+#include <utility>
 
 struct DbStatement;
 class DbConnection;
@@ -19,9 +22,14 @@ public:
     Clocal_db(const Clocal_db&) = delete;
     Clocal_db& operator=(const Clocal_db&) = delete;
 
+    // Hears the text of every statement that a cursor of this handle is asked to prepare, on the thread that asks.
+    using Watch = std::function<void(std::string_view sql)>;
+    void watchStatements(Watch watch) { _watch = std::move(watch); }
+
 private:
     friend class Cdb_query;
     std::unique_ptr<DbConnection> _connection; // null: the store could not be opened, every statement fails
+    Watch _watch;                              // empty: nobody listens
 };
 
 // A cursor that runs one statement: a local object of the function that reads, destroyed at its end.
