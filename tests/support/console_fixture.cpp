@@ -11,70 +11,7 @@
 #include <QFile>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QTextEdit>
-#include <QTimer>
-
-void callLater(QObject* context, int ms, std::function<void()> call)
-{
-    auto* const timer = new QTimer(context);
-    timer->setSingleShot(true);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, call = std::move(call)] {
-        timer->deleteLater();
-        call();
-    });
-    timer->start(ms);
-}
-
-BoxAnswers::BoxAnswers()
-{
-    qApp->installEventFilter(this);
-}
-
-BoxAnswers::~BoxAnswers()
-{
-    for (const Expected& left : _expected)
-        ADD_FAILURE() << "nobody showed the expected box \"" << left.title.toStdString() << "\"";
-}
-
-void BoxAnswers::expect(const QString& title, const QString& text, std::function<void(QMessageBox&)> answer)
-{
-    _expected.push_back({title, text, std::move(answer)});
-}
-
-bool BoxAnswers::eventFilter(QObject* watched, QEvent* event)
-{
-    if (auto* const box = qobject_cast<QMessageBox*>(watched); box != nullptr && event->type() == QEvent::Show) {
-        ++_shown;
-        // Its buttons are there once it has handled this event.
-        callLater(box, 0, [this, box] { answerBox(*box); });
-    }
-    return QObject::eventFilter(watched, event);
-}
-
-void BoxAnswers::answerBox(QMessageBox& box)
-{
-    if (_expected.empty()) {
-        ADD_FAILURE() << "unexpected box \"" << box.windowTitle().toStdString() << "\": " << box.text().toStdString();
-        box.reject();
-        return;
-    }
-    const Expected expected = std::move(_expected.front());
-    _expected.pop_front();
-    EXPECT_EQ(box.windowTitle(), expected.title);
-    EXPECT_EQ(box.text(), expected.text);
-    if (expected.answer) {
-        expected.answer(box);
-        return;
-    }
-    QAbstractButton* const ok = box.button(QMessageBox::Ok);
-    EXPECT_NE(ok, nullptr);
-    if (ok != nullptr)
-        ok->click();
-    else
-        box.reject();
-}
 
 void ConsoleFixture::SetUp()
 {

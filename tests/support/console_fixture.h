@@ -3,6 +3,7 @@
 #pragma once
 
 #include "frm_main.h"
+#include "support/box_answers.h"
 
 #include <QElapsedTimer>
 #include <QString>
@@ -11,42 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 
 class QAction;
-class QMessageBox;
 class QTextEdit;
-
-// Calls from the event loop after that many milliseconds, unless `context` is gone by then.
-void callLater(QObject* context, int ms, std::function<void()> call);
-
-// Answers the message boxes in the order in which the test expects them. An unexpected box, or one with another title
-// or text, fails the test at once and is closed; an answer that nobody asked for fails it at the end.
-class BoxAnswers : public QObject {
-public:
-    BoxAnswers();
-    ~BoxAnswers() override;
-
-    // The answer is the box's own OK button, unless `answer` does something else while the box is open.
-    void expect(const QString& title, const QString& text, std::function<void(QMessageBox&)> answer = {});
-    [[nodiscard]] int shown() const { return _shown; }
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
-private:
-    struct Expected {
-        QString title;
-        QString text;
-        std::function<void(QMessageBox&)> answer;
-    };
-    void answerBox(QMessageBox& box);
-
-    std::deque<Expected> _expected;
-    int _shown = 0;
-};
 
 // One test a process: subscriptions, the language list and the server object are never undone.
 class ConsoleFixture : public testing::Test {

@@ -1,5 +1,7 @@
 #include "common/warning_box.h"
 
+#include "common/lang_res.h"
+
 #include <QMessageBox>
 
 void PlxWarningBox(const QString& title, const QString& text)
@@ -9,4 +11,24 @@ void PlxWarningBox(const QString& title, const QString& text)
     box.setWindowTitle(title);
     box.setText(text);
     box.exec();
+}
+
+void PlxWarningInvalidParam(const QString& text)
+{
+    PlxWarningBox(GetLangItem(77, QString()), text);
+}
+
+void PlxWarningRecordExist()
+{
+    PlxWarningInvalidParam(GetLangItem(460, QString()));
+}
+
+void PlxWarningNoRecord()
+{
+    PlxWarningBox(GetLangItem(443, QString()), GetLangItem(442, QString()));
+}
+
+void PlxWarningNoMoreRecord()
+{
+    PlxWarningBox(GetLangItem(76, QString()), GetLangItem(357, QString()));
 }

@@ -5,3 +5,8 @@
 
 // Modal, without parent, with the toolkit's OK button; returns when the user has closed it. GUI thread.
 void PlxWarningBox(const QString& title, const QString& text);
+
+void PlxWarningInvalidParam(const QString& text);
+void PlxWarningRecordExist();
+void PlxWarningNoRecord();
+void PlxWarningNoMoreRecord();

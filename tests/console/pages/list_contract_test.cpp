@@ -1,0 +1,303 @@
+// What every list frame promises, held over all of them: a page is one more row of the table below.
+#include "common/dlg_common.h"
+#include "frm_peer_servers.h"
+#include "frm_time_cond.h"
+#include "support/page_fixture.h"
+
+#include <QAction>
+#include <QDialogButtonBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QStandardItemModel>
+#include <QTabWidget>
+#include <QToolBar>
+#include <QTreeView>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr const char* kWholeToolbar = "Add Edit Delete Gap Previous Next Refresh Query";
+
+struct Page {
+    const char* name;
+    int caption;              // language items from here
+    std::vector<int> columns; // titles of those that show
+    const char* toolbar = kWholeToolbar;
+    const char* select;          // statement of a page without its limit
+    const char* count = nullptr; // null: the page shows the whole table
+    const char* help;            // address of its documentation
+    std::function<std::unique_ptr<Cfrm_list>(Cdb_fac_mgr*)> make;
+    std::function<unsigned(Cdb_fac_mgr&, unsigned number)> addRow; // rows sort by their numbers
+};
+
+void PrintTo(const Page& page, std::ostream* out)
+{
+    *out << page.name;
+}
+
+template <class Frame>
+std::unique_ptr<Cfrm_list> make(Cdb_fac_mgr* store)
+{
+    return std::make_unique<Frame>(store, nullptr);
+}
+
+const std::vector<Page>& pages()
+{
+    static const std::vector<Page> all = {
+        {
+            .name = "PeerServers",
+            .caption = 181,
+            .columns = {183, 184, 185, 186, 362},
+            .select = "select * from tbl_peer_server order by sid",
+            .count = "select count(*) from tbl_peer_server",
+            .help = "sip-trunk/index.html",
+            .make = make<Cfrm_peer_servers>,
+            .addRow = [](Cdb_fac_mgr& store, unsigned number) { return store.DbPeerServerSet(number, {}); },
+        },
+        {
+            .name = "TimeConditions",
+            .caption = 425,
+            .columns = {426, 283, 427, 428, 429},
+            .toolbar = "Add Edit Delete",
+            .select = "select * from tbl_time_condition order by ID",
+            .help = "time_condition/index.html",
+            .make = make<Cfrm_time_cond>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_time_cond record;
+                    record.ID = number;
+                    return store.DbTimeConditionAdd(record);
+                },
+        },
+    };
+    return all;
+}
+
+class ListContract : public PageFixture, public testing::WithParamInterface<Page> {
+protected:
+    void addRows(unsigned count)
+    {
+        for (unsigned number = 1; number <= count; ++number)
+            ASSERT_EQ(GetParam().addRow(store(), number), kDbOk);
+    }
+    void openPage()
+    {
+        show(GetParam().make(&store()));
+        takeStatements();
+    }
+    [[nodiscard]] bool isPaged() const { return GetParam().count != nullptr; }
+    [[nodiscard]] QString statementOf(int page) const
+    {
+        const QString select = QString::fromUtf8(GetParam().select);
+        return isPaged() ? select + QStringLiteral(" limit %1, 50").arg(page * 50) : select;
+    }
+    // Presses a button of the toolbar, or does what it would where the page has none.
+    void pressIfShown(Button button)
+    {
+        if (toolbarActions().at(button)->isVisible())
+            press(button);
+    }
+    void expectNoMore() { boxes.expect(item(76), item(357)); }
+    // Inputs of a tab that was never shown have no place yet.
+    static void layOutEveryTab(QDialog& shown)
+    {
+        for (QTabWidget* const tabs : shown.findChildren<QTabWidget*>()) {
+            for (int at = tabs->count() - 1; at >= 0; --at)
+                tabs->setCurrentIndex(at);
+        }
+    }
+    Cdlg_common& editor() { return *frame().findChild<Cdlg_common*>(); }
+};
+
+TEST_P(ListContract, ShowsItsCaptionAndColumns)
+{
+    openPage();
+    EXPECT_EQ(frame().windowTitle(), item(GetParam().caption));
+    EXPECT_EQ(view().accessibleName(), item(GetParam().caption));
+    QStringList shown;
+    for (int column = 0; column < model().columnCount(); ++column) {
+        if (!view().isColumnHidden(column))
+            shown.append(model().headerData(column, Qt::Horizontal).toString());
+    }
+    QStringList wanted;
+    for (const int column : GetParam().columns)
+        wanted.append(item(column));
+    EXPECT_EQ(shown, wanted);
+}
+
+TEST_P(ListContract, ShowsItsButtonsWithTextsAndImages)
+{
+    openPage();
+    const std::vector<std::pair<std::string, int>> kButtons = {{"Add", 66},      {"Edit", 68},      {"Delete", 67},
+                                                               {"Gap", 0},       {"Previous", 355}, {"Next", 356},
+                                                               {"Refresh", 311}, {"Query", 373}};
+    const QList<QAction*> actions = toolbarActions();
+    ASSERT_EQ(static_cast<size_t>(actions.size()), kButtons.size());
+    std::string visible;
+    for (int at = 0; at < actions.size(); ++at) {
+        const auto& [name, text] = kButtons.at(static_cast<size_t>(at));
+        if (actions[at]->isVisible())
+            visible += (visible.empty() ? "" : " ") + name;
+        if (text == 0)
+            continue;
+        EXPECT_EQ(actions[at]->text(), item(text));
+        EXPECT_EQ(actions[at]->icon().actualSize(QSize(64, 64)), QSize(32, 32)) << name;
+    }
+    EXPECT_EQ(visible, GetParam().toolbar);
+}
+
+TEST_P(ListContract, SendsItsStatements)
+{
+    addRows(51);
+    show(GetParam().make(&store()));
+    EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+    frame().hide();
+    frame().show();
+    EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+    if (!isPaged())
+        return;
+    const QString count = QString::fromUtf8(GetParam().count);
+    press(Refresh);
+    EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+    press(Next);
+    EXPECT_EQ(takeStatements(), (QStringList{count, statementOf(1)}));
+    press(Previous);
+    EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+}
+
+TEST_P(ListContract, PagesThroughItsTableAndWarnsAtBothEnds)
+{
+    constexpr std::array<unsigned, 5> kSizes = {0, 50, 51, 100, 101};
+    unsigned rows = 0;
+    openPage();
+    for (const unsigned size : kSizes) {
+        while (rows < size)
+            ASSERT_EQ(GetParam().addRow(store(), ++rows), kDbOk);
+        frame().hide();
+        frame().show();
+        if (!isPaged()) {
+            EXPECT_EQ(static_cast<unsigned>(model().rowCount()), size);
+            continue;
+        }
+        for (unsigned first = 0;; first += 50) {
+            EXPECT_EQ(static_cast<unsigned>(model().rowCount()), std::min(size - first, 50u)) << size << " rows";
+            if (first + 50 >= size) {
+                const QStringList last = column(0);
+                expectNoMore();
+                press(Next);
+                EXPECT_EQ(column(0), last) << "the shown rows stay";
+                break;
+            }
+            press(Next);
+        }
+        for (unsigned page = size == 0 ? 0 : (size - 1) / 50; page > 0; --page)
+            press(Previous);
+        EXPECT_EQ(static_cast<unsigned>(model().rowCount()), std::min(size, 50u));
+        expectNoMore();
+        press(Previous);
+        EXPECT_EQ(static_cast<unsigned>(model().rowCount()), std::min(size, 50u));
+    }
+}
+
+TEST_P(ListContract, APagePastTheEndIsEmptyAndHasAWayBack)
+{
+    addRows(51);
+    openPage();
+    if (!isPaged()) {
+        EXPECT_EQ(model().rowCount(), 51);
+        return;
+    }
+    press(Next);
+    ASSERT_EQ(model().rowCount(), 1);
+    select(0);
+    press(Delete);
+    press(Refresh);
+    EXPECT_EQ(model().rowCount(), 0);
+    press(Previous);
+    EXPECT_EQ(model().rowCount(), 50);
+}
+
+TEST_P(ListContract, WarnsWhenNoRowIsSelected)
+{
+    addRows(1);
+    openPage();
+    view().setCurrentIndex(QModelIndex());
+    for (const Button button : {Edit, Delete}) {
+        if (!toolbarActions().at(button)->isVisible())
+            continue;
+        boxes.expect(item(76), item(72));
+        press(button);
+    }
+    EXPECT_EQ(model().rowCount(), 1);
+}
+
+TEST_P(ListContract, F1OpensItsDocumentationFromListAndEditor)
+{
+    openPage();
+    const QString help_ = QStringLiteral("help/") + QLatin1String(GetParam().help);
+    pressKey(view(), Qt::Key_F1);
+    EXPECT_EQ(help.takeOpened(), QStringList{help_});
+    pressKey(editor(), Qt::Key_F1);
+    EXPECT_EQ(help.takeOpened(), QStringList{help_});
+}
+
+TEST_P(ListContract, EscapeHidesItAndItComesBackOnTheSamePage)
+{
+    addRows(51);
+    openPage();
+    pressIfShown(Next);
+    const QStringList rows = column(0);
+    pressKey(view(), Qt::Key_Escape);
+    EXPECT_TRUE(frame().isHidden());
+    frame().show();
+    EXPECT_EQ(column(0), rows);
+}
+
+TEST_P(ListContract, EveryInputOfItsEditorIsNamedAndTabFollowsTheReadingOrder)
+{
+    openPage();
+    boxes.expectEditor(editor().windowTitle(), [](QDialog& shown) {
+        layOutEveryTab(shown);
+        const auto* const box = shown.findChild<QDialogButtonBox*>();
+        QPoint last;
+        const QWidget* lastParent = nullptr;
+        bool isBehindButtons = false;
+        int inputs = 0;
+        for (QWidget* each = shown.nextInFocusChain(); each != &shown; each = each->nextInFocusChain()) {
+            if ((each->focusPolicy() & Qt::TabFocus) == 0 || each->focusProxy() != nullptr)
+                continue;
+            isBehindButtons = isBehindButtons || box->isAncestorOf(each);
+            if (box->isAncestorOf(each))
+                continue;
+            EXPECT_FALSE(isBehindButtons) << each->metaObject()->className() << " comes after the buttons";
+            const bool isInside = each->parentWidget()->focusProxy() != nullptr; // the line of an editable box
+            if (each->inherits("QTabBar") || each->inherits("QTabWidget") || isInside)
+                continue;
+            ++inputs;
+            EXPECT_FALSE(each->accessibleName().isEmpty() && each->property("text").toString().isEmpty())
+                << each->metaObject()->className() << " has no name";
+            if (each->parentWidget() == lastParent) {
+                EXPECT_TRUE(each->y() > last.y() || (each->y() == last.y() && each->x() > last.x()))
+                    << each->accessibleName().toStdString() << " is out of order";
+            }
+            last = each->pos();
+            lastParent = each->parentWidget();
+        }
+        EXPECT_GT(inputs, 0);
+        EXPECT_TRUE(isBehindButtons);
+        pressCancel(shown);
+    });
+    press(Add);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ListContract, testing::ValuesIn(pages()),
+                         [](const auto& page) { return std::string(page.param.name); });
+
+} // namespace

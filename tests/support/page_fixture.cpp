@@ -1,0 +1,126 @@
+#include "support/page_fixture.h"
+
+#include "start_up.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QStandardItemModel>
+#include <QToolBar>
+#include <QToolButton>
+#include <QTreeView>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <utility>
+
+void pressKey(QWidget& widget, int key)
+{
+    QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier);
+    QCoreApplication::sendEvent(&widget, &down);
+    QKeyEvent up(QEvent::KeyRelease, key, Qt::NoModifier);
+    QCoreApplication::sendEvent(&widget, &up);
+}
+
+void PageFixture::SetUp()
+{
+    ConsoleFixture::SetUp();
+    PrepareApplication();
+    _store = std::make_unique<Cdb_fac_mgr>();
+    ASSERT_TRUE(_store->isOpen());
+    const auto keep = [this](std::string_view sql) {
+        _statements.append(QString::fromUtf8(sql.data(), static_cast<int>(sql.size())));
+    };
+    _store->GetCacheDB()->watchStatements(keep);
+    _store->GetLocalDB()->watchStatements(keep);
+}
+
+void PageFixture::TearDown()
+{
+    _frame.reset();
+    _store.reset();
+    ConsoleFixture::TearDown();
+}
+
+// No file may grow beyond nothing: the system refuses writes as on a full disk.
+void PageFixture::refuseWrites()
+{
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    limit.rlim_cur = 0;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+void PageFixture::show(std::unique_ptr<Cfrm_list> frame)
+{
+    _frame = std::move(frame);
+    _frame->show();
+}
+
+QTreeView& PageFixture::view() const
+{
+    return *_frame->findChild<QTreeView*>(QStringLiteral("recordView"));
+}
+
+QAbstractItemModel& PageFixture::model() const
+{
+    return *view().model();
+}
+
+QList<QAction*> PageFixture::toolbarActions() const
+{
+    return _frame->findChild<QToolBar*>()->actions();
+}
+
+void PageFixture::press(Button button) const
+{
+    QAction* const action = toolbarActions().at(button);
+    auto* const shown = qobject_cast<QToolButton*>(_frame->findChild<QToolBar*>()->widgetForAction(action));
+    ASSERT_NE(shown, nullptr);
+    ASSERT_TRUE(action->isVisible() && shown->isEnabled()) << action->text().toStdString();
+    shown->click();
+}
+
+void PageFixture::select(int row) const
+{
+    ASSERT_LT(row, model().rowCount());
+    view().setCurrentIndex(model().index(row, 0));
+}
+
+QString PageFixture::cell(int row, int column) const
+{
+    return model().index(row, column).data().toString();
+}
+
+QStringList PageFixture::column(int number) const
+{
+    QStringList texts;
+    for (int row = 0; row < model().rowCount(); ++row)
+        texts.append(cell(row, number));
+    return texts;
+}
+
+QStringList PageFixture::takeStatements()
+{
+    return std::exchange(_statements, {});
+}
+
+QWidget* PageFixture::buddyOf(QDialog& editor, int labelItem)
+{
+    for (const QLabel* const label : editor.findChildren<QLabel*>()) {
+        if (label->text() == item(labelItem))
+            return label->buddy();
+    }
+    return nullptr;
+}
+
+QCheckBox& PageFixture::check(QDialog& editor, int textItem)
+{
+    for (QCheckBox* const box : editor.findChildren<QCheckBox*>()) {
+        if (box->text() == item(textItem))
+            return *box;
+    }
+    throw std::logic_error("no such check box: " + item(textItem).toStdString());
+}

@@ -1,0 +1,87 @@
+// What tests of list frames and editors stand on: the real store in a home of its own, real buttons, no server.
+#pragma once
+
+#include "cachedb2/fac_mgr.h"
+#include "common/frm_list.h"
+#include "common/lang_res.h"
+#include "support/console_fixture.h"
+#include "support/help_spy.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <stdexcept>
+
+class QAbstractItemModel;
+class QAction;
+class QCheckBox;
+class QDialog;
+class QTreeView;
+
+[[nodiscard]] inline QString item(int id)
+{
+    return GetLangItem(id, QString());
+}
+
+void pressKey(QWidget& widget, int key);
+
+class PageFixture : public ConsoleFixture {
+protected:
+    // Index of a button among the toolbar's, from the left; the gap counts.
+    enum Button { Add, Edit, Delete, Gap, Previous, Next, Refresh, Query };
+
+    void SetUp() override;
+    void TearDown() override;
+
+    [[nodiscard]] Cdb_fac_mgr& store() { return *_store; }
+
+    // From here on the store fails to write, as on a full disk.
+    static void refuseWrites();
+
+    // Shows a list frame of this type, as the main window would.
+    template <class Frame>
+    Frame& open()
+    {
+        auto frame = std::make_unique<Frame>(_store.get(), nullptr);
+        Frame& shown = *frame;
+        show(std::move(frame));
+        return shown;
+    }
+    void show(std::unique_ptr<Cfrm_list> frame);
+    [[nodiscard]] Cfrm_list& frame() const { return *_frame; }
+
+    [[nodiscard]] QTreeView& view() const;
+    [[nodiscard]] QAbstractItemModel& model() const;
+    [[nodiscard]] QList<QAction*> toolbarActions() const;
+    void press(Button button) const;
+    void select(int row) const;
+    [[nodiscard]] QString cell(int row, int column) const;
+    // The texts of a column, from the top down.
+    [[nodiscard]] QStringList column(int number) const;
+
+    // Statements sent through the handles since the last call.
+    QStringList takeStatements();
+
+    // The input behind a label of an editor.
+    template <class Input>
+    static Input& input(QDialog& editor, int labelItem)
+    {
+        Input* const found = qobject_cast<Input*>(buddyOf(editor, labelItem));
+        if (found == nullptr)
+            throw std::logic_error("no such input: " + item(labelItem).toStdString());
+        return *found;
+    }
+    // The check box with this text.
+    static QCheckBox& check(QDialog& editor, int textItem);
+
+    HelpSpy help;
+
+private:
+    static QWidget* buddyOf(QDialog& editor, int labelItem);
+
+    std::unique_ptr<Cdb_fac_mgr> _store;
+    std::unique_ptr<Cfrm_list> _frame;
+    QStringList _statements;
+};

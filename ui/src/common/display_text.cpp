@@ -1,0 +1,47 @@
+#include "common/display_text.h"
+
+#include "common/lang_res.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::array<int, 7> kDayItems = {424, 418, 419, 420, 421, 422, 423}; // from Sunday on
+
+const QString kUnknown = QStringLiteral("Unknown");
+
+} // namespace
+
+QString GetBoolString(unsigned char value)
+{
+    return GetLangItem(value == 1 ? 69 : 70, QString());
+}
+
+QString GetWeekStr(Ebcl_week day)
+{
+    return day < kDayItems.size() ? GetLangItem(kDayItems.at(day), QString()) : kUnknown;
+}
+
+QString GetDPString(int point)
+{
+    switch (point) {
+    case 2:
+        return GetLangItem(369, QString());
+    case 3:
+        return GetLangItem(370, QString());
+    default:
+        return {};
+    }
+}
+
+QString actionToStr(unsigned char action)
+{
+    switch (action) {
+    case 0:
+        return GetLangItem(447, QString());
+    case 1:
+        return GetLangItem(446, QString());
+    default:
+        return kUnknown;
+    }
+}

@@ -1,0 +1,82 @@
+#include "common/dlg_common.h"
+
+#include "common/desktop.h"
+#include "common/lang_res.h"
+#include "common/warning_box.h"
+
+#include <QBoxLayout>
+#include <QDialogButtonBox>
+#include <QIcon>
+#include <QKeyEvent>
+#include <QPushButton>
+
+Cdlg_common::Cdlg_common(Cdb_fac_mgr* store, QWidget* parent)
+    : QDialog(parent, Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint), _store(store)
+{
+    setupUI();
+    establishSigAndSlots();
+}
+
+int EditorWidth(int desktopWidth)
+{
+    constexpr int kNarrow = 1400; // desktops below it: a smaller share would cut labels
+    constexpr int kWide = 2048;
+    const int tenths = desktopWidth < kNarrow ? 6 : desktopWidth < kWide ? 4 : 3;
+    return desktopWidth * tenths / 10;
+}
+
+void Cdlg_common::setupUI()
+{
+    setFixedWidth(EditorWidth(WinDesktopWidth()));
+    _buttonBox = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    _buttonBox->setObjectName(QStringLiteral("buttonBox"));
+    _buttonBox->setCenterButtons(true);
+    _btnOk = _buttonBox->button(QDialogButtonBox::Ok);
+    _btnOk->setIcon(QIcon(QStringLiteral(":/images/ok.png")));
+    _btnOk->setText(GetLangItem(64, QString()));
+    _btnCancel = _buttonBox->button(QDialogButtonBox::Cancel);
+    _btnCancel->setIcon(QIcon(QStringLiteral(":/images/cancel.png")));
+    _btnCancel->setText(GetLangItem(65, QString()));
+}
+
+void Cdlg_common::establishSigAndSlots()
+{
+    connect(_buttonBox, &QDialogButtonBox::accepted, this, &Cdlg_common::accept);
+    connect(_buttonBox, &QDialogButtonBox::rejected, this, &Cdlg_common::reject);
+}
+
+void Cdlg_common::accept()
+{
+    QDialog::accept();
+}
+
+void Cdlg_common::showEvent(QShowEvent* event)
+{
+    onShow();
+    QDialog::showEvent(event);
+}
+
+void Cdlg_common::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_F1)
+        onF1Press();
+    QDialog::keyPressEvent(event);
+}
+
+void Cdlg_common::onF1Press()
+{
+    openHelpTopic(_helpTopic);
+}
+
+// The buttons are older than every input, so Tab would begin with them: coming anew they are the last.
+void Cdlg_common::_addButtonBox(QBoxLayout* layout)
+{
+    _buttonBox->setParent(nullptr);
+    layout->addWidget(_buttonBox);
+}
+
+void Cdlg_common::_refuse(const QString& title, const QString& text)
+{
+    PlxWarningBox(title, text);
+    reject();
+}

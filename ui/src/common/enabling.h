@@ -1,0 +1,13 @@
+// Switches inputs on and off.
+#pragma once
+
+class QComboBox;
+class QLineEdit;
+class QWidget;
+
+void EnableEditControl(QLineEdit* edit);
+void EnableEditControl(QComboBox* box);
+void EnableWidget(QWidget* widget);
+void DisableEditControl(QLineEdit* edit);
+void DisableEditControl(QComboBox* box);
+void DisableWidget(QWidget* widget);

@@ -1,0 +1,85 @@
+#include "common/form_grid.h"
+
+#include "common/lang_res.h"
+
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTabWidget>
+
+Cform_grid::Cform_grid(QBoxLayout* layout, int inputColumns) : _grid(new QGridLayout), _inputColumns(inputColumns)
+{
+    layout->addLayout(_grid);
+    for (int column = 1; column < width(); ++column)
+        _grid->setColumnStretch(column, 1);
+}
+
+void Cform_grid::addRow(int item, QWidget* input)
+{
+    const QString text = GetLangItem(item, QString());
+    auto* const label = new QLabel(text);
+    label->setBuddy(input);
+    input->setAccessibleName(text);
+    _grid->addWidget(label, _row, 0);
+    _grid->addWidget(input, _row, 1, 1, _inputColumns);
+    ++_row;
+}
+
+QLineEdit* Cform_grid::addEdit(int item)
+{
+    auto* const edit = new QLineEdit;
+    addRow(item, edit);
+    return edit;
+}
+
+QComboBox* Cform_grid::addCombo(int item)
+{
+    auto* const box = new QComboBox;
+    // Else the longest item would widen a dialog whose width is fixed.
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    addRow(item, box);
+    return box;
+}
+
+QComboBox* Cform_grid::addEditableCombo(int item)
+{
+    QComboBox* const box = addCombo(item);
+    box->setEditable(true);
+    box->lineEdit()->setAccessibleName(box->accessibleName());
+    return box;
+}
+
+QCheckBox* Cform_grid::addCheck(int item)
+{
+    auto* const box = new QCheckBox(GetLangItem(item, QString()));
+    _grid->addWidget(box, _row++, 0, 1, width());
+    return box;
+}
+
+QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, int perRow)
+{
+    const QString text = GetLangItem(item, QString());
+    _grid->addWidget(new QLabel(text), _row++, 0, 1, width());
+    QList<QCheckBox*> boxes;
+    for (const int boxItem : boxItems) {
+        auto* const box = new QCheckBox(GetLangItem(boxItem, QString()));
+        box->setAccessibleDescription(text);
+        _grid->addWidget(box, _row + boxes.size() / perRow, boxes.size() % perRow);
+        boxes.append(box);
+    }
+    _row += (boxes.size() + perRow - 1) / perRow;
+    return boxes;
+}
+
+Cform_grid addGridTab(QTabWidget* tabs, int item)
+{
+    auto* const page = new QWidget;
+    auto* const layout = new QVBoxLayout(page);
+    tabs->addTab(page, GetLangItem(item, QString()));
+    Cform_grid grid(layout);
+    layout->addStretch();
+    return grid;
+}

@@ -1,0 +1,93 @@
+// Which input of an editor holds which field of its record, and how a value gets from one to the other.
+#pragma once
+
+#include "common/combo_value.h"
+#include "common/qstr.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+
+#include <cstddef>
+#include <functional>
+#include <utility>
+#include <vector>
+
+// Fields are shown and read in the order in which they were bound.
+template <class Record>
+class Crecord_form {
+public:
+    template <size_t N>
+    void text(QLineEdit* edit, char (Record::*field)[N])
+    {
+        bind([=](const Record& record) { edit->setText(QString::fromUtf8(record.*field)); },
+             [=](Record& record) { BclCopyQStr(record.*field, edit->text()); });
+    }
+
+    // What is no number is 0.
+    template <class Number>
+    void number(QLineEdit* edit, Number Record::*field)
+    {
+        bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
+             [=](Record& record) { record.*field = static_cast<Number>(BclStrToInt(edit->text())); });
+    }
+
+    // The data of the box's current item.
+    template <class Number>
+    void choice(QComboBox* box, Number Record::*field)
+    {
+        bind([=](const Record& record) { ComboBoxSetVal(box, record.*field); },
+             [=](Record& record) { record.*field = static_cast<Number>(ComboBoxGetValU32(box)); });
+    }
+
+    // The text that the box shows. An empty one, here or there, changes nothing.
+    template <size_t N>
+    void choiceText(QComboBox* box, char (Record::*field)[N])
+    {
+        bind(
+            [=](const Record& record) {
+                if (!BclStrIsBlank(record.*field))
+                    box->setCurrentText(QString::fromUtf8(record.*field));
+            },
+            [=](Record& record) {
+                if (!BclStrIsBlank(box->currentText()))
+                    BclCopyQStr(record.*field, box->currentText());
+            });
+    }
+
+    // One bit; the others stay as they are.
+    template <class Bits>
+    void flag(QCheckBox* box, Bits Record::*field, unsigned bit)
+    {
+        bind([=](const Record& record) { box->setChecked((record.*field & bit) != 0); },
+             [=](Record& record) {
+                 const unsigned others = record.*field & ~bit;
+                 record.*field = static_cast<Bits>(box->isChecked() ? others | bit : others);
+             });
+    }
+
+    // Whatever else an input and a record may have to do with each other.
+    void bind(std::function<void(const Record&)> show, std::function<void(Record&)> read)
+    {
+        _fields.push_back({std::move(show), std::move(read)});
+    }
+
+    void show(const Record& record) const
+    {
+        for (const Field& field : _fields)
+            field.show(record);
+    }
+
+    void read(Record& record) const
+    {
+        for (const Field& field : _fields)
+            field.read(record);
+    }
+
+private:
+    struct Field {
+        std::function<void(const Record&)> show;
+        std::function<void(Record&)> read;
+    };
+    std::vector<Field> _fields;
+};
