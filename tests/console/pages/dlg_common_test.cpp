@@ -90,6 +90,22 @@ TEST_F(DlgCommon, HooksRunAtEveryShow)
     }
 }
 
+TEST_F(DlgCommon, EveryUseBeginsWithTheFirstInputThatIsNotLocked)
+{
+    Editor editor(&store());
+    QPushButton* const cancel = editor.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Cancel);
+    editor.show();
+    EXPECT_EQ(editor.focusWidget(), editor.edit);
+    cancel->setFocus();
+    editor.hide();
+    editor.show();
+    EXPECT_EQ(editor.focusWidget(), editor.edit);
+    editor.hide();
+    editor.edit->setEnabled(false);
+    editor.show();
+    EXPECT_EQ(editor.focusWidget(), editor.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok));
+}
+
 TEST_F(DlgCommon, F1OpensTheTopicWhereThereIsOne)
 {
     Editor editor(&store());

@@ -271,6 +271,20 @@ TEST_F(FrmList, AHiddenColumnKeepsItsData)
     EXPECT_EQ(list._getItemValue(1, 0), "1");
 }
 
+TEST_F(FrmList, ColumnsFitTheFirstRowsAndThenBelongToTheUser)
+{
+    NumberList& list = openWith(0);
+    QHeaderView& header = *view().header();
+    EXPECT_GE(header.sectionSize(0), header.sectionSizeHint(0));
+    list.total = 60;
+    press(Refresh);
+    EXPECT_EQ(header.length(), view().viewport()->width()) << "no room is left over, nothing needs to be scrolled";
+    EXPECT_NEAR(header.sectionSize(0), header.sectionSize(1), 40);
+    header.resizeSection(0, 77);
+    press(Next);
+    EXPECT_EQ(header.sectionSize(0), 77);
+}
+
 TEST_F(FrmList, TransportsHaveNames)
 {
     EXPECT_EQ(NumberList::translateSIPTransport(0), "UDP");

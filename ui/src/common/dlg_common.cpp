@@ -1,12 +1,11 @@
 #include "common/dlg_common.h"
 
 #include "common/desktop.h"
-#include "common/lang_res.h"
+#include "common/dialog_buttons.h"
 #include "common/warning_box.h"
 
 #include <QBoxLayout>
 #include <QDialogButtonBox>
-#include <QIcon>
 #include <QKeyEvent>
 #include <QPushButton>
 
@@ -32,11 +31,8 @@ void Cdlg_common::setupUI()
     _buttonBox->setObjectName(QStringLiteral("buttonBox"));
     _buttonBox->setCenterButtons(true);
     _btnOk = _buttonBox->button(QDialogButtonBox::Ok);
-    _btnOk->setIcon(QIcon(QStringLiteral(":/images/ok.png")));
-    _btnOk->setText(GetLangItem(64, QString()));
     _btnCancel = _buttonBox->button(QDialogButtonBox::Cancel);
-    _btnCancel->setIcon(QIcon(QStringLiteral(":/images/cancel.png")));
-    _btnCancel->setText(GetLangItem(65, QString()));
+    DressButtons(_buttonBox);
 }
 
 void Cdlg_common::establishSigAndSlots()
@@ -54,6 +50,17 @@ void Cdlg_common::showEvent(QShowEvent* event)
 {
     onShow();
     QDialog::showEvent(event);
+    if (!event->spontaneous())
+        focusFirstInput();
+}
+
+// Where reading begins, whatever was used last: the dialog is shown again and again.
+void Cdlg_common::focusFirstInput()
+{
+    for (QWidget* each = nextInFocusChain(); each != this; each = each->nextInFocusChain()) {
+        if ((each->focusPolicy() & Qt::TabFocus) != 0 && each->isEnabled() && each->isVisibleTo(this))
+            return each->setFocus();
+    }
 }
 
 void Cdlg_common::keyPressEvent(QKeyEvent* event)

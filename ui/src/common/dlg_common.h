@@ -43,6 +43,7 @@ protected:
 private:
     void setupUI();
     void establishSigAndSlots();
+    void focusFirstInput();
 };
 
 // Width of an editor on a desktop of this width, both in pixels.

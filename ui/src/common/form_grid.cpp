@@ -8,12 +8,32 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPalette>
 #include <QTabWidget>
+
+namespace {
+
+// By the direction of the layout: left to themselves, labels follow the direction of their letters.
+constexpr Qt::Alignment kLabelAlignment = Qt::AlignLeft | Qt::AlignVCenter;
+
+// A locked key is still there to be read: the toolkit's grey is too faint for that.
+void keepReadable(QLineEdit* edit)
+{
+    constexpr double kStrength = 0.65;
+    QPalette palette = edit->palette();
+    QColor ink = palette.color(QPalette::Active, QPalette::Text);
+    ink.setAlphaF(kStrength);
+    palette.setColor(QPalette::Disabled, QPalette::Text, ink);
+    edit->setPalette(palette);
+}
+
+} // namespace
 
 Cform_grid::Cform_grid(QBoxLayout* layout, int inputColumns) : _grid(new QGridLayout), _inputColumns(inputColumns)
 {
     layout->addLayout(_grid);
-    for (int column = 1; column < width(); ++column)
+    // Where inputs span columns, other rows use those one by one: they are alike then.
+    for (int column = inputColumns == 1 ? 1 : 0; column < width(); ++column)
         _grid->setColumnStretch(column, 1);
 }
 
@@ -23,7 +43,7 @@ void Cform_grid::addRow(int item, QWidget* input)
     auto* const label = new QLabel(text);
     label->setBuddy(input);
     input->setAccessibleName(text);
-    _grid->addWidget(label, _row, 0);
+    _grid->addWidget(label, _row, 0, kLabelAlignment);
     _grid->addWidget(input, _row, 1, 1, _inputColumns);
     ++_row;
 }
@@ -31,6 +51,7 @@ void Cform_grid::addRow(int item, QWidget* input)
 QLineEdit* Cform_grid::addEdit(int item)
 {
     auto* const edit = new QLineEdit;
+    keepReadable(edit);
     addRow(item, edit);
     return edit;
 }
@@ -62,7 +83,7 @@ QCheckBox* Cform_grid::addCheck(int item)
 QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, int perRow)
 {
     const QString text = GetLangItem(item, QString());
-    _grid->addWidget(new QLabel(text), _row++, 0, 1, width());
+    _grid->addWidget(new QLabel(text), _row++, 0, 1, width(), kLabelAlignment);
     QList<QCheckBox*> boxes;
     for (const int boxItem : boxItems) {
         auto* const box = new QCheckBox(GetLangItem(boxItem, QString()));

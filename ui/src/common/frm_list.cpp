@@ -2,37 +2,19 @@
 
 #include "common/desktop.h"
 #include "common/lang_res.h"
+#include "common/record_view.h"
 
 #include <QAction>
 #include <QGuiApplication>
-#include <QHeaderView>
 #include <QIcon>
-#include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QToolBar>
-#include <QTreeView>
 #include <QVBoxLayout>
 
 namespace {
 
 constexpr double kDesktopShare = 0.5; // of the desktop's width and height
-constexpr int kUnsorted = -1;         // no column: rows stand as they were loaded
-
-// The toolkit's views make their first row current when the keyboard comes to them, without showing it as selected:
-// Delete would remove a row that nobody chose.
-class RecordView : public QTreeView {
-public:
-    using QTreeView::QTreeView;
-
-protected:
-    void focusInEvent(QFocusEvent* event) override
-    {
-        QTreeView::focusInEvent(event);
-        if (selectionModel() != nullptr && !selectionModel()->hasSelection())
-            selectionModel()->clearCurrentIndex();
-    }
-};
 
 } // namespace
 
@@ -82,9 +64,13 @@ void Cfrm_list::_setupToolbar()
     _spacer->setVisible(true);
     _toolbar->addWidget(_spacer);
 
-    _actPrevious = _addAction(":/images/previous_32_32.png", "Backward");
+    // Where lists run from right to left, back is to the right.
+    const char* const leftwards = ":/images/previous_32_32.png";
+    const char* const rightwards = ":/images/next_32_32.png";
+    const bool isMirrored = layoutDirection() == Qt::RightToLeft;
+    _actPrevious = _addAction(isMirrored ? rightwards : leftwards, "Backward");
     _actPrevious->setShortcut(QKeySequence(QKeySequence::MoveToPreviousPage));
-    _actNext = _addAction(":/images/next_32_32.png", "Forward");
+    _actNext = _addAction(isMirrored ? leftwards : rightwards, "Forward");
     _actNext->setShortcut(QKeySequence(QKeySequence::MoveToNextPage));
     _actRefresh = _addAction(":/images/refresh.PNG", "Refresh");
     _actRefresh->setShortcut(QKeySequence(QKeySequence::Refresh));
@@ -100,13 +86,7 @@ void Cfrm_list::_setupToolbar()
 
 void Cfrm_list::_setupRecordView()
 {
-    _recordView = new RecordView(this);
-    _recordView->setObjectName(QStringLiteral("recordView"));
-    _recordView->setRootIsDecorated(false);
-    _recordView->setAlternatingRowColors(true);
-    _recordView->header()->setSortIndicator(kUnsorted, Qt::AscendingOrder);
-    _recordView->setSortingEnabled(true);
-    _recordView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    _recordView = new Crecord_view(this);
     _layout->addWidget(_recordView);
     connect(this, &QWidget::windowTitleChanged, _recordView, &QWidget::setAccessibleName);
 }
@@ -131,7 +111,7 @@ void Cfrm_list::_setupSigAndSlots()
     connect(_actNext, &QAction::triggered, this, &Cfrm_list::actNext);
     connect(_actPrevious, &QAction::triggered, this, &Cfrm_list::actPrevious);
     connect(_actSearch, &QAction::triggered, this, &Cfrm_list::actSearch);
-    connect(_recordView, &QTreeView::doubleClicked, this, &Cfrm_list::doubleClicked);
+    connect(_recordView, &Crecord_view::doubleClicked, this, &Cfrm_list::doubleClicked);
 }
 
 void Cfrm_list::actAdd()
@@ -199,4 +179,5 @@ void Cfrm_list::_reload()
 {
     _deleteAllRows();
     loadData();
+    _recordView->fitColumns();
 }

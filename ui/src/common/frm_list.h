@@ -13,12 +13,12 @@
 #include <cstdint>
 
 class Cdb_fac_mgr;
+class Crecord_view;
 class QAction;
 class QModelIndex;
 class QStandardItem;
 class QStandardItemModel;
 class QToolBar;
-class QTreeView;
 class QVBoxLayout;
 
 // A toolbar above one page of rows. Every show loads the page anew, also while an editor is open: nothing that points
@@ -109,7 +109,7 @@ protected:
     QWidget* _spacer = nullptr;
     QAction* _actNext = nullptr;
     QAction* _actPrevious = nullptr;
-    QTreeView* _recordView = nullptr;
+    Crecord_view* _recordView = nullptr;
     QStandardItemModel* _model = nullptr;
     QList<QString> _columnTitles;
     Cdb_fac_mgr* _store;
@@ -125,7 +125,6 @@ private:
     void _setupSigAndSlots();
     void _takePlace();
     void _reload();
-    void _fitColumns();
     [[nodiscard]] QStringList _keyOf(int row, int columns) const;
     [[nodiscard]] QAction* _addAction(const char* image, const char* text);
     void _setGapVisible(bool isVisible);

@@ -3,13 +3,12 @@
 #include "common/frm_list.h"
 #include "common/input_box.h"
 #include "common/lang_res.h"
+#include "common/record_view.h"
 #include "common/warning_box.h"
 
 #include <QAction>
-#include <QHeaderView>
 #include <QStandardItemModel>
 #include <QToolBar>
-#include <QTreeView>
 
 void Cfrm_list::_addColumn(const QString& title, bool final)
 {
@@ -20,15 +19,6 @@ void Cfrm_list::_addColumn(const QString& title, bool final)
     for (int column = 0; column < _columnTitles.size(); ++column)
         _model->setHeaderData(column, Qt::Horizontal, _columnTitles.at(column), Qt::DisplayRole);
     _recordView->setModel(_model);
-    _fitColumns();
-}
-
-// All alike, but none too narrow for its title.
-void Cfrm_list::_fitColumns()
-{
-    QHeaderView* const header = _recordView->header();
-    for (int column = 0; column < header->count(); ++column)
-        header->resizeSection(column, qMax(header->sectionSizeHint(column), width() / header->count()));
 }
 
 void Cfrm_list::_hideColumn(int column)
@@ -109,11 +99,10 @@ void Cfrm_list::_deleteRow(int row)
         _model->removeRow(row);
 }
 
-// The rows that follow come in the order of their query, so no header may say that they are sorted by it.
 void Cfrm_list::_deleteAllRows()
 {
     _model->removeRows(0, _model->rowCount());
-    _recordView->header()->setSortIndicator(-1, Qt::AscendingOrder);
+    _recordView->showUnsorted(); // what follows comes in the order of its query
 }
 
 QByteArray Cfrm_list::_pageOf(const char* select) const

@@ -1,7 +1,8 @@
 #include "common/input_box.h"
 
-#include "common/lang_res.h"
+#include "common/dialog_buttons.h"
 
+#include <QDialogButtonBox>
 #include <QInputDialog>
 
 unsigned InputBox(QString& out, QWidget* parent, const QString& title, const QString& label, const QString& text)
@@ -12,8 +13,8 @@ unsigned InputBox(QString& out, QWidget* parent, const QString& title, const QSt
     box.setWindowTitle(title);
     box.setLabelText(label);
     box.setTextValue(text);
-    box.setOkButtonText(GetLangItem(64, QString()));
-    box.setCancelButtonText(GetLangItem(65, QString()));
+    (void)box.sizeHint(); // makes the buttons, which come with the layout
+    DressButtons(box.findChild<QDialogButtonBox*>());
     const bool isAccepted = box.exec() == QDialog::Accepted;
     out = box.textValue();
     return isAccepted && !out.isEmpty() ? 0 : 1;
