@@ -15,6 +15,13 @@
 #include <sys/resource.h>
 #include <utility>
 
+QString item(int id)
+{
+    const QString text = GetLangItem(id);
+    EXPECT_FALSE(text.isEmpty()) << "item " << id << " has no text";
+    return text;
+}
+
 void pressKey(QWidget& widget, int key)
 {
     QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier);

@@ -2,7 +2,6 @@
 
 #include "cachedb2/fac_mgr.h"
 #include "common/combo_fill.h"
-#include "common/enabling.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
 #include "common/read_rows.h"
@@ -74,13 +73,13 @@ void Cdlg_peer_server::Init(const Cdb_sip_domain_data* record, int sid)
     _edited.work.flags = _edited.opening.flags; // bits that the dialog does not show are kept
     _form.show(_edited.opening);
     _edtSid->setText(record == nullptr ? QString() : QString::number(_sid));
-    record == nullptr ? EnableEditControl(_edtSid) : DisableEditControl(_edtSid);
+    _edtSid->setEnabled(record == nullptr);
     _tabs->setCurrentIndex(0);
 }
 
 void Cdlg_peer_server::accept()
 {
-    const auto refuse = [this](int item) { _refuse(GetLangItem(77, QString()), GetLangItem(item, QString())); };
+    const auto refuse = [this](int item) { _refuse(GetLangItem(77), GetLangItem(item)); };
     const int sid = BclStrToInt(_edtSid->text());
     if (_edtAddress->text().isEmpty())
         return refuse(74);
@@ -104,9 +103,7 @@ Cfrm_peer_servers::Cfrm_peer_servers(Cdb_fac_mgr* store, QWidget* parent)
 
 void Cfrm_peer_servers::initColumnView()
 {
-    for (const int item : {183, 184, 185, 186})
-        _addColumn(GetLangItem(item, QString()));
-    _addFinalColumn(GetLangItem(362, QString()));
+    _addColumns({183, 184, 185, 186, 362});
 }
 
 uint32_t Cfrm_peer_servers::getRecordCnt()
@@ -179,7 +176,7 @@ void Cfrm_peer_servers::onDeleteBtn()
 void Cfrm_peer_servers::onSearchBtn()
 {
     QString text;
-    if (queryBox(text, GetLangItem(183, QString()), QString()) != 0 || BclStrIsBlank(text))
+    if (queryBox(text, GetLangItem(183), QString()) != 0 || BclStrIsBlank(text))
         return;
     const unsigned sid = BclStrToU32(text);
     Cdb_sip_domain_data record;

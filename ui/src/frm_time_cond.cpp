@@ -115,9 +115,7 @@ Cfrm_time_cond::Cfrm_time_cond(Cdb_fac_mgr* store, QWidget* parent)
 
 void Cfrm_time_cond::initColumnView()
 {
-    for (const int item : {426, 283, 427, 428})
-        _addColumn(GetLangItem(item, QString()));
-    _addFinalColumn(GetLangItem(429, QString()));
+    _addColumns({426, 283, 427, 428, 429});
 }
 
 void Cfrm_time_cond::loadData()

@@ -5,6 +5,7 @@
 #include "support/page_fixture.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -258,6 +259,20 @@ TEST_P(ListContract, EscapeHidesItAndItComesBackOnTheSamePage)
     EXPECT_TRUE(frame().isHidden());
     frame().show();
     EXPECT_EQ(column(0), rows);
+}
+
+TEST_P(ListContract, NothingInItsEditorLacksItsText)
+{
+    openPage();
+    EXPECT_FALSE(editor().windowTitle().isEmpty());
+    for (const QLabel* const label : editor().findChildren<QLabel*>())
+        EXPECT_FALSE(label->text().isEmpty());
+    for (const QCheckBox* const button : editor().findChildren<QCheckBox*>())
+        EXPECT_FALSE(button->text().isEmpty()) << button->metaObject()->className();
+    for (const QTabWidget* const tabs : editor().findChildren<QTabWidget*>()) {
+        for (int at = 0; at < tabs->count(); ++at)
+            EXPECT_FALSE(tabs->tabText(at).isEmpty()) << at;
+    }
 }
 
 TEST_P(ListContract, EveryInputOfItsEditorIsNamedAndTabFollowsTheReadingOrder)

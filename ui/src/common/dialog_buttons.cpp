@@ -13,7 +13,7 @@ void dress(QPushButton* button, const char* image, int item)
     if (button == nullptr)
         return;
     button->setIcon(QIcon(QString::fromLatin1(image)));
-    button->setText(GetLangItem(item, QString()));
+    button->setText(GetLangItem(item));
 }
 
 } // namespace

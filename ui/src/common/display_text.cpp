@@ -14,21 +14,21 @@ const QString kUnknown = QStringLiteral("Unknown");
 
 QString GetBoolString(unsigned char value)
 {
-    return GetLangItem(value == 1 ? 69 : 70, QString());
+    return GetLangItem(value == 1 ? 69 : 70);
 }
 
 QString GetWeekStr(Ebcl_week day)
 {
-    return day < kDayItems.size() ? GetLangItem(kDayItems.at(day), QString()) : kUnknown;
+    return day < kDayItems.size() ? GetLangItem(kDayItems.at(day)) : kUnknown;
 }
 
 QString GetDPString(int point)
 {
     switch (point) {
     case 2:
-        return GetLangItem(369, QString());
+        return GetLangItem(369);
     case 3:
-        return GetLangItem(370, QString());
+        return GetLangItem(370);
     default:
         return {};
     }
@@ -38,9 +38,9 @@ QString actionToStr(unsigned char action)
 {
     switch (action) {
     case 0:
-        return GetLangItem(447, QString());
+        return GetLangItem(447);
     case 1:
-        return GetLangItem(446, QString());
+        return GetLangItem(446);
     default:
         return kUnknown;
     }

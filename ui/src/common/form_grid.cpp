@@ -39,7 +39,7 @@ Cform_grid::Cform_grid(QBoxLayout* layout, int inputColumns) : _grid(new QGridLa
 
 void Cform_grid::addRow(int item, QWidget* input)
 {
-    const QString text = GetLangItem(item, QString());
+    const QString text = GetLangItem(item);
     auto* const label = new QLabel(text);
     label->setBuddy(input);
     input->setAccessibleName(text);
@@ -75,18 +75,18 @@ QComboBox* Cform_grid::addEditableCombo(int item)
 
 QCheckBox* Cform_grid::addCheck(int item)
 {
-    auto* const box = new QCheckBox(GetLangItem(item, QString()));
+    auto* const box = new QCheckBox(GetLangItem(item));
     _grid->addWidget(box, _row++, 0, 1, width());
     return box;
 }
 
 QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, int perRow)
 {
-    const QString text = GetLangItem(item, QString());
+    const QString text = GetLangItem(item);
     _grid->addWidget(new QLabel(text), _row++, 0, 1, width(), kLabelAlignment);
     QList<QCheckBox*> boxes;
     for (const int boxItem : boxItems) {
-        auto* const box = new QCheckBox(GetLangItem(boxItem, QString()));
+        auto* const box = new QCheckBox(GetLangItem(boxItem));
         box->setAccessibleDescription(text);
         _grid->addWidget(box, _row + boxes.size() / perRow, boxes.size() % perRow);
         boxes.append(box);
@@ -99,7 +99,7 @@ Cform_grid addGridTab(QTabWidget* tabs, int item)
 {
     auto* const page = new QWidget;
     auto* const layout = new QVBoxLayout(page);
-    tabs->addTab(page, GetLangItem(item, QString()));
+    tabs->addTab(page, GetLangItem(item));
     Cform_grid grid(layout);
     layout->addStretch();
     return grid;

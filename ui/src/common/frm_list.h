@@ -56,6 +56,7 @@ protected:
     // Columns, in order; the final one makes the model.
     void _addColumn(const QString& title, bool final = false);
     void _addFinalColumn(const QString& title) { _addColumn(title, true); }
+    void _addColumns(const QList<int>& titleItems); // all of them
     void _hideColumn(int column);
 
     // These two warn when there is no current row.

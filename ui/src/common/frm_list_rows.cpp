@@ -21,6 +21,13 @@ void Cfrm_list::_addColumn(const QString& title, bool final)
     _recordView->setModel(_model);
 }
 
+void Cfrm_list::_addColumns(const QList<int>& titleItems)
+{
+    for (const int item : titleItems.mid(0, titleItems.size() - 1))
+        _addColumn(GetLangItem(item));
+    _addFinalColumn(GetLangItem(titleItems.last()));
+}
+
 void Cfrm_list::_hideColumn(int column)
 {
     _recordView->setColumnHidden(column, true);
@@ -30,7 +37,7 @@ bool Cfrm_list::_isSelected()
 {
     if (_recordView->currentIndex().isValid())
         return true;
-    PlxWarningBox(GetLangItem(76, QString()), GetLangItem(72, QString()));
+    PlxWarningBox(GetLangItem(76), GetLangItem(72));
     return false;
 }
 
@@ -196,7 +203,7 @@ void Cfrm_list::_enableToolbar()
 
 unsigned Cfrm_list::queryBox(QString& result, const QString& label, const QString& text)
 {
-    return InputBox(result, this, GetLangItem(373, QString()), label, text);
+    return InputBox(result, this, GetLangItem(373), label, text);
 }
 
 QString Cfrm_list::translateSIPTransport(unsigned char transport)

@@ -23,7 +23,7 @@ unsigned GetLangureResFile(int code, Cbcl_tmp_str* path);
 unsigned InitLangureRes(int code);
 
 // The item as it stands, also an empty one. `def` counts only for other numbers and before the list is loaded.
-QString GetLangItem(int id, QString def);
+QString GetLangItem(int id, QString def = QString());
 
 // The same into an action's text, a menu's title, a window's title, a text buffer. `def` is UTF-8, null is empty.
 void GetLangItem(unsigned id, QAction* action, const char* def);

@@ -15,20 +15,20 @@ void PlxWarningBox(const QString& title, const QString& text)
 
 void PlxWarningInvalidParam(const QString& text)
 {
-    PlxWarningBox(GetLangItem(77, QString()), text);
+    PlxWarningBox(GetLangItem(77), text);
 }
 
 void PlxWarningRecordExist()
 {
-    PlxWarningInvalidParam(GetLangItem(460, QString()));
+    PlxWarningInvalidParam(GetLangItem(460));
 }
 
 void PlxWarningNoRecord()
 {
-    PlxWarningBox(GetLangItem(443, QString()), GetLangItem(442, QString()));
+    PlxWarningBox(GetLangItem(443), GetLangItem(442));
 }
 
 void PlxWarningNoMoreRecord()
 {
-    PlxWarningBox(GetLangItem(76, QString()), GetLangItem(357, QString()));
+    PlxWarningBox(GetLangItem(76), GetLangItem(357));
 }
