@@ -91,6 +91,7 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
         static_cast<Cdb_sys_data&>(*impl.systemRecord) = *impl.system.get();
         impl.followReader = openReader(configPath);
         impl.follower = std::make_unique<Cbcl_ticker>("store", kFollowMs, [&impl] { impl.follow(); });
+        impl.backups = std::make_unique<DailyBackup>(configBackups(configPath), options.firstBackupLook);
     }
 }
 

@@ -65,7 +65,8 @@ std::vector<const Table*> runtimeTables()
     return {&registrationsTable(), &contactsTable(), &extLineStatesTable()};
 }
 
-SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted)
+SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted,
+                          const std::function<bool()>& mayMigrate)
 {
     const int64_t version = userVersion(db);
     if (version < 0)
@@ -76,6 +77,8 @@ SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, in
         return db.fault() == DbFault::None ? SchemaState::Foreign : SchemaState::Failed;
     if (version > wanted)
         return SchemaState::Newer;
+    if (version < wanted && !mayMigrate())
+        return SchemaState::Kept;
     return migrate(db, steps, static_cast<int>(version)) ? SchemaState::Ready : SchemaState::Failed;
 }
 

@@ -3,6 +3,7 @@
 
 #include "dbsqlite/connection.h"
 
+#include <functional>
 #include <span>
 
 // Marks a file as ours (SQLite's application_id): the letters "PLVX".
@@ -21,11 +22,18 @@ struct Migration {
 [[nodiscard]] std::span<const Migration> configMigrations();
 [[nodiscard]] std::span<const Migration> runtimeMigrations();
 
-enum class SchemaState { Ready, Newer, Foreign, Failed };
+enum class SchemaState {
+    Ready,
+    Newer,
+    Foreign,
+    Kept,  // the file is older, and was not to be migrated
+    Failed // DbConnection::fault says how
+};
 
 // Brings an open configuration file to `wanted`: an empty file gets the newest schema, an older one is migrated step by
-// step, each in a transaction of its own. Failed: DbConnection::fault says how.
-[[nodiscard]] SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted);
+// step, each in a transaction of its own, after `mayMigrate` has said so.
+[[nodiscard]] SchemaState prepareConfig(DbConnection& db, std::span<const Migration> steps, int wanted,
+                                        const std::function<bool()>& mayMigrate);
 
 // Brings the run-time file to its newest version: false when it is of a newer one or broken, and is to be made anew.
 [[nodiscard]] bool prepareRuntime(DbConnection& db);

@@ -6,6 +6,7 @@
 #include "bcl2/number.h"
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
+#include "dbsqlite/backups.h"
 #include "host_lookup.h"
 #include "port_mapper.h"
 #include "tables.h"
@@ -136,6 +137,8 @@ struct Cdb_fac_mgr::Impl {
     std::mutex listenerMutex;
     std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> listeners =
         std::make_shared<const std::vector<std::function<void(const Cdb_change&)>>>();
+
+    std::unique_ptr<DailyBackup> backups; // null: no store
 
     template <class Record>
     [[nodiscard]] auto& box()

@@ -29,9 +29,9 @@ struct Attempt {
 };
 
 // False with a reason: the check found something; false without one: it could not be made.
-bool isStructureSound(DbConnection& db, std::string& reason)
+bool isStructureSound(DbConnection& db, std::string& reason, const char* how = "pragma quick_check(1)")
 {
-    DbStatement* check = db.cached("pragma quick_check(1)");
+    DbStatement* check = db.cached(how);
     if (check == nullptr || !check->stepRow())
         return false;
     const std::string_view verdict = check->text(0);
@@ -61,6 +61,25 @@ bool makeRuntimeTables(DbConnection& db)
                        [&db](const Table* table) { return db.exec(table->createStatement("runtime")); });
 }
 
+// False: the attempt says why the older file is not to be migrated.
+bool isSavedBeforeMigration(const std::string& path, Attempt& attempt)
+{
+    // A damaged file goes aside; only a whole one is worth a backup. The check is that of the backup.
+    if (!isStructureSound(*attempt.db, attempt.reason, "pragma integrity_check(1)")) {
+        if (!attempt.reason.empty() || attempt.db->fault() == DbFault::Damaged)
+            attempt.aside = "damaged";
+        return false;
+    }
+    const BackupResult backup = makeBackup(configBackups(path), [] { return true; });
+    if (backup.file.empty()) {
+        attempt.reason = "an older version of the program wrote it, and no backup can be made before it is changed: " +
+                         backup.reason;
+        return false;
+    }
+    BclLog("A backup was made before the configuration store is changed for this version: %s.", backup.file.c_str());
+    return true;
+}
+
 Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection&)>& load)
 {
     Attempt attempt;
@@ -71,7 +90,8 @@ Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection
     DbConnection& db = *attempt.db;
     SchemaState state = SchemaState::Failed;
     if (db.exec(kConfigPragmas))
-        state = prepareConfig(db, configMigrations(), kConfigVersion);
+        state = prepareConfig(db, configMigrations(), kConfigVersion,
+                              [&] { return isSavedBeforeMigration(path, attempt); });
     if (state == SchemaState::Ready) {
         // Structure first: a page that the load does not touch would otherwise fail at the first write to it.
         if (!isStructureSound(db, attempt.reason))
@@ -86,7 +106,7 @@ Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection
     } else if (state == SchemaState::Foreign) {
         attempt.reason = "another program wrote it";
         attempt.aside = "foreign";
-    } else if (attempt.aside == nullptr) {
+    } else if (attempt.reason.empty()) {
         attempt.reason = db.reason();
         if (db.fault() == DbFault::Damaged)
             attempt.aside = "damaged";
@@ -135,6 +155,12 @@ std::string keepAside(const std::string& path, const char* word)
     for (const char* companion : kCompanions)
         (void)rename((path + companion).c_str(), (target + companion).c_str()); // often not there
     return target;
+}
+
+BackupPlan configBackups(const std::string& path)
+{
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    return {.path = path, .folder = folder + "backups/", .name = "config", .applicationId = kApplicationId};
 }
 
 std::unique_ptr<DbConnection> openConfigFile(const std::string& path, const std::function<bool(DbConnection&)>& load)

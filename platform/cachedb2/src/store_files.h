@@ -1,7 +1,7 @@
 // The files of a store: how they are opened, and what happens to one that cannot be used.
 #pragma once
 
-#include "cachedb2/usr_info.h"
+#include "dbsqlite/backups.h"
 #include "dbsqlite/connection.h"
 
 #include <functional>
@@ -10,9 +10,13 @@
 
 // Opens the configuration file for writing, with the newest schema. `load` reads what the server needs from it and
 // gives false when a read failed. A damaged, foreign or newer file is kept aside under another name and a fresh store
-// is started; a file that merely cannot be reached stays where it is. Null: no store; a log line has said why.
+// is started; a file that merely cannot be reached stays where it is. An older file is migrated after a backup of it
+// was made, and stays as it is when none can be made. Null: no store; a log line has said why.
 [[nodiscard]] std::unique_ptr<DbConnection> openConfigFile(const std::string& path,
                                                            const std::function<bool(DbConnection&)>& load);
+
+// How the configuration file is backed up.
+[[nodiscard]] BackupPlan configBackups(const std::string& path);
 
 // Opens the run-time file for writing; one that cannot be used is made anew, with a log line. Null: there is none.
 [[nodiscard]] std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path);

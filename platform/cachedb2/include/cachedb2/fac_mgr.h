@@ -23,6 +23,7 @@
 #include "cachedb2/triggers.h"
 #include "cachedb2/usr_info.h"
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -36,6 +37,8 @@ struct Cdb_options {
     std::string cacheFile;  // file behind GetCacheDB()
     std::string localFile;  // file behind GetLocalDB()
     std::string upnpSocket; // of a minissdpd that knows the routers; empty: the system's, else a search in the network
+    // From the start to the first look whether a daily backup is due.
+    std::chrono::seconds firstBackupLook{300};
 };
 
 // One per process, owned by the server application object. Typed operations may be called on any thread; they return

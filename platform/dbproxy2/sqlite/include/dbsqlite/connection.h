@@ -66,6 +66,8 @@ public:
     [[nodiscard]] int64_t changes() const;
     [[nodiscard]] DbFault fault() const; // of the last call
     [[nodiscard]] std::string reason() const;
+    // For what only the engine itself can do.
+    [[nodiscard]] sqlite3* handle() const { return _handle; }
 
 private:
     explicit DbConnection(sqlite3* handle) : _handle(handle) {}
