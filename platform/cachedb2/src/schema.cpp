@@ -20,7 +20,7 @@ bool create(DbConnection& db, const std::vector<const Table*>& tables, int versi
     isGood = isGood && db.exec("pragma application_id=" + std::to_string(kApplicationId)) &&
              db.exec("pragma user_version=" + std::to_string(version)) && db.exec("commit");
     if (!isGood)
-        (void)db.exec("rollback");
+        db.rollBack();
     return isGood;
 }
 
@@ -32,7 +32,7 @@ bool migrate(DbConnection& db, std::span<const Migration> steps, int version)
         if (!db.exec("begin immediate"))
             return false;
         if (!db.exec(step.sql) || !db.exec("pragma user_version=" + std::to_string(step.to)) || !db.exec("commit")) {
-            (void)db.exec("rollback");
+            db.rollBack();
             return false;
         }
         version = step.to;

@@ -165,6 +165,7 @@ struct Cdb_fac_mgr::Impl {
             (void)db->exec("rollback");
             if (fault == DbFault::None)
                 return false; // refused by the body, for instance a key that is not there
+            db->dropFailedCommit();
             BclLog("The store could not write %s: %s.", what.c_str(), reason.c_str());
             return false;
         }

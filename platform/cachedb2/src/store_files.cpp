@@ -29,9 +29,9 @@ struct Attempt {
 };
 
 // False with a reason: the check found something; false without one: it could not be made.
-bool isStructureSound(DbConnection& db, std::string& reason, const char* how = "pragma quick_check(1)")
+bool passes(DbConnection& db, const char* pragma, std::string& reason)
 {
-    DbStatement* check = db.cached(how);
+    DbStatement* check = db.cached(pragma);
     if (check == nullptr || !check->stepRow())
         return false;
     const std::string_view verdict = check->text(0);
@@ -40,6 +40,17 @@ bool isStructureSound(DbConnection& db, std::string& reason, const char* how = "
         reason = verdict;
     check->reset();
     return isSound;
+}
+
+// As above. The engine's check also blames the file for pages that the disk did not give.
+bool isStructureSound(DbConnection& db, std::string& reason, const char* pragma = "pragma quick_check(1)")
+{
+    if (passes(db, pragma, reason))
+        return true;
+    if (reason.empty())
+        return false;
+    reason.clear();
+    return db.canReadEveryPage() && passes(db, pragma, reason);
 }
 
 std::string countOf(const Table& table)

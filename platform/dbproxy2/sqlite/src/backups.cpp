@@ -1,5 +1,6 @@
 #include "dbsqlite/backups.h"
 
+#include "bcl2/background.h"
 #include "bcl2/log.h"
 #include "dbsqlite/connection.h"
 
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <compare>
-#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -352,31 +352,11 @@ Cbcl_timestamp lastBackup(const BackupPlan& plan)
 }
 
 DailyBackup::DailyBackup(BackupPlan plan, std::chrono::seconds firstLook)
-    : _plan(std::move(plan)), _firstLook(firstLook)
-{
-    // A new thread inherits the mask: signals are for others.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        _thread = std::thread([this] { run(); });
-    } catch (const std::exception& error) {
-        BclLog("There will be no daily backups: %s.", error.what());
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
+    : _plan(std::move(plan)),
+      _thread(BclStartThread("backups", [this, firstLook](const std::stop_token& stop) { run(stop, firstLook); }))
+{}
 
-DailyBackup::~DailyBackup()
-{
-    {
-        const std::scoped_lock lock(_mutex);
-        _isEnding = true;
-    }
-    _changed.notify_all();
-    if (_thread.joinable())
-        _thread.join();
-}
+DailyBackup::~DailyBackup() = default;
 
 void DailyBackup::lookNow()
 {
@@ -386,20 +366,19 @@ void DailyBackup::lookNow()
     _changed.wait(lock, [&] { return _done >= mine || !_thread.joinable(); });
 }
 
-void DailyBackup::run()
+void DailyBackup::run(const std::stop_token& stop, std::chrono::seconds firstLook)
 {
-    pthread_setname_np(pthread_self(), "backups");
     // The system's lowest, for this thread only: telephones go first.
     (void)setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 19);
     std::unique_lock lock(_mutex);
-    std::chrono::seconds pause = _firstLook;
+    std::chrono::seconds pause = firstLook;
     while (true) {
-        _changed.wait_for(lock, pause, [this] { return _isEnding || _asked > _done; });
-        if (_isEnding)
+        _changed.wait_for(lock, stop, pause, [this] { return _asked > _done; });
+        if (stop.stop_requested())
             return;
         const uint64_t asked = _asked;
         lock.unlock();
-        look();
+        look(stop);
         lock.lock();
         _done = asked;
         _changed.notify_all();
@@ -407,23 +386,20 @@ void DailyBackup::run()
     }
 }
 
-void DailyBackup::look()
+void DailyBackup::look(const std::stop_token& stop)
 {
     const Cbcl_timestamp now = _plan.clock();
     const bool isTooSoon = _failedAt != 0 && now >= _failedAt && now < _failedAt + kRetry;
     if (isTooSoon || now < lastBackup(_plan) + kDay)
         return;
-    const BackupResult result = makeBackup(_plan, [this] { return mayGoOn(); });
+    const BackupResult result = makeBackup(_plan, [&stop] {
+        std::this_thread::sleep_for(kPause);
+        return !stop.stop_requested();
+    });
     _failedAt = result.file.empty() ? now : 0;
     if (!result.file.empty())
         BclLog("A backup was made: %s.", result.file.c_str());
     else if (!result.reason.empty())
         BclLog("No backup of %s could be made: %s. It is tried again in an hour.", _plan.path.c_str(),
                result.reason.c_str());
-}
-
-bool DailyBackup::mayGoOn()
-{
-    std::unique_lock lock(_mutex);
-    return !_changed.wait_for(lock, kPause, [this] { return _isEnding; });
 }

@@ -89,12 +89,43 @@ DbConnection::~DbConnection()
 
 bool DbConnection::exec(const std::string& sql)
 {
+    _failure.reset();
     return sqlite3_exec(_handle, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 bool DbConnection::lockForReading()
 {
     return exec("pragma query_only=1");
+}
+
+void DbConnection::rollBack()
+{
+    // After some errors the engine has done it by itself, and would call ours an error.
+    Failure failure{sqlite3_errcode(_handle), reason()};
+    if (sqlite3_get_autocommit(_handle) == 0)
+        (void)exec("rollback");
+    _failure = std::move(failure);
+}
+
+bool DbConnection::canReadEveryPage()
+{
+    std::string none;
+    const auto memory = open(":memory:", Mode::Reader, none);
+    sqlite3_backup* copy = memory ? sqlite3_backup_init(memory->_handle, "main", _handle, "main") : nullptr;
+    int code = copy == nullptr ? SQLITE_NOMEM : sqlite3_backup_step(copy, -1);
+    sqlite3_backup_finish(copy);
+    if (code == SQLITE_DONE)
+        return true;
+    _failure = Failure{code, sqlite3_errstr(code)};
+    return false;
+}
+
+void DbConnection::dropFailedCommit()
+{
+    const int64_t version = number("pragma user_version", -1);
+    if (version >= 0 && exec("begin immediate") &&
+        !(exec("pragma user_version=" + std::to_string(version)) && exec("commit")))
+        rollBack();
 }
 
 bool DbConnection::attach(const std::string& path, const char* schema)
@@ -110,6 +141,7 @@ bool DbConnection::attach(const std::string& path, const char* schema)
 
 DbStatement* DbConnection::cached(const std::string& sql)
 {
+    _failure.reset();
     auto& entry = _statements[sql];
     if (!entry) {
         sqlite3_stmt* statement = nullptr;
@@ -125,6 +157,7 @@ DbStatement* DbConnection::cached(const std::string& sql)
 
 std::unique_ptr<DbStatement> DbConnection::prepareReading(const char* sql)
 {
+    _failure.reset();
     sqlite3_stmt* handle = nullptr;
     const char* rest = nullptr;
     if (sqlite3_prepare_v2(_handle, sql, -1, &handle, &rest) != SQLITE_OK || handle == nullptr)
@@ -154,7 +187,7 @@ int64_t DbConnection::changes() const
 
 DbFault DbConnection::fault() const
 {
-    switch (sqlite3_errcode(_handle) & 0xff) {
+    switch ((_failure ? _failure->code : sqlite3_errcode(_handle)) & 0xff) {
     case SQLITE_OK:
     case SQLITE_ROW:
     case SQLITE_DONE:
@@ -172,5 +205,5 @@ DbFault DbConnection::fault() const
 
 std::string DbConnection::reason() const
 {
-    return sqlite3_errmsg(_handle);
+    return _failure ? _failure->reason : sqlite3_errmsg(_handle);
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -57,18 +58,15 @@ public:
     void lookNow();
 
 private:
-    void run();
-    void look();
-    [[nodiscard]] bool mayGoOn();
+    void run(const std::stop_token& stop, std::chrono::seconds firstLook);
+    void look(const std::stop_token& stop);
 
     const BackupPlan _plan;
-    const std::chrono::seconds _firstLook;
     Cbcl_timestamp _failedAt = 0; // of the thread
 
     std::mutex _mutex;
-    std::condition_variable _changed;
-    bool _isEnding = false;
+    std::condition_variable_any _changed;
     uint64_t _asked = 0; // looks that lookNow() waits for
     uint64_t _done = 0;
-    std::thread _thread;
+    std::jthread _thread; // ends before the others
 };

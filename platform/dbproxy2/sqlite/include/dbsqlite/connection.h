@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -53,6 +54,12 @@ public:
     [[nodiscard]] bool exec(const std::string& sql);
     // From here on every statement that would write fails.
     [[nodiscard]] bool lockForReading();
+    // Ends a transaction after an error; fault() and reason() go on telling of that error.
+    void rollBack();
+    // After a commit that failed and was rolled back. It may lie whole in the engine's log, where the next write would
+    // go over it; if the process died before that, the next start would find what the caller was told is not stored. A
+    // disk that takes nothing any more leaves that doubt.
+    void dropFailedCommit();
     // Attaches a further file under `schema`; its tables are found without naming it.
     [[nodiscard]] bool attach(const std::string& path, const char* schema);
     // Compiled at the first use and kept; comes back reset. Null on an error.
@@ -64,14 +71,22 @@ public:
 
     // Rows that the last writing statement added, changed or removed.
     [[nodiscard]] int64_t changes() const;
+    // Whether the system gives every page, whatever is in it.
+    [[nodiscard]] bool canReadEveryPage();
+
     [[nodiscard]] DbFault fault() const; // of the last call
     [[nodiscard]] std::string reason() const;
     // For what only the engine itself can do.
     [[nodiscard]] sqlite3* handle() const { return _handle; }
 
 private:
+    struct Failure {
+        int code;
+        std::string reason;
+    };
     explicit DbConnection(sqlite3* handle) : _handle(handle) {}
 
     sqlite3* _handle;
+    std::optional<Failure> _failure; // one that the engine has forgotten, until the next call
     std::unordered_map<std::string, std::unique_ptr<DbStatement>> _statements;
 };
