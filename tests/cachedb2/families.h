@@ -94,6 +94,29 @@ auto byKey(Op op)
     return [op](Store& store, Record& record) { return (store.*op)(part(record.*members)...); };
 }
 
+// A plain record whose every part of the key is told by `key`, 1 to 9.
+template <class Record>
+Record sample(const Family<Record>& family, int key, const std::string& text)
+{
+    Record record;
+    for (const FieldDesc& field : tableOf<Record>().fields()) {
+        if (!field.isKey)
+            put(field, &record, text, static_cast<int64_t>(text.size()));
+        else if (!family.isSingle)
+            put(field, &record, "k" + std::to_string(key), key);
+    }
+    if (family.fit)
+        family.fit(record);
+    return record;
+}
+
+// Adds or replaces, whichever the family has.
+template <class Record>
+unsigned write(const Family<Record>& family, Store& store, Record record)
+{
+    return family.add ? family.add(store, record) : family.set(store, record);
+}
+
 // Calls visit(name, Family<Record>) for each of them.
 template <class Visitor>
 void forEachFamily(Visitor&& visit)

@@ -87,10 +87,21 @@ TEST_F(Schema, OlderFileOfRegistrationsKeepsThem)
     EXPECT_EQ(std::to_string(kRuntimeVersion), sql(path("runtime.db"), "pragma user_version"));
 }
 
-TEST_F(Schema, EveryOlderVersionHasASample)
+TEST_F(Schema, EveryVersionOpens)
 {
-    for (int version = 1; version <= kConfigVersion; ++version)
-        EXPECT_TRUE(std::filesystem::exists(TEST_DATA "/store/version-" + std::to_string(version) + ".sql"));
+    for (int version = 1; version <= kConfigVersion; ++version) {
+        SCOPED_TRACE(version);
+        close();
+        for (const char* companion : {"", "-wal", "-shm"})
+            std::filesystem::remove(path(std::string("config.db") + companion));
+        const std::string sample = TEST_DATA "/store/version-" + std::to_string(version) + ".sql";
+        ASSERT_TRUE(std::filesystem::exists(sample));
+        ASSERT_EQ(std::to_string(version), sql(path("config.db"), readFile(sample) + "; pragma user_version"));
+        open();
+        EXPECT_EQ(2u, store().DbGetUsrCnt());
+        EXPECT_EQ(5070, store().system().get()->udpPort);
+        EXPECT_EQ(kDbOk, store().DbSetLocalUserData(user("new")));
+    }
 }
 
 TEST_F(Schema, MigratesStepByStepFromWhereTheFileIs)

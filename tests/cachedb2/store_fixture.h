@@ -22,6 +22,7 @@ protected:
 
     [[nodiscard]] std::filesystem::path path(const std::string& name) const { return _folder.file(name); }
     [[nodiscard]] const std::string& homeFolder() const { return _folder.path(); }
+    [[nodiscard]] const TemporaryFolder& folder() const { return _folder; }
 
     // Log lines since the last call.
     static std::vector<std::string> takeLog();

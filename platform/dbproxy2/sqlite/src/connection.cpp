@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -67,6 +68,10 @@ std::unique_ptr<DbConnection> DbConnection::open(const std::string& path, Mode m
         const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         if (fd >= 0)
             ::close(fd);
+        // What was added while the file was read-only would stay so when it no longer is.
+        for (const char* companion : {"-wal", "-shm"})
+            if (fd >= 0 && eaccess((path + companion).c_str(), W_OK) != 0)
+                (void)chmod((path + companion).c_str(), 0600); // often not there
     }
     sqlite3* handle = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | (mode == Mode::Writer ? SQLITE_OPEN_CREATE : 0) | SQLITE_OPEN_NOMUTEX |
