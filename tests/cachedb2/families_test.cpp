@@ -64,7 +64,7 @@ private:
     template <class Record>
     static bool same(const Record& a, const Record& b)
     {
-        return std::memcmp(&a, &b, sizeof(Record)) == 0;
+        return std::memcmp(static_cast<const void*>(&a), static_cast<const void*>(&b), sizeof(Record)) == 0;
     }
 
     template <class Record>

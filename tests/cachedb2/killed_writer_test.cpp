@@ -30,6 +30,7 @@ protected:
     {
         arguments.insert(arguments.begin(), STORE_WRITER);
         std::vector<char*> pointers;
+        pointers.reserve(arguments.size() + 1);
         for (std::string& argument : arguments)
             pointers.push_back(argument.data());
         pointers.push_back(nullptr);

@@ -48,6 +48,9 @@ const std::array<NamedFault, 18> kFaults = {{
 // Far above the calls of any operation here.
 constexpr unsigned kMaxCalls = 5000;
 
+// Bytes of a log that the engine folds into the file within the next writes: it does so at 1,000 pages.
+constexpr uintmax_t kLongLog = uintmax_t{985} * 4120;
+
 template <class Record, class Fill>
 Record made(Fill&& fill)
 {
@@ -196,7 +199,7 @@ protected:
     void lengthenLog()
     {
         openBase();
-        for (int i = 0; std::filesystem::file_size(path("config.db-wal")) < 985 * 4120; ++i) {
+        for (int i = 0; std::filesystem::file_size(path("config.db-wal")) < kLongLog; ++i) {
             ASSERT_LT(i, 2000);
             ASSERT_EQ(kDbOk, store().DbSetLocalUserData(describedUser("1001", std::to_string(i))));
         }

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <compare>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -18,6 +17,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -108,20 +108,14 @@ void removeUnfinished(const BackupPlan& plan)
 // Those of days to come are the first to go: the clock was wrong when they were made.
 void removeOldest(const BackupPlan& plan, const std::string& made)
 {
-    struct Kept {
-        bool isCredible;
-        Cbcl_timestamp stamp;
-        std::string file;
-        auto operator<=>(const Kept&) const = default;
-    };
     const Cbcl_timestamp now = plan.clock();
-    std::vector<Kept> others;
-    for (std::string& file : filesOf(plan.folder))
+    std::vector<std::tuple<bool, Cbcl_timestamp, std::string>> others; // whether its day has come, when, which file
+    for (const std::string& file : filesOf(plan.folder))
         if (const auto name = parse(plan, file); name && name->end == ".db" && plan.folder + file != made)
-            others.push_back({name->stamp <= now, name->stamp, std::move(file)});
+            others.emplace_back(name->stamp <= now, name->stamp, file);
     std::sort(others.begin(), others.end(), std::greater<>());
     for (size_t i = kKept - 1; i < others.size(); ++i)
-        (void)unlink((plan.folder + others[i].file).c_str());
+        (void)unlink((plan.folder + std::get<std::string>(others[i])).c_str());
 }
 
 std::string newName(const BackupPlan& plan, int64_t version)
