@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QStandardItemModel>
@@ -17,7 +18,7 @@
 
 QString item(int id)
 {
-    const QString text = GetLangItem(id);
+    QString text = GetLangItem(id);
     EXPECT_FALSE(text.isEmpty()) << "item " << id << " has no text";
     return text;
 }

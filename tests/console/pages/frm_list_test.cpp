@@ -49,6 +49,7 @@ public:
     using Cfrm_list::translateSIPTransport;
 
     unsigned total = 0;
+    QString tail;      // of the last column's texts
     QStringList calls; // of the handlers
 
 protected:
@@ -58,7 +59,7 @@ protected:
         for (unsigned number = getCurrPagePos(); number < end; ++number) {
             const int row = _appendRow();
             _setItemValue(row, 0, number);
-            _setItemValue(row, 1, QString::number(number / 2));
+            _setItemValue(row, 1, QString::number(number / 2) + tail);
         }
     }
     uint32_t getRecordCnt() override { return total; }
@@ -156,6 +157,16 @@ TEST_F(FrmList, ADoubleClickEditsOrWarns)
     select(0);
     emit view().doubleClicked(model().index(0, 0));
     EXPECT_EQ(list.calls, QStringList{"edit"});
+}
+
+TEST_F(FrmList, HandlersOfARowAreNotReachedWithoutOne)
+{
+    NumberList& list = openWith(1);
+    for (const Button button : {Edit, Delete}) {
+        boxes.expect(item(76), item(72));
+        press(button);
+    }
+    EXPECT_EQ(list.calls, QStringList());
 }
 
 TEST_F(FrmList, WithoutACountNothingFollows)
@@ -283,6 +294,17 @@ TEST_F(FrmList, ColumnsFitTheFirstRowsAndThenBelongToTheUser)
     header.resizeSection(0, 77);
     press(Next);
     EXPECT_EQ(header.sectionSize(0), 77);
+}
+
+TEST_F(FrmList, ALongLastColumnIsNotCut)
+{
+    NumberList& list = openWith(0);
+    list.total = 1;
+    list.tail = QString(300, QLatin1Char('x'));
+    press(Refresh);
+    const int needed = view().fontMetrics().horizontalAdvance(list.tail);
+    EXPECT_GE(view().header()->sectionSize(1), needed);
+    EXPECT_GT(needed, view().viewport()->width());
 }
 
 TEST_F(FrmList, TransportsHaveNames)

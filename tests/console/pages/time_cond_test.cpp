@@ -99,7 +99,7 @@ TEST_F(TimeConditions, TheDaysStandThreeToARow)
     open<Cfrm_time_cond>();
     boxes.expectEditor(title(), [](QDialog& editor) {
         for (int bit = 0; bit < 7; ++bit) {
-            EXPECT_EQ(check(editor, kDayItems[bit]).y(), check(editor, kDayItems[bit / 3 * 3]).y()) << bit;
+            EXPECT_EQ(check(editor, kDayItems[bit]).y(), check(editor, kDayItems[bit - bit % 3]).y()) << bit;
             EXPECT_EQ(check(editor, kDayItems[bit]).x(), check(editor, kDayItems[bit % 3]).x()) << bit;
         }
         EXPECT_GT(check(editor, kDayItems[3]).y(), check(editor, kDayItems[0]).y());
