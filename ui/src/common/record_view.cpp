@@ -36,8 +36,6 @@ void Crecord_view::fitColumns()
     const int room = contentsRect().width() - verticalScrollBar()->sizeHint().width();
     const int columns = header()->count() - header()->hiddenSectionCount();
     const int spare = qMax(0, room - needed) / qMax(1, columns);
-    // A last column that only takes what is left would be cut where the others leave too little.
-    header()->setStretchLastSection(needed <= room);
     for (int column = 0; column < header()->count(); ++column) {
         if (!isColumnHidden(column))
             header()->resizeSection(column, neededWidth(column) + spare);
