@@ -6,9 +6,13 @@
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QLabel>
+#include <QProcess>
 #include <QScreen>
 
 #include <csignal>
+#include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -163,6 +167,37 @@ TEST_F(Desktop, CloseButtonMinimisesTheProgramThatHasNoTrayIcon)
     EXPECT_TRUE(program.isRunning());
     program.sendSignal(SIGTERM);
     EXPECT_EQ(program.exitCode(), 0) << program.output().toStdString();
+}
+
+// One display with a screen of each width; a program that is started on one of them sees that one first.
+TEST_F(Desktop, AnEditorIsAsWideAsItsDesktopTells)
+{
+    const std::vector<std::pair<int, int>> widths = {{1399, 839}, {1400, 560}, {2047, 818}, {2048, 614}};
+    constexpr int kFirstNumber =
+        50100; // apart from the numbers of the tests' own desktops, with a place among the ports
+    constexpr int kNumbers = 9000;
+    const QString display = QLatin1Char(':') + QString::number(kFirstNumber + getpid() % kNumbers);
+    QStringList arguments = {display,
+                             QStringLiteral("-displayfd"),
+                             QStringLiteral("1"),
+                             QStringLiteral("-nolisten"),
+                             QStringLiteral("tcp"),
+                             QStringLiteral("-noreset")};
+    for (size_t screen = 0; screen < widths.size(); ++screen)
+        arguments += {QStringLiteral("-screen"), QString::number(screen),
+                      QString::number(widths[screen].first) + QStringLiteral("x900x24")};
+    QProcess server;
+    server.start(QStringLiteral("Xvfb"), arguments);
+    ASSERT_TRUE(server.waitForReadyRead(kPatienceMs)) << server.readAllStandardError().toStdString();
+    const QByteArray ownDisplay = qgetenv("DISPLAY");
+    for (size_t screen = 0; screen < widths.size(); ++screen) {
+        qputenv("DISPLAY", (display + QLatin1Char('.') + QString::number(screen)).toLatin1());
+        EXPECT_EQ(run(QStringLiteral(PARLOVEX_EDITOR_WIDTH), {}).toInt(), widths[screen].second)
+            << widths[screen].first;
+    }
+    qputenv("DISPLAY", ownDisplay);
+    server.terminate();
+    EXPECT_TRUE(server.waitForFinished(kPatienceMs));
 }
 
 } // namespace
