@@ -1,11 +1,11 @@
 # Debian packages that the commands of this repository need, and how they get onto the machine. Sourced by ./run and ./test.
 
 build_packages=(g++ cmake ninja-build ccache pkg-config
-    qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev libminiupnpc-dev)
+    qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev libminiupnpc-dev libmariadb-dev)
 run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
 wayland_packages=(qtwayland5)
-test_packages=(libgtest-dev sip-tester baresip-core sipvicious iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool)
+test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicious iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool)
 bench_packages=(kamailio kamailio-extra-modules)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
 stack_packages=(autoconf automake libtool dpkg-dev)

@@ -1,6 +1,6 @@
 #include "cachedb2/local_db.h"
 
-#include "cachedb2/results.h"
+#include "dbproxy2/results.h"
 #include "dbsqlite/connection.h"
 #include "table.h"
 

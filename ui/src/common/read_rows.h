@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cachedb2/local_db.h"
-#include "cachedb2/results.h"
+#include "dbproxy2/results.h"
 
 #include <cstdint>
 

@@ -12,7 +12,7 @@
 #include "cachedb2/numbers.h"
 #include "cachedb2/peer_server.h"
 #include "cachedb2/registrations.h"
-#include "cachedb2/results.h"
+#include "dbproxy2/results.h"
 #include "cachedb2/ring_groups.h"
 #include "cachedb2/routing.h"
 #include "cachedb2/settings.h"

@@ -4,15 +4,26 @@
 
 #include <sqlite3.h>
 
+#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-// How long a statement waits for another process that writes the same file, in milliseconds: longer than any commit of
-// ours takes, shorter than a person at the console gets impatient.
-constexpr int kBusyTimeoutMs = 1000;
+// A statement waits for another process that writes the same file: about a second, longer than any commit of ours takes
+// and shorter than a person at the console gets impatient. It looks often and evenly: the engine's own growing pauses
+// would let one that writes all the time keep the others out.
+constexpr int kBusyTries = 900;
+constexpr timespec kBusyPause{0, 1'000'000};
+
+int waitWhileBusy(void*, int tries)
+{
+    if (tries >= kBusyTries)
+        return 0;
+    nanosleep(&kBusyPause, nullptr);
+    return 1;
+}
 
 } // namespace
 
@@ -82,7 +93,7 @@ std::unique_ptr<DbConnection> DbConnection::open(const std::string& path, Mode m
         sqlite3_close_v2(handle);
         return nullptr;
     }
-    sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    sqlite3_busy_handler(handle, &waitWhileBusy, nullptr);
     return std::unique_ptr<DbConnection>(new DbConnection(handle));
 }
 
@@ -206,6 +217,16 @@ DbFault DbConnection::fault() const
     default:
         return DbFault::System;
     }
+}
+
+bool DbConnection::isDuplicate() const
+{
+    return sqlite3_extended_errcode(_handle) == SQLITE_CONSTRAINT_PRIMARYKEY;
+}
+
+bool DbConnection::isBusy() const
+{
+    return (sqlite3_errcode(_handle) & 0xff) == SQLITE_BUSY;
 }
 
 std::string DbConnection::reason() const

@@ -74,7 +74,9 @@ public:
     // Whether the system gives every page, whatever is in it.
     [[nodiscard]] bool canReadEveryPage();
 
-    [[nodiscard]] DbFault fault() const; // of the last call
+    [[nodiscard]] DbFault fault() const;    // of the last call
+    [[nodiscard]] bool isDuplicate() const; // the last call failed because a row of that key exists
+    [[nodiscard]] bool isBusy() const;      // the last call failed because somebody else was writing
     [[nodiscard]] std::string reason() const;
     // For what only the engine itself can do.
     [[nodiscard]] sqlite3* handle() const { return _handle; }

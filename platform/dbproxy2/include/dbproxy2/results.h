@@ -1,4 +1,5 @@
-// The store's result codes. No engine's own code ever passes through: some of them have the same numbers.
+// The result codes of the store and of the remote database. No engine's own code ever passes through: some of them have
+// the same numbers.
 #pragma once
 
 constexpr unsigned kDbOk = 0;     // found and filled, or stored durably

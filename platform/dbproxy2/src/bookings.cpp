@@ -1,0 +1,257 @@
+#include "dbproxy2/bookings.h"
+
+#include "bcl2/background.h"
+#include "bcl2/date.h"
+#include "bcl2/log.h"
+#include "settlement.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <sys/random.h>
+#include <thread>
+#include <utility>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kRetryPause = 1s; // of bookings that could not be made
+constexpr auto kCleaningPause = 1h;
+constexpr auto kIdlePause = 3600s; // nothing to do
+constexpr size_t kRandomBytes = 12;
+
+bool isSum(int64_t cents)
+{
+    constexpr int64_t kLargest = int64_t{1} << 40; // far above every balance, and sums of it stay numbers
+    return cents >= 0 && cents <= kLargest;
+}
+
+} // namespace
+
+struct Cdb_bookings::Impl {
+    Impl(RemoteCore& database, const std::string& folder) : core(database), journal(folder + "bookings.db") {}
+
+    struct Request {
+        BookingEntry entry; // of an end: the id and the cost
+        int64_t total = 0;
+        Completion completion;
+    };
+
+    void run();
+    void load();
+    void serve(Request request);
+    [[nodiscard]] Ebooking_result reserve(Request& request);
+    [[nodiscard]] Ebooking_result end(Request& request);
+    [[nodiscard]] bool settle(const BookingEntry& entry);
+    void settleWaiting();
+    void add(Request request);
+
+    // The thread's own.
+    RemoteCore& core;
+    BookingJournal journal;
+    bool isLoaded = false;
+    std::map<std::string, BookingEntry> open;
+    std::deque<BookingEntry> ended; // to be booked
+    Clock::time_point nextTry;
+    Clock::time_point nextCleaning;
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::condition_variable booked;
+    std::deque<Request> requests;
+    bool isWorking = true; // something may be left to do
+    bool isStopped = false;
+    std::jthread thread;
+};
+
+void Cdb_bookings::Impl::add(Request request)
+{
+    const std::scoped_lock lock(mutex);
+    requests.push_back(std::move(request));
+    isWorking = true;
+    changed.notify_all();
+}
+
+void Cdb_bookings::Impl::run()
+{
+    std::unique_lock lock(mutex);
+    for (;;) {
+        lock.unlock();
+        if (!isLoaded)
+            load();
+        settleWaiting();
+        lock.lock();
+        if (!requests.empty()) {
+            Request request = std::move(requests.front());
+            requests.pop_front();
+            lock.unlock();
+            serve(std::move(request));
+            lock.lock();
+            continue;
+        }
+        if (isStopped)
+            return;
+        isWorking = !ended.empty() || !isLoaded;
+        if (!isWorking)
+            booked.notify_all();
+        const auto pause = isWorking ? Clock::duration(kRetryPause) : Clock::duration(kIdlePause);
+        changed.wait_for(lock, pause, [this] { return isStopped || !requests.empty(); });
+    }
+}
+
+// What an earlier process left behind.
+void Cdb_bookings::Impl::load()
+{
+    std::vector<BookingEntry> left;
+    if (journal.isOnDisk() && (!journal.open() || !journal.load(left)))
+        return;
+    isLoaded = true;
+    if (!left.empty())
+        BclLog("%zu bookings of an earlier run are still to be made.", left.size());
+    for (BookingEntry& entry : left) {
+        if (!entry.isEnded) {
+            entry.isEnded = true;
+            (void)journal.put(entry); // its cost stands in the journal already
+        }
+        ended.push_back(std::move(entry));
+    }
+}
+
+void Cdb_bookings::Impl::serve(Request request)
+{
+    const Ebooking_result result = request.entry.isEnded ? end(request) : reserve(request);
+    if (request.completion)
+        request.completion(result);
+}
+
+Ebooking_result Cdb_bookings::Impl::reserve(Request& request)
+{
+    BookingEntry& entry = request.entry;
+    const auto found = open.find(entry.id);
+    const bool isFirst = found == open.end();
+    // On disk before anything is taken: nobody else could give it back.
+    if (!isLoaded || !journal.put(entry))
+        return Ebooking_result::Unavailable;
+    const SqlResult result = reserveBooking(core, entry, request.total, isFirst);
+    if (result.isDone() || !isFirst)
+        open.insert_or_assign(entry.id, entry);
+    else if (result.status == SqlStatus::Lost) {
+        entry.cost = 0;
+        entry.isEnded = true;
+        (void)journal.put(entry); // the cost of a call that was not let through is 0 already
+        ended.push_back(entry);
+    } else
+        journal.remove(entry.id);
+    if (result.isDone())
+        return Ebooking_result::Done;
+    return result.status == SqlStatus::Refused ? Ebooking_result::Refused : Ebooking_result::Unavailable;
+}
+
+Ebooking_result Cdb_bookings::Impl::end(Request& request)
+{
+    const auto found = open.find(request.entry.id);
+    if (found == open.end())
+        return Ebooking_result::Refused;
+    BookingEntry entry = std::move(found->second);
+    open.erase(found);
+    entry.cost = request.entry.cost;
+    entry.isEnded = true;
+    const bool isKept = journal.put(entry);
+    if (settle(entry))
+        return Ebooking_result::Done;
+    ended.push_back(std::move(entry));
+    nextTry = Clock::now() + kRetryPause;
+    return isKept ? Ebooking_result::Kept : Ebooking_result::NotKept;
+}
+
+bool Cdb_bookings::Impl::settle(const BookingEntry& entry)
+{
+    if (!settleBooking(core, entry).isDone())
+        return false;
+    journal.remove(entry.id);
+    return true;
+}
+
+// One at a time, so that new calls are served in between.
+void Cdb_bookings::Impl::settleWaiting()
+{
+    const auto now = Clock::now();
+    if (now >= nextCleaning && core.epoch() != 0) {
+        nextCleaning = now + kCleaningPause;
+        removeOldBookings(core, BclGetCurrTimestamp());
+    }
+    while (!ended.empty() && now >= nextTry && core.isActive()) {
+        if (!settle(ended.front())) {
+            // The next one may go well: this one waits at the end.
+            std::rotate(ended.begin(), ended.begin() + 1, ended.end());
+            nextTry = now + kRetryPause;
+            return;
+        }
+        ended.pop_front();
+        const std::scoped_lock lock(mutex);
+        if (!requests.empty() || isStopped)
+            return;
+    }
+}
+
+Cdb_bookings::Cdb_bookings(Cdb_remote& database, const std::string& dataFolder)
+    : _impl(std::make_unique<Impl>(*database._core, dataFolder))
+{
+    _impl->thread = BclStartThread("bookings", [impl = _impl.get()](const std::stop_token&) { impl->run(); });
+}
+
+Cdb_bookings::~Cdb_bookings()
+{
+    {
+        const std::scoped_lock lock(_impl->mutex);
+        _impl->isStopped = true;
+        _impl->changed.notify_all();
+    }
+    if (_impl->thread.joinable())
+        _impl->thread.join();
+}
+
+std::string Cdb_bookings::newId()
+{
+    unsigned char bytes[kRandomBytes];
+    size_t got = 0;
+    while (got < sizeof bytes)
+        if (const ssize_t count = getrandom(bytes + got, sizeof bytes - got, 0); count > 0)
+            got += static_cast<size_t>(count);
+    std::string id = bookingTime(BclGetCurrTimestamp());
+    for (const unsigned char byte : bytes) {
+        constexpr const char* kDigits = "0123456789abcdef";
+        id += kDigits[byte >> 4];
+        id += kDigits[byte & 0xf];
+    }
+    return id;
+}
+
+void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account, int64_t total, int64_t costSoFar,
+                           Completion completion)
+{
+    if (!isSum(total) || !isSum(costSoFar)) {
+        completion(Ebooking_result::Refused);
+        return;
+    }
+    _impl->add({{id, account, costSoFar, false}, total, std::move(completion)});
+}
+
+void Cdb_bookings::end(const std::string& id, int64_t cost, Completion completion)
+{
+    if (!isSum(cost)) {
+        completion(Ebooking_result::Refused);
+        return;
+    }
+    _impl->add({{id, {}, cost, true}, 0, std::move(completion)});
+}
+
+bool Cdb_bookings::waitUntilBooked(std::chrono::milliseconds time)
+{
+    std::unique_lock lock(_impl->mutex);
+    return _impl->booked.wait_for(lock, time, [this] { return !_impl->isWorking && _impl->requests.empty(); });
+}

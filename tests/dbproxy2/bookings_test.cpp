@@ -1,0 +1,278 @@
+// The money of running calls: nothing is lost and nothing is booked twice, whoever is killed in between.
+#include "dbproxy2/bookings.h"
+
+#include "bcl2/text.h"
+#include "dbproxy2/remote_fixture.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <future>
+#include <random>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+using Result = Ebooking_result;
+
+constexpr int kFortune = 1'000'000'000;
+
+int rounds(int usual)
+{
+    const char* wanted = getenv("PARLOVEX_KILL_ROUNDS");
+    return wanted == nullptr ? usual : std::max(1, atoi(wanted));
+}
+
+} // namespace
+
+class RemoteBookings : public OnEachEngine {
+protected:
+    void SetUp() override
+    {
+        OnEachEngine::SetUp();
+        setBalance(1000);
+    }
+    void TearDown() override { _bookings.reset(); }
+
+    Cdb_bookings& bookings()
+    {
+        if (!_bookings)
+            _bookings = std::make_unique<Cdb_bookings>(remote(), folder());
+        return *_bookings;
+    }
+    void endBookings() { _bookings.reset(); }
+
+    void setBalance(int cents)
+    {
+        Ctbl_sub_balance record;
+        BclCopyStr(record.cSubName, "1000");
+        record.nBalance = cents;
+        ASSERT_EQ(kDbOk, remote().set(record));
+    }
+    int balance()
+    {
+        Ctbl_sub_balance record;
+        BclCopyStr(record.cSubName, "1000");
+        EXPECT_EQ(kDbOk, remote().get(record));
+        return record.nBalance;
+    }
+
+    Result reserve(const std::string& id, int64_t total, int64_t costSoFar = 0, const Cdb_balance_key& account = kUser)
+    {
+        std::promise<Result> promise;
+        bookings().reserve(id, account, total, costSoFar, [&](Result result) { promise.set_value(result); });
+        return promise.get_future().get();
+    }
+    Result end(const std::string& id, int64_t cost)
+    {
+        std::promise<Result> promise;
+        bookings().end(id, cost, [&](Result result) { promise.set_value(result); });
+        return promise.get_future().get();
+    }
+    // A call with a reservation.
+    std::string openCall(int64_t total, int64_t costSoFar = 0)
+    {
+        const std::string id = Cdb_bookings::newId();
+        EXPECT_EQ(Result::Done, reserve(id, total, costSoFar));
+        return id;
+    }
+
+    [[nodiscard]] std::unique_ptr<ChildProcess> startClient(const std::string& mode, int count,
+                                                            const std::string& outputFile) const
+    {
+        const Cdb_remote_settings how = settings(GetParam());
+        return std::make_unique<ChildProcess>(std::vector<std::string>{BILLING_CLIENT, mode, std::to_string(count),
+                                                                       folder(), how.address, std::to_string(how.port),
+                                                                       how.user, how.password, how.database},
+                                              path(outputFile));
+    }
+
+    // What the database and the journal say after everybody has ended: every acknowledged call has its cost, and the
+    // balance what all of them leave.
+    void checkAccounts(const std::string& acknowledged)
+    {
+        auto settling = startClient("settle", 0, "settle.txt");
+        ASSERT_EQ(0, settling->wait());
+        EXPECT_EQ("0", sql("select count(*) from tbl_booking where nState<>2"));
+        EXPECT_EQ("0", RemoteFixture::sql(Engine::Embedded, "attach database '" + path("bookings.db") +
+                                                                "' as j; select count(*) from j.tbl_pending"));
+        EXPECT_EQ(std::to_string(kFortune), sql("select sum(nCost) + (select nBalance from tbl_sub_balance) from "
+                                                "tbl_booking"));
+        std::istringstream lines(acknowledged);
+        std::string id;
+        std::string cost;
+        while (lines >> id >> cost)
+            EXPECT_EQ(cost, sql("select nCost from tbl_booking where cBooking='" + id + "'")) << id;
+    }
+
+    static inline const Cdb_balance_key kUser{Ebalance_kind::Subscriber, "1000"};
+
+private:
+    std::unique_ptr<Cdb_bookings> _bookings;
+};
+
+class RemoteBookingsOnAServer : public RemoteBookings {};
+
+TEST_P(RemoteBookings, ReserveWhatIsThereAndBookWhatItCost)
+{
+    const std::string first = openCall(300);
+    EXPECT_EQ(700, balance());
+    EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), 701)) << "parallel calls cannot overdraw";
+    EXPECT_EQ(700, balance());
+    EXPECT_EQ(Result::Done, reserve(first, 500));
+    EXPECT_EQ(Result::Done, reserve(first, 500)) << "the same again";
+    EXPECT_EQ(Result::Done, reserve(first, 400)) << "less is there already";
+    EXPECT_EQ(500, balance());
+    EXPECT_EQ(Result::Refused, reserve(first, 1001));
+    EXPECT_EQ(500, balance());
+    EXPECT_EQ(Result::Done, end(first, 320));
+    EXPECT_EQ(680, balance());
+    EXPECT_EQ(Result::Refused, end(first, 320)) << "it has ended";
+    EXPECT_EQ(680, balance());
+
+    EXPECT_EQ(Result::Done, end(openCall(680), 0));
+    EXPECT_EQ(680, balance());
+    EXPECT_EQ(Result::Done, end(openCall(100), 700)) << "more than was reserved, and than is there";
+    EXPECT_EQ(-20, balance());
+    EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), 1));
+    EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), -1));
+    EXPECT_EQ(Result::Refused, end(Cdb_bookings::newId(), 10)) << "nobody knows it";
+    EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), 1, 0, {Ebalance_kind::Subscriber, "1001"}));
+
+    Ctbl_callingcard_balance card;
+    BclCopyStr(card.cCard, "1000");
+    card.nBalance = 50;
+    ASSERT_EQ(kDbOk, remote().set(card));
+    const std::string ofCard = Cdb_bookings::newId();
+    ASSERT_EQ(Result::Done, reserve(ofCard, 50, 0, {Ebalance_kind::CallingCard, "1000"}));
+    ASSERT_EQ(Result::Done, end(ofCard, 49));
+    ASSERT_EQ(kDbOk, remote().get(card));
+    EXPECT_EQ(1, card.nBalance);
+    EXPECT_EQ(-20, balance()) << "the user of that name is somebody else";
+    EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(RemoteBookings, AreKeptWhileTheDatabaseIsAway)
+{
+    const std::string ended = openCall(300);
+    const std::string endsLater = openCall(300);
+    remote().apply({});
+    EXPECT_EQ(Result::Unavailable, reserve(Cdb_bookings::newId(), 1));
+    EXPECT_EQ(Result::Unavailable, reserve(endsLater, 350, 320)) << "the call may go on, with what it has";
+    EXPECT_EQ(Result::Kept, end(ended, 120));
+    EXPECT_FALSE(bookings().waitUntilBooked(std::chrono::milliseconds(10)));
+
+    // Another run.
+    endBookings();
+    remote().apply(settings(GetParam()));
+    ASSERT_TRUE(waitForActive());
+    EXPECT_EQ(400, balance());
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(1000 - 120 - 320, balance()) << "the cost of the ended call, and what was last known of the other";
+}
+
+TEST_P(RemoteBookings, AreMadeByThemselvesWhenTheDatabaseIsBack)
+{
+    const std::string id = openCall(300);
+    remote().apply({});
+    EXPECT_EQ(Result::Kept, end(id, 120));
+    remote().apply(settings(GetParam()));
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(880, balance());
+}
+
+TEST_P(RemoteBookings, AreMadeOnceHoweverOftenTheyAreTried)
+{
+    const std::string id = openCall(300);
+    EXPECT_EQ(Result::Done, end(id, 120));
+    // As if the answer had been lost, of this one and of a reservation that never came through.
+    const std::string late = Cdb_bookings::newId();
+    endBookings();
+    for (int i = 0; i < 3; ++i) {
+        RemoteFixture::sql(Engine::Embedded, "attach database '" + path("bookings.db") +
+                                                 "' as j; insert into j.tbl_pending values ('" + id +
+                                                 "', 1, '1000', 120, 1), ('" + late + "', 1, '1000', 0, 0)");
+        ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+        endBookings();
+        EXPECT_EQ(880, balance());
+    }
+    // It can come through no more.
+    EXPECT_NE(Result::Done, reserve(late, 100));
+    EXPECT_EQ(880, balance());
+}
+
+TEST_P(RemoteBookings, AreForgottenWhenTheyAreVeryOld)
+{
+    const auto insert = [this](const std::string& id, int state) {
+        sql("insert into tbl_booking (cBooking, nAccountKind, cAccountName, nReserved, nCost, nState) values ('" + id +
+            "', 1, '1000', 0, 0, " + std::to_string(state) + ")");
+    };
+    insert("10000000aaaaaaaaaaaaaaaaaaaaaaaa", 2); // 1978
+    insert("10000000bbbbbbbbbbbbbbbbbbbbbbbb", 1); // still open: somebody's money
+    const std::string fresh = Cdb_bookings::newId();
+    insert(fresh, 2);
+    (void)bookings();
+    EXPECT_TRUE(waitUntil([this] { return sql("select count(*) from tbl_booking") == "2"; }));
+    EXPECT_EQ("10000000bbbbbbbbbbbbbbbbbbbbbbbb", sql("select min(cBooking) from tbl_booking"));
+}
+
+TEST_P(RemoteBookings, LoseNoCentBetweenTwoThatDebitTogether)
+{
+    constexpr int kEach = 5000;
+    setBalance(2 * kEach + 1);
+    auto one = startClient("debit", kEach, "one.txt");
+    auto two = startClient("debit", kEach, "two.txt");
+    EXPECT_EQ(0, one->wait());
+    EXPECT_EQ(0, two->wait());
+    EXPECT_EQ(1, balance());
+    EXPECT_EQ(kDbFailed, remote().debit(kUser, 2)) << "not covered";
+    EXPECT_EQ(kDbFailed, remote().debit(kUser, -1));
+    EXPECT_EQ(1, balance());
+    EXPECT_EQ(kDbOk, remote().debit(kUser, 1));
+    EXPECT_EQ(0, balance());
+}
+
+TEST_P(RemoteBookings, SurviveAKilledProcess)
+{
+    setBalance(kFortune);
+    std::mt19937 random(20261121);
+    std::uniform_int_distribution<size_t> counts(1, 25);
+    std::string acknowledged;
+    for (int round = 0; round < rounds(8); ++round) {
+        const size_t wanted = counts(random);
+        auto client = startClient("book", 1'000'000, "round" + std::to_string(round));
+        ASSERT_TRUE(waitUntil([&] {
+            const std::string text = client->output();
+            return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) >= wanted;
+        }));
+        client->sendSignal(SIGKILL);
+        ASSERT_EQ(-SIGKILL, client->wait());
+        std::string text = client->output();
+        text.resize(text.rfind('\n') + 1);
+        acknowledged += text;
+    }
+    EXPECT_GE(std::count(acknowledged.begin(), acknowledged.end(), '\n'), rounds(8));
+    checkAccounts(acknowledged);
+}
+
+TEST_P(RemoteBookingsOnAServer, SurviveItsEnd)
+{
+    setBalance(kFortune);
+    auto client = startClient("book", 1000, "client");
+    for (int round = 0; round < 3; ++round) {
+        const size_t before = client->output().size();
+        ASSERT_TRUE(waitUntil([&] { return client->output().size() > before + 3000; }));
+        server().kill();
+        server().start();
+    }
+    EXPECT_EQ(0, client->wait());
+    const std::string acknowledged = client->output();
+    client.reset();
+    ASSERT_TRUE(waitForActive());
+    checkAccounts(acknowledged);
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, RemoteBookings, testing::Values(Engine::Embedded, Engine::MariaDb), engineName);
+INSTANTIATE_TEST_SUITE_P(Engines, RemoteBookingsOnAServer, testing::Values(Engine::MariaDb), engineName);

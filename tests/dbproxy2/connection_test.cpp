@@ -1,0 +1,313 @@
+// How the connection to a server comes, goes and comes back.
+#include "bcl2/text.h"
+#include "dbproxy2/proxy.h"
+#include "dbproxy2/remote_fixture.h"
+#include "dbproxy2/slow_proxy.h"
+#include "support/free_port.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// An operation has two seconds; a test machine may be slow, but nothing near the time that a hanging server takes.
+constexpr std::chrono::seconds kBound{20};
+
+Ctbl_prepaid_rate rate(uint32_t id)
+{
+    Ctbl_prepaid_rate record;
+    record.rate_id = id;
+    record.tariff_interval = 60;
+    return record;
+}
+
+long count(const std::vector<std::string>& lines, const std::string& text)
+{
+    return std::count_if(lines.begin(), lines.end(),
+                         [&text](const std::string& line) { return line.find(text) != std::string::npos; });
+}
+
+// Listens on a port of 127.0.0.1; 0: one that the system chooses.
+int listenOn(uint16_t port)
+{
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    EXPECT_EQ(0, listen(listener, 8));
+    return listener;
+}
+
+uint16_t portOf(int listener)
+{
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    return getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) == 0 ? ntohs(address.sin_port)
+                                                                                    : uint16_t{0};
+}
+
+// Stands where a server should be and hangs up on so many connections.
+void turnAway(uint16_t port, int connections)
+{
+    const int listener = listenOn(port);
+    for (int i = 0; i < connections; ++i) {
+        pollfd entry{listener, POLLIN, 0};
+        const int patience = static_cast<int>(std::chrono::milliseconds(kTestPatience).count());
+        ASSERT_EQ(1, poll(&entry, 1, patience));
+        close(accept(listener, nullptr, nullptr));
+    }
+    close(listener);
+}
+
+} // namespace
+
+class RemoteConnection : public RemoteFixture {
+protected:
+    // A server with the database open on it.
+    void openServer(std::vector<std::string> options = {})
+    {
+        startServer(std::move(options));
+        open(settings(Engine::MariaDb));
+        ASSERT_TRUE(waitForActive());
+        takeLog();
+    }
+
+    // Whatever is asked fails, and in time.
+    void expectUnusable()
+    {
+        const auto begin = Clock::now();
+        Ctbl_prepaid_rate record = rate(1);
+        EXPECT_EQ(kDbFailed, remote().get(record));
+        EXPECT_EQ(kDbFailed, remote().set(record));
+        EXPECT_EQ(kDbFailed, remote().del(record));
+        EXPECT_EQ(0u, remote().has(record));
+        EXPECT_EQ(0u, remote().count<Ctbl_prepaid_rate>());
+        EXPECT_EQ(kDbFailed, Cdb_proxy(&remote()).query("select rate_id from tbl_prepaid_rate"));
+        EXPECT_EQ(kDbFailed, remote().debit({Ebalance_kind::Subscriber, "1000"}, 1));
+        EXPECT_LT(Clock::now() - begin, kBound);
+        EXPECT_FALSE(remote().isActive());
+    }
+
+    void makeCertificate(const std::string& name) const
+    {
+        ChildProcess openssl({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                              "-nodes", "-days", "2", "-subj", "/CN=" + name, "-addext", "subjectAltName=IP:127.0.0.1",
+                              "-keyout", path(name + "-key.pem"), "-out", path(name + ".pem")},
+                             path(name + ".log"));
+        ASSERT_EQ(0, openssl.wait()) << openssl.output();
+    }
+};
+
+TEST_F(RemoteConnection, ComesBackWhenTheServerDoes)
+{
+    openServer();
+    ASSERT_EQ(kDbOk, remote().set(rate(1)));
+    server().stop();
+    ASSERT_TRUE(waitForInactive());
+    expectUnusable();
+    EXPECT_FALSE(std::filesystem::exists(path("billing.db"))) << "the embedded engine is no fallback";
+
+    ASSERT_TRUE(waitForLog("is lost"));
+    server().start();
+    ASSERT_TRUE(waitForActive());
+    EXPECT_EQ(kDbHas, remote().has(rate(1)));
+    EXPECT_EQ(kDbOk, remote().set(rate(2)));
+    ASSERT_TRUE(waitForLog("is connected"));
+    EXPECT_EQ(0, count(takeLog(), "database server"));
+}
+
+TEST_F(RemoteConnection, TellsEachOutageOnce)
+{
+    openServer();
+    server().kill();
+    ASSERT_TRUE(waitForInactive());
+    // An attempt that fails: no further line.
+    turnAway(server().port(), 1);
+    server().start();
+    ASSERT_TRUE(waitForActive());
+    server().kill();
+    ASSERT_TRUE(waitForInactive());
+    server().start();
+    ASSERT_TRUE(waitForActive());
+    close();
+    const auto lines = takeLog();
+    EXPECT_EQ(2, count(lines, "is lost"));
+    EXPECT_EQ(2, count(lines, "is connected"));
+    EXPECT_EQ(4u, lines.size());
+}
+
+TEST_F(RemoteConnection, DoesNotHangWithTheServer)
+{
+    openServer();
+    ASSERT_EQ(kDbOk, remote().set(rate(1)));
+    server().suspend();
+    const auto begin = Clock::now();
+    Ctbl_prepaid_rate record = rate(1);
+    EXPECT_EQ(kDbFailed, remote().get(record));
+    const auto time = Clock::now() - begin;
+    EXPECT_LT(time, kBound);
+    RecordProperty("milliseconds",
+                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()));
+    expectUnusable();
+
+    server().resume();
+    ASSERT_TRUE(waitForActive());
+    EXPECT_EQ(kDbOk, remote().get(record));
+
+    server().suspend();
+    const auto closing = Clock::now();
+    close();
+    EXPECT_LT(Clock::now() - closing, kBound);
+}
+
+TEST_F(RemoteConnection, NoticesAServerThatHangsWhileNobodyAsks)
+{
+    openServer();
+    server().suspend();
+    EXPECT_TRUE(waitForInactive());
+    EXPECT_TRUE(waitForLog("is lost: no answer in time"));
+}
+
+// Each byte that comes could start the time-out of a read anew.
+TEST_F(RemoteConnection, DoesNotWaitForAServerThatTrickles)
+{
+    startServer();
+    SlowProxy proxy(server().port());
+    Cdb_remote_settings slow = settings(Engine::MariaDb);
+    slow.port = proxy.port();
+    open(slow);
+    ASSERT_TRUE(waitForActive());
+    for (uint32_t id = 1; id <= 200; ++id)
+        ASSERT_EQ(kDbOk, remote().set(rate(id)));
+    proxy.trickle();
+    const auto begin = Clock::now();
+    Cdb_proxy page(&remote());
+    EXPECT_EQ(kDbFailed, page.query("select * from tbl_prepaid_rate order by rate_id"));
+    EXPECT_LT(Clock::now() - begin, kBound); // all of it would take minutes
+    EXPECT_FALSE(remote().isActive());
+}
+
+TEST_F(RemoteConnection, TellsWhyItCannotBeMade)
+{
+    startServer();
+    Cdb_remote_settings wrong = settings(Engine::MariaDb);
+    wrong.password = "guessed by mistake";
+    open(wrong);
+    ASSERT_TRUE(waitForLog("Access denied"));
+    expectUnusable();
+
+    // The account of the documentation, without one thing or another.
+    server().sql("create user reader@'127.0.0.1' identified by 'r'; grant select on billing.* to reader@'127.0.0.1'");
+    Cdb_remote_settings reader = settings(Engine::MariaDb);
+    reader.user = "reader";
+    reader.password = "r";
+    remote().apply(reader);
+    ASSERT_TRUE(waitForLog("CREATE command denied"));
+    expectUnusable();
+
+    Cdb_remote_settings elsewhere = settings(Engine::MariaDb);
+    elsewhere.database = "mysql";
+    remote().apply(elsewhere);
+    ASSERT_TRUE(waitForLog("Access denied"));
+    expectUnusable();
+
+    Cdb_remote_settings nobody = settings(Engine::MariaDb);
+    nobody.port = freeTcpPort();
+    remote().apply(nobody);
+    ASSERT_TRUE(waitForLog("cannot be used"));
+    expectUnusable();
+
+    remote().apply(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForActive());
+    ASSERT_EQ(kDbOk, remote().set(rate(1)));
+
+    // The tables are there now: somebody may read them who may not write.
+    remote().apply(reader);
+    ASSERT_TRUE(waitForActive());
+    EXPECT_EQ(kDbHas, remote().has(rate(1)));
+    EXPECT_EQ(kDbFailed, remote().set(rate(2)));
+    EXPECT_EQ(kDbFailed, remote().del(rate(1)));
+    EXPECT_TRUE(waitForLog("refused tbl_prepaid_rate: INSERT"));
+    EXPECT_TRUE(remote().isActive()) << "a refusal is no loss";
+    EXPECT_EQ(1u, remote().count<Ctbl_prepaid_rate>());
+
+    for (const std::string& line : takeLog())
+        EXPECT_EQ(std::string::npos, line.find("guessed")) << line;
+}
+
+TEST_F(RemoteConnection, FollowsItsSettingsAtOnce)
+{
+    openServer();
+    ASSERT_EQ(kDbOk, remote().set(rate(1)));
+
+    remote().apply({"local", 0, "", "", ""});
+    EXPECT_TRUE(remote().isActive()) << "the embedded engine is waited for";
+    EXPECT_EQ(0u, remote().count<Ctbl_prepaid_rate>());
+    EXPECT_EQ(kDbOk, remote().set(rate(7)));
+
+    remote().apply({});
+    EXPECT_FALSE(remote().isActive());
+    expectUnusable();
+
+    // Something that takes connections and never says a word.
+    const int mute = listenOn(0);
+    Cdb_remote_settings silent = settings(Engine::MariaDb);
+    silent.port = portOf(mute);
+    const auto begin = Clock::now();
+    remote().apply(silent);
+    expectUnusable();
+    remote().apply(settings(Engine::MariaDb));
+    EXPECT_LT(Clock::now() - begin, kBound);
+    ASSERT_TRUE(waitForActive());
+    ::close(mute);
+    EXPECT_EQ(kDbHas, remote().has(rate(1)));
+    EXPECT_EQ(0u, remote().has(rate(7)));
+
+    // The same once more changes nothing.
+    remote().apply(settings(Engine::MariaDb));
+    EXPECT_TRUE(remote().isActive());
+}
+
+TEST_F(RemoteConnection, IsEncryptedWhereTheServerOffersIt)
+{
+    makeCertificate("own");
+    makeCertificate("other");
+    startServer({"--ssl-cert=" + path("own.pem"), "--ssl-key=" + path("own-key.pem")});
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForActive());
+    ASSERT_TRUE(waitForLog("is connected over TLSv1."));
+
+    std::filesystem::copy_file(path("own.pem"), path("remote-ca.pem"));
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForActive()) << "the certificate is the expected one";
+
+    std::filesystem::copy_file(path("other.pem"), path("remote-ca.pem"),
+                               std::filesystem::copy_options::overwrite_existing);
+    takeLog();
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForLog("cannot be used: "));
+    EXPECT_FALSE(remote().isActive());
+}
+
+TEST_F(RemoteConnection, IsNotMadeInClearWhenACertificateIsExpected)
+{
+    startServer();
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForLog("is connected without TLS"));
+    makeCertificate("own");
+    std::filesystem::copy_file(path("own.pem"), path("remote-ca.pem"));
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForLog("cannot be used: "));
+    EXPECT_FALSE(remote().isActive());
+}
