@@ -41,10 +41,27 @@ std::string usableFolder(const Cdb_options& options)
     return std::string(folder.view());
 }
 
+Cdb_remote_settings remoteSettings(const Cdb_sys_data& system)
+{
+    const bool isPort = system.dbPort > 0 && system.dbPort <= std::numeric_limits<uint16_t>::max();
+    return {std::string(BclTrimmed(BclFieldText(system.dbAddr))), isPort ? static_cast<unsigned>(system.dbPort) : 0,
+            std::string(BclFieldText(system.dbUser)), std::string(BclFieldText(system.dbPassword)),
+            std::string(BclFieldText(system.dbName))};
+}
+
 } // namespace
+
+void Cdb_fac_mgr::Impl::applyRemote()
+{
+    const std::scoped_lock lock(remoteMutex);
+    if (remote)
+        remote->apply(remoteSettings(*system.get()));
+}
 
 void Cdb_fac_mgr::Impl::tell(const Cdb_change& change)
 {
+    if (change.table == Edb_table::System)
+        applyRemote();
     std::shared_ptr<const std::vector<std::function<void(const Cdb_change&)>>> current;
     {
         const std::scoped_lock lock(listenerMutex);
@@ -89,6 +106,8 @@ Cdb_fac_mgr::Cdb_fac_mgr(const Cdb_options& options) : _impl(std::make_unique<Im
     else {
         impl.systemRecord = std::make_unique<Cdb_sys_tbl>(*this);
         static_cast<Cdb_sys_data&>(*impl.systemRecord) = *impl.system.get();
+        impl.remote = std::make_unique<Cdb_remote>(folder);
+        impl.applyRemote();
         impl.followReader = openReader(configPath);
         impl.follower = std::make_unique<Cbcl_ticker>("store", kFollowMs, [&impl] { impl.follow(); });
         impl.backups = std::make_unique<DailyBackup>(configBackups(configPath), options.firstBackupLook);
@@ -110,6 +129,16 @@ Clocal_db* Cdb_fac_mgr::GetCacheDB()
 Clocal_db* Cdb_fac_mgr::GetLocalDB()
 {
     return _impl->localDb.get();
+}
+
+unsigned Cdb_fac_mgr::IsRemoteDbActive()
+{
+    return _impl->remote && _impl->remote->isActive() ? 1 : 0;
+}
+
+Cdb_remote* Cdb_fac_mgr::DbGetRemote()
+{
+    return _impl->remote.get();
 }
 
 unsigned Cdb_fac_mgr::DbGetUsrInfo(const char* user, Cdb_usr_info& record)

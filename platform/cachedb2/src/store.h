@@ -6,8 +6,10 @@
 #include "bcl2/number.h"
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
+#include "dbproxy2/remote_db.h"
 #include "dbsqlite/backups.h"
 #include "host_lookup.h"
+#include "key_parts.h"
 #include "port_mapper.h"
 #include "tables.h"
 
@@ -32,44 +34,6 @@ bool forEachRow(DbConnection& db, const Table& table, Visitor&& visit)
     if (isWhole)
         statement->reset();
     return isWhole;
-}
-
-// A part of a key into its field; false for a text that does not fit.
-template <size_t N>
-bool setKey(char (&field)[N], const char* key)
-{
-    if (key == nullptr || std::strlen(key) >= N)
-        return false;
-    BclCopyStr(field, key);
-    return true;
-}
-
-inline bool setKey(Cphone_number& field, const char* key)
-{
-    if (key == nullptr || std::strlen(key) > Cphone_number::kBound)
-        return false;
-    field.SetNbr(key);
-    return true;
-}
-
-inline bool setKey(uint32_t& field, unsigned key)
-{
-    field = key;
-    return true;
-}
-
-inline bool setKey(int32_t& field, int key)
-{
-    field = key;
-    return true;
-}
-
-// A record that holds a key only; none when a part of it does not fit.
-template <class Record, auto... members, class... Parts>
-std::optional<Record> keyOf(Parts... parts)
-{
-    Record record;
-    return (setKey(record.*members, parts) && ...) ? std::optional<Record>(record) : std::nullopt;
 }
 
 template <class Record>
@@ -131,6 +95,9 @@ struct Cdb_fac_mgr::Impl {
     std::unique_ptr<DbConnection> followReader; // the follower's, as the next one
     bool isFollowFailing = false;
 
+    std::mutex remoteMutex;             // for its settings: the newest ones last
+    std::unique_ptr<Cdb_remote> remote; // null: no store
+
     std::mutex hookMutex;
     std::function<std::string(unsigned, std::string_view)> operatorState;
 
@@ -174,6 +141,7 @@ struct Cdb_fac_mgr::Impl {
     }
 
     void tell(const Cdb_change& change);
+    void applyRemote(); // the newest settings
     [[nodiscard]] bool hasListeners();
     // At the start.
     [[nodiscard]] bool load(DbConnection& db);

@@ -12,7 +12,6 @@
 #include "cachedb2/numbers.h"
 #include "cachedb2/peer_server.h"
 #include "cachedb2/registrations.h"
-#include "dbproxy2/results.h"
 #include "cachedb2/ring_groups.h"
 #include "cachedb2/routing.h"
 #include "cachedb2/settings.h"
@@ -22,6 +21,7 @@
 #include "cachedb2/time_condition.h"
 #include "cachedb2/triggers.h"
 #include "cachedb2/usr_info.h"
+#include "dbproxy2/results.h"
 
 #include <chrono>
 #include <functional>
@@ -30,6 +30,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+class Cdb_remote;
 
 // Where a store lies. Empty: the data folder of this instance, and its own file for both read handles.
 struct Cdb_options {
@@ -58,6 +60,10 @@ public:
 
     [[nodiscard]] Clocal_db* GetCacheDB();
     [[nodiscard]] Clocal_db* GetLocalDB();
+
+    // The remote database, which follows the system record: 0 while it is not connected. Its tables: remote_tables.h.
+    [[nodiscard]] unsigned IsRemoteDbActive();
+    [[nodiscard]] Cdb_remote* DbGetRemote(); // null without a store
 
     // Local users. Keys: 1 to 32 bytes of UTF-8 without control characters.
     unsigned DbGetUsrInfo(const char* user, Cdb_usr_info& record);

@@ -1,6 +1,8 @@
 // The one record of the system settings.
 #pragma once
 
+#include "dbproxy2/remote_settings.h"
+
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
@@ -17,9 +19,6 @@ enum Esys_flag : uint8_t {
     kSysStoreCdr = 0x20,
     kSysSessionTimers = 0x40,
 };
-
-// As dbAddr: the remote tables lie in a file of our own.
-constexpr std::string_view kEmbeddedDatabase = "local";
 
 // The fields, as plain bytes without padding.
 struct Cdb_sys_data {
