@@ -180,7 +180,7 @@ bool Cdb_bookings::Impl::settle(const BookingEntry& entry)
 void Cdb_bookings::Impl::settleWaiting()
 {
     const auto now = Clock::now();
-    if (now >= nextCleaning && core.epoch() != 0) {
+    if (now >= nextCleaning && core.isActive()) {
         nextCleaning = now + kCleaningPause;
         removeOldBookings(core, BclGetCurrTimestamp());
     }

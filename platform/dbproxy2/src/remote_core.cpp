@@ -124,18 +124,6 @@ bool RemoteCore::isActive()
     return _isActive;
 }
 
-uint64_t RemoteCore::epoch()
-{
-    const std::scoped_lock lock(_mutex);
-    return _isActive ? _epoch : 0;
-}
-
-void RemoteCore::waitForConnection(uint64_t seen, std::chrono::milliseconds time)
-{
-    Lock lock(_mutex);
-    _ready.wait_for(lock, time, [&] { return _isStopped || (_isActive && _epoch != seen); });
-}
-
 void RemoteCore::awaitEmbedded(Lock& lock, Deadline deadline)
 {
     _ready.wait_until(lock, deadline.end, [this] { return !_isFirstAttempt || _isStopped; });

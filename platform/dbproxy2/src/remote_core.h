@@ -37,10 +37,6 @@ public:
     void stop();
     void apply(const Cdb_remote_settings& settings);
     [[nodiscard]] bool isActive();
-    // Counts the connections that were made: a new number means that the database may be another one.
-    [[nodiscard]] uint64_t epoch();
-    // Until the number of connections differs from `seen`, or the time is over.
-    void waitForConnection(uint64_t seen, std::chrono::milliseconds time);
 
     // One statement. `what` names it in the log line of a refusal.
     SqlResult run(const std::string& what, std::string_view sql, std::span<const SqlValue> values, SqlRows* rows);
