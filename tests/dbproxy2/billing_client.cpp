@@ -71,7 +71,7 @@ int book(Cdb_bookings& bookings, int count)
         if (open.size() < 3)
             continue;
         // Nothing, some of the reservation, more than it.
-        if (!end(bookings, open.front(), (i % 5) * 60))
+        if (!end(bookings, open.front(), int64_t{60} * (i % 5)))
             return 5;
         open.pop_front();
     }

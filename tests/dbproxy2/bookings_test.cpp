@@ -73,7 +73,7 @@ protected:
     // A call with a reservation.
     std::string openCall(int64_t total, int64_t costSoFar = 0)
     {
-        const std::string id = Cdb_bookings::newId();
+        std::string id = Cdb_bookings::newId();
         EXPECT_EQ(Result::Done, reserve(id, total, costSoFar));
         return id;
     }
