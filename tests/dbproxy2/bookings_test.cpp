@@ -132,6 +132,8 @@ TEST_P(RemoteBookings, ReserveWhatIsThereAndBookWhatItCost)
     EXPECT_EQ(680, balance());
 
     EXPECT_EQ(Result::Done, end(openCall(680), 0));
+    EXPECT_EQ(Result::Done, end(openCall(0), 0)) << "a rate may cost nothing";
+    EXPECT_EQ(kDbOk, remote().debit(kUser, 0));
     EXPECT_EQ(680, balance());
     EXPECT_EQ(Result::Done, end(openCall(100), 700)) << "more than was reserved, and than is there";
     EXPECT_EQ(-20, balance());
