@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -111,6 +112,9 @@ void MariaServer::kill()
 void MariaServer::suspend() const
 {
     _process->sendSignal(SIGSTOP);
+    // Its threads stop one after another, and one may answer until then.
+    siginfo_t info{};
+    (void)waitid(P_PID, static_cast<id_t>(_process->pid()), &info, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 void MariaServer::resume() const
