@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kOperationTime = 2000ms; // nobody at the console and no telephone waits longer
+constexpr auto kOperationTime = 1900ms; // with what is around it: nobody waits longer than two seconds
 constexpr auto kProbePause = 2000ms;    // with the time of a probe: a loss is noticed within 4 s
 constexpr auto kProbeTime = 2000ms;
 constexpr auto kIdleTime = 30s; // a session that rested longer is tried before somebody gets it
