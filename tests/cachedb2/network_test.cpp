@@ -83,6 +83,8 @@ TEST_F(StoreNetwork, PortsAreMappedOnlyWhenTheSettingsSaySo)
                            {true, 20002, false},
                            {true, 20003, false}}),
               portsToMap(settings));
+    settings.udpPort = 0; // served on the default one
+    EXPECT_TRUE(portsToMap(settings).contains({false, 5060, false}));
     settings.rtpPortLast = 19999; // not above the first: a range of its own
     EXPECT_EQ(2 + kMaxMediaPorts, portsToMap(settings).size());
     settings.rtpPortFirst = 65530;

@@ -91,3 +91,19 @@ TEST_F(Registrations, RowOfAUserIsOne)
     EXPECT_EQ("0", sql(path("config.db"), "select count(*) from pragma_table_info('tbl_local_users') where name in "
                                           "('preAddr','prePort','usrStage','userAgent')"));
 }
+
+TEST_F(Registrations, WithoutAGoodKeyAreRefusedWhole)
+{
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({registered("1000", 1)}));
+    Cdb_user_bindings foreign = registered("1000", 2);
+    BclCopyStr(foreign.contacts[1].userName, "1001");
+    Cdb_user_bindings noContact = registered("1000", 2);
+    noContact.contacts[1].contact[0] = '\0';
+    for (const Cdb_user_bindings& bad : {registered("", 1), registered(std::string(33, '1'), 1),
+                                         registered(std::string(33, '1'), 0), foreign, noContact}) {
+        std::string reason;
+        EXPECT_EQ(kDbFailed, store().DbWriteRegistrations({registered("1000", 0), bad}, &reason));
+        EXPECT_FALSE(reason.empty());
+        EXPECT_EQ(1u, store().DbReadRegistrations().size());
+    }
+}

@@ -328,6 +328,7 @@ TEST_F(StoreRules, DialPlansComeFromEveryRecordThatNamesOne)
     BclCopyStr(hunting.dialPlan, "d hunting");
     ASSERT_EQ(kDbOk, store().DbHGAddDetect(hunting));
     Cdb_rg_detection ring;
+    ring.groupID = 1;
     BclCopyStr(ring.cldNbr, "1");
     BclCopyStr(ring.dialPlan, "c ring");
     ASSERT_EQ(kDbOk, store().DbRGDetectionSet(ring));
@@ -360,7 +361,6 @@ TEST_F(StoreRules, CalledRefinementAndOneSideOfTheBlackListMayBeEmpty)
     Cdb_sys_black_item called;
     BclCopyStr(called.calledNbr, "1");
     EXPECT_EQ(kDbOk, store().DbSysBlackListAdd(&called));
-    EXPECT_EQ(kDbOk, store().DbRouteAdd(route(1, "")));
     Cdb_nbr_clr_refine_data empty;
     empty.groupID = 1;
     EXPECT_EQ(kDbFailed, store().DbNbrClrRefineSet(empty));
@@ -389,6 +389,13 @@ TEST_F(StoreRules, RoutesAreKeptInTheOrderInWhichTheyWereAdded)
         for (const auto& kept : store().rows<Cdb_route>().get()->inOrder())
             lines += kept->extLine.view();
         EXPECT_EQ("makz", lines);
+        // And so does the page show them.
+        Cdb_query page(store().GetCacheDB());
+        ASSERT_EQ(kDbOk, page.prepare("select * from tbl_route order by groupID, routeType limit 0, 50"));
+        lines.clear();
+        while (page.step() == kDbRow)
+            lines += page.getRow(2);
+        EXPECT_EQ("makz", lines);
         open();
     }
 }
@@ -402,4 +409,23 @@ TEST_F(StoreRules, SettingsChangedAtTheSameTimeAreBothKept)
         ASSERT_EQ(round, store().DbGetVmsMode());
         ASSERT_EQ(round, store().DbGetSrfAnnLang());
     }
+}
+
+TEST_F(StoreRules, RoutesAndDetectionsWithoutATargetAreRefused)
+{
+    Cdb_route record = route(1, " ");
+    EXPECT_EQ(kDbFailed, store().DbRouteAdd(record)); // no line
+    record.routeType = 2;
+    EXPECT_EQ(kDbFailed, store().DbRouteAdd(record)); // no peer
+    record.peerServerId = 4;
+    record.routeType = 7;
+    EXPECT_EQ(kDbFailed, store().DbRouteAdd(record)); // no type
+    record.routeType = 2;
+    EXPECT_EQ(kDbOk, store().DbRouteAdd(record));
+
+    Cdb_rg_detection detection;
+    BclCopyStr(detection.cldNbr, "100");
+    EXPECT_EQ(kDbFailed, store().DbRGDetectionSet(detection));
+    detection.groupID = 1;
+    EXPECT_EQ(kDbOk, store().DbRGDetectionSet(detection));
 }

@@ -8,6 +8,7 @@
 #include "store_files.h"
 #include "tables.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -24,6 +25,19 @@ std::string withSeparator(std::string folder)
 
 // What another process writes is to be served within a second.
 constexpr unsigned kFollowMs = 300;
+
+// Everything that is stored of a user is stored under that user.
+bool hasGoodKeys(const Cdb_user_bindings& user)
+{
+    const auto isGood = [&user](const Table& table, const auto& record) {
+        return table.isKeyValid(&record) && BclFieldText(record.userName) == user.userName;
+    };
+    Cdb_sip_reg key;
+    BclCopyText(key.userName, sizeof key.userName, user.userName, sizeof key.userName);
+    return isGood(registrationsTable(), key) && (!user.hasRow || isGood(registrationsTable(), user.row)) &&
+           std::all_of(user.contacts.begin(), user.contacts.end(),
+                       [&](const Cdb_sip_contact& contact) { return isGood(contactsTable(), contact); });
+}
 
 // The data folder of the options, made when it is that of this instance; empty when it cannot be used.
 std::string usableFolder(const Cdb_options& options)
@@ -338,6 +352,11 @@ unsigned Cdb_fac_mgr::DbWriteRegistrations(const std::vector<Cdb_user_bindings>&
         clearRow->reset();
         return true;
     };
+    if (!std::all_of(changes.begin(), changes.end(), &hasGoodKeys)) {
+        if (reason != nullptr)
+            *reason = "a user name or contact is empty or too long";
+        return kDbFailed;
+    }
     const std::scoped_lock lock(impl.runtimeMutex);
     if (!impl.runtime) {
         if (reason != nullptr)

@@ -6,8 +6,9 @@
 
 namespace {
 
-// After that many readings that a write of this process has overtaken, writing waits for the next one.
-constexpr int kReadings = 3;
+// After that many readings in a row that a write of this process has overtaken, writing waits for the next one. They
+// are only overtaken when the store is large and is written to all the time.
+constexpr int kReadings = 20;
 
 // Grows when another connection commits, not with what is written through this one.
 int64_t stateOf(DbConnection& db, int64_t fallback)

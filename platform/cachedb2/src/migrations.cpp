@@ -69,6 +69,16 @@ create table tbl_callback (id integer not null, file text not null, delay intege
 create table tbl_settings (id integer not null, annLang integer not null, vmsMode integer not null, primary key
     (id)) strict;
 )"},
+    // Routes of a group in the order in which they were added: the index of the key no longer orders them.
+    Migration{3, R"(
+alter table tbl_route rename to tbl_route_2;
+create table tbl_route (groupID integer not null, routeType integer not null, extLine text not null,
+    peerServerId integer not null, primary key (extLine, peerServerId, groupID, routeType)) strict;
+insert into tbl_route (groupID, routeType, extLine, peerServerId) select groupID, routeType, extLine, peerServerId
+    from tbl_route_2 order by rowid;
+drop table tbl_route_2;
+create index tbl_route_list on tbl_route (groupID, routeType);
+)"},
 };
 
 constexpr std::array kRuntimeSteps = {

@@ -138,7 +138,7 @@ MappedPorts portsToMap(const Cdb_sys_data& settings)
         if (port >= 1 && port <= kMaxPort)
             ports.insert({isMedia, static_cast<uint16_t>(port), isTcp});
     };
-    add(settings.udpPort, false, false);
+    add(settings.servedUdpPort(), false, false);
     add(settings.tcpPort, true, false);
     add(settings.tlsPort, true, false);
     const int64_t first = settings.rtpPortFirst;

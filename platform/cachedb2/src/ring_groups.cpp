@@ -106,7 +106,7 @@ unsigned Cdb_fac_mgr::DbRGUserHas(Cdb_rg_user record)
 
 unsigned Cdb_fac_mgr::DbRGDetectionSet(Cdb_rg_detection record)
 {
-    return _impl->set(record);
+    return record.groupID != 0 ? _impl->set(record) : kDbFailed;
 }
 
 unsigned Cdb_fac_mgr::DbRGDetectionGet(Cdb_rg_detection& record)

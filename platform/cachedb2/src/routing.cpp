@@ -1,5 +1,6 @@
 #include "cachedb2/routing.h"
 
+#include "bcl2/text.h"
 #include "row_mapper.h"
 #include "store.h"
 #include "tables.h"
@@ -15,14 +16,23 @@ constexpr std::array kRouteGroupFields = {
     field<&RouteGroup::description>("description"),
 };
 
-// Stored order of tbl_route.
+// Stored order of tbl_route. The key begins with what no page is ordered by: else its index would order the routes of a
+// group by their names.
 using Route = Cdb_route;
 constexpr std::array kRouteFields = {
-    field<&Route::groupID>("groupID").key(),
-    field<&Route::routeType>("routeType").key(),
+    field<&Route::groupID>("groupID").key(1),
+    field<&Route::routeType>("routeType").key(1),
     field<&Route::extLine>("extLine").key().orEmpty(),
     field<&Route::peerServerId>("peerServerId").key().orEmpty(),
 };
+
+bool hasTarget(const Cdb_route& route)
+{
+    constexpr uint8_t kExternalLine = 1;
+    constexpr uint8_t kTrunk = 2;
+    return (route.routeType == kExternalLine && !BclTrimmed(route.extLine.view()).empty()) ||
+           (route.routeType == kTrunk && route.peerServerId != 0);
+}
 
 } // namespace
 
@@ -46,7 +56,7 @@ void ldb_route_group_get_full_data(const Cdb_query& query, Cdb_route_group* reco
 template <>
 const Table& tableOf<Cdb_route>()
 {
-    static const Table& table = *new Table("tbl_route", kRouteFields, Edb_table::Routes);
+    static const Table& table = *new Table("tbl_route", kRouteFields, Edb_table::Routes, "groupID, routeType");
     return table;
 }
 
@@ -83,7 +93,7 @@ unsigned Cdb_fac_mgr::DbRouteGroupDelete(unsigned groupID)
 
 unsigned Cdb_fac_mgr::DbRouteAdd(Cdb_route record)
 {
-    return _impl->add(record);
+    return hasTarget(record) ? _impl->add(record) : kDbFailed;
 }
 
 unsigned Cdb_fac_mgr::DbRouteDel(Cdb_route record)

@@ -8,7 +8,7 @@
 
 // Marks a file as ours (SQLite's application_id): the letters "PLVX".
 constexpr int kApplicationId = 0x504c5658;
-constexpr int kConfigVersion = 2;
+constexpr int kConfigVersion = 3;
 constexpr int kRuntimeVersion = 2;
 
 // One step from version `to` - 1 to `to`, with the names of its time written out: it must not follow later changes of

@@ -65,6 +65,12 @@ void Cdb_sys_data::Init()
     systemTable().init(this);
 }
 
+uint16_t Cdb_sys_data::servedUdpPort() const
+{
+    constexpr int kMaxPort = 65535;
+    return static_cast<uint16_t>(udpPort >= 1 && udpPort <= kMaxPort ? udpPort : kSipPort);
+}
+
 void Cdb_sys_data::InitV11()
 {
     systemTable().initGroup(this, 11);
@@ -123,5 +129,9 @@ unsigned Cbcl_db_tbl::SaveDB()
 
 unsigned Cdb_sys_tbl::save()
 {
-    return _store.DbSetSysData(*this);
+    const unsigned result = _store.DbSetSysData(*this);
+    // What is not stored is not to be seen as if it were.
+    if (result != kDbOk)
+        static_cast<Cdb_sys_data&>(*this) = *_store.system().get();
+    return result;
 }

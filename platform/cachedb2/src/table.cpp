@@ -4,7 +4,8 @@
 #include <utility>
 #include <vector>
 
-Table::Table(const char* name, std::span<const FieldDesc> fields, Edb_table id) : _fields(fields), _id(id), _name(name)
+Table::Table(const char* name, std::span<const FieldDesc> fields, Edb_table id, std::string listOrder)
+    : _fields(fields), _id(id), _name(name), _listOrder(std::move(listOrder))
 {
     std::string where, whereOfAll, values, updates, assignments, names;
     std::vector<std::pair<uint8_t, std::string>> ranked;
@@ -42,7 +43,11 @@ Table::Table(const char* name, std::span<const FieldDesc> fields, Edb_table id) 
 
 std::string Table::createStatement(const std::string& schema) const
 {
-    return "create table " + (schema.empty() ? "" : schema + ".") + _name + " (" + _columns + ") strict";
+    const std::string prefix = schema.empty() ? "" : schema + ".";
+    const std::string table = "create table " + prefix + _name + " (" + _columns + ") strict";
+    return _listOrder.empty()
+               ? table
+               : table + "; create index " + prefix + _name + "_list on " + _name + " (" + _listOrder + ")";
 }
 
 void Table::map(const DbStatement& row, void* record, int first) const

@@ -13,7 +13,10 @@
 // A described table with its statements. Made once, never destroyed; any thread.
 class Table {
 public:
-    Table(const char* name, std::span<const FieldDesc> fields, Edb_table id = Edb_table::RunTime);
+    // `listOrder`: columns of an index beside the key's, for pages in this order; where they are equal, records come in
+    // the order in which they were added.
+    Table(const char* name, std::span<const FieldDesc> fields, Edb_table id = Edb_table::RunTime,
+          std::string listOrder = {});
 
     [[nodiscard]] const std::string& name() const { return _name; }
     [[nodiscard]] Edb_table id() const { return _id; }
@@ -50,7 +53,7 @@ private:
 
     std::span<const FieldDesc> _fields;
     Edb_table _id;
-    std::string _name, _columns, _selectAll, _get, _set, _add, _update, _del;
+    std::string _name, _listOrder, _columns, _selectAll, _get, _set, _add, _update, _del;
 };
 
 // The table that holds the records of a type; tables.h names them.

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr int32_t kDefaultUdpPort = 5060;
-constexpr int32_t kMaxPort = 65535;
 constexpr size_t kMaxHostName = 255; // RFC 1034 section 3.1
 // A laptop that joins a network is reachable there after this time.
 constexpr int64_t kAddressCheckMs = 5000;
@@ -85,9 +83,8 @@ void SipService::onStoreChange(const Cdb_change& change)
 void SipService::serveConfigured()
 {
     const auto system = _store.system().get();
-    const bool isPort = system->udpPort >= 1 && system->udpPort <= kMaxPort;
     const std::string address(BclTrimmed(BclFieldText(system->localAddr)));
-    _agent.serveUdp(address, static_cast<uint16_t>(isPort ? system->udpPort : kDefaultUdpPort));
+    _agent.serveUdp(address, system->servedUdpPort());
     if (_hasStreams)
         _streams.serve({address, system->tcpPort, system->tlsPort, certificateNames(*system)});
 }

@@ -96,7 +96,7 @@ public:
     unsigned DbRouteGroupGet(Cdb_route_group& record);
     unsigned DbRouteGroupUpdate(Cdb_route_group record);
     unsigned DbRouteGroupDelete(unsigned groupID); // and its routes
-    unsigned DbRouteAdd(Cdb_route record);
+    unsigned DbRouteAdd(Cdb_route record);         // refuses one without a target
     unsigned DbRouteDel(Cdb_route record);
 
     unsigned DbNbrTransGet(Cdb_nbr_trans_data& record);
@@ -146,7 +146,7 @@ public:
     unsigned DbRGUserAdd(Cdb_rg_user record);
     unsigned DbRGUserDel(Cdb_rg_user record);
     unsigned DbRGUserHas(Cdb_rg_user record);
-    unsigned DbRGDetectionSet(Cdb_rg_detection record);
+    unsigned DbRGDetectionSet(Cdb_rg_detection record); // refuses group 0
     unsigned DbRGDetectionGet(Cdb_rg_detection& record);
     unsigned DbRGDetectionHas(Cdb_rg_detection_index index);
     unsigned DbRGDetectionDel(Cdb_rg_detection_index index);
@@ -210,7 +210,7 @@ public:
     // process has mapped. Returns at once; what came of it comes into the log.
     unsigned searchUPnP();
 
-    // SMTP server of the system settings, blank: none. Valid until the settings change.
+    // SMTP server of the system settings, blank: none. Valid until the settings change. GUI thread.
     [[nodiscard]] const char* DbGetSmtpServer();
 
     // The system record, null when the store holds none. GUI thread; saved by its SaveDB().

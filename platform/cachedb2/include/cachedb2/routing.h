@@ -18,15 +18,16 @@ struct Cdb_route_group {
 };
 static_assert(std::has_unique_object_representations_v<Cdb_route_group>, "padding would break byte comparison");
 
-// All fields together are the key; their ascending order is the order in which routes are tried.
+// All fields together are the key. The routes of a group are tried by type, those of a type in the order in which they
+// were added.
 struct Cdb_route {
     Cdb_route() { init(); }
     void init();
 
     uint32_t groupID;      // not 0
-    uint32_t peerServerId; // with route type 2
+    uint32_t peerServerId; // with route type 2, then not 0
     uint8_t routeType;     // 1 external line, 2 trunk
-    Cphone_number extLine; // with route type 1
+    Cphone_number extLine; // with route type 1, then not blank
     char reserved[2];      // fills the last word; always zero
 };
 static_assert(std::has_unique_object_representations_v<Cdb_route>, "padding would break byte comparison");

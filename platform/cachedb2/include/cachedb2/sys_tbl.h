@@ -35,6 +35,9 @@ struct Cdb_sys_data {
     void InitV18(); // event channel port
     void InitV24(); // UPnP
 
+    // The port of SIP over UDP: the default one where the field holds none.
+    [[nodiscard]] uint16_t servedUdpPort() const;
+
     // At most 64 bytes; a blank text gives the default realm.
     void SetRealm(const char* text);
 
@@ -83,7 +86,7 @@ public:
 
     void SetModified() { _isModified = true; }
     // Stores the record when it was marked as modified. 0 when it is on disk (or nothing was to be done), else 1; then
-    // it stays marked.
+    // it holds again what is stored.
     unsigned SaveDB();
 
 protected:
