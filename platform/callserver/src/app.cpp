@@ -11,8 +11,10 @@
 #include "bcl2/log.h"
 #include "cachedb2/data_folder.h"
 #include "cachedb2/fac_mgr.h"
+#include "dbproxy2/bookings.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <openssl/crypto.h>
 #include <string>
@@ -25,6 +27,7 @@ namespace {
 constexpr unsigned kCloseEventsMs = 2000;
 constexpr unsigned kParkMs = 1000;
 constexpr unsigned kFlushMs = 2000;
+constexpr std::chrono::milliseconds kBookMs{500};
 
 // First, before anything uses the library: its clean-up at exit would pull the ground from under running threads.
 bool initCrypto()
@@ -53,6 +56,9 @@ struct Capp::Impl {
                         [this](UserChange&& change) { writer.add(std::move(change)); }};
     StreamServer streams{clock, dataFolder()};
     SipService sip{store, registrar, streams, clock};
+    // From the start: it books what calls have cost that an earlier run was killed in. Null: no store.
+    std::unique_ptr<Cdb_bookings> bookings =
+        store.DbGetRemote() != nullptr ? std::make_unique<Cdb_bookings>(*store.DbGetRemote(), dataFolder()) : nullptr;
 };
 
 namespace {
@@ -60,6 +66,7 @@ namespace {
 // Of the one Capp, for CloseServer.
 std::atomic<RegistrationWriter*> theWriter = nullptr;
 std::atomic<SipService*> theSip = nullptr;
+std::atomic<Cdb_bookings*> theBookings = nullptr;
 
 } // namespace
 
@@ -77,6 +84,7 @@ Capp::Capp()
         (void)_impl->store.searchUPnP(); // what comes of it is in the log
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);
+    theBookings.store(_impl->bookings.get());
     addTask("sip", [impl = _impl.get()] { impl->sip.run(); });
     addTask("connections", [impl = _impl.get()] { impl->streams.run(); });
     addTask("registrations", [impl = _impl.get()] { impl->writer.run(); });
@@ -99,4 +107,7 @@ void CloseServer()
         sip->close(kParkMs);
     if (RegistrationWriter* writer = theWriter.load(); writer != nullptr)
         writer->flush(kFlushMs);
+    // What is not booked by then is on disk, and booked at the next start.
+    if (Cdb_bookings* bookings = theBookings.load(); bookings != nullptr)
+        (void)bookings->waitUntilBooked(kBookMs);
 }
