@@ -88,6 +88,11 @@ void ServerFixture::start(const std::string& address)
     }
 }
 
+Capp& ServerFixture::server()
+{
+    return *theServer;
+}
+
 Cdb_fac_mgr& ServerFixture::store()
 {
     return *theServer->GetFacMgr();

@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 
+class Capp;
+
 class ServerFixture : public testing::Test {
 protected:
     ServerFixture();
@@ -29,6 +31,7 @@ protected:
     void start(const std::string& address = "127.0.0.1");
     // Starts it and waits for nothing.
     void startOnly();
+    [[nodiscard]] Capp& server();
     [[nodiscard]] Cdb_fac_mgr& store();
     // The first value of the first row.
     std::string sql(const std::string& statement);

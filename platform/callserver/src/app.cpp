@@ -6,11 +6,14 @@
 #include "server_log.h"
 #include "sip_service.h"
 #include "streams/stream_server.h"
+#include "trace/tracing.h"
 
 #include "bcl2/event_bus.h"
 #include "bcl2/log.h"
 #include "cachedb2/data_folder.h"
 #include "cachedb2/fac_mgr.h"
+#include "callserver/event_ids.h"
+#include "callserver/sip_fac.h"
 #include "dbproxy2/bookings.h"
 
 #include <atomic>
@@ -59,6 +62,8 @@ struct Capp::Impl {
     // From the start: it books what calls have cost that an earlier run was killed in. Null: no store.
     std::unique_ptr<Cdb_bookings> bookings =
         store.DbGetRemote() != nullptr ? std::make_unique<Cdb_bookings>(*store.DbGetRemote(), dataFolder()) : nullptr;
+    Csip_fac_mgr sipFac{sip};
+    Tracing tracing{messageTrace()};
 };
 
 namespace {
@@ -67,6 +72,12 @@ namespace {
 std::atomic<RegistrationWriter*> theWriter = nullptr;
 std::atomic<SipService*> theSip = nullptr;
 std::atomic<Cdb_bookings*> theBookings = nullptr;
+
+// On the publishing thread, which may be the console's.
+void spfReleaseCalls(void* context, void* /*data1*/, void* /*data2*/)
+{
+    static_cast<SipService*>(context)->releaseAllCalls();
+}
 
 } // namespace
 
@@ -85,6 +96,7 @@ Capp::Capp()
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);
     theBookings.store(_impl->bookings.get());
+    BclSubEvent(kEvtReleaseCalls, &_impl->sip, spfReleaseCalls);
     addTask("sip", [impl = _impl.get()] { impl->sip.run(); });
     addTask("connections", [impl = _impl.get()] { impl->streams.run(); });
     addTask("registrations", [impl = _impl.get()] { impl->writer.run(); });
@@ -95,6 +107,31 @@ Capp::~Capp() = default;
 Cdb_fac_mgr* Capp::GetFacMgr()
 {
     return &_impl->store;
+}
+
+Csip_fac_mgr* Capp::GetSipFacMgr()
+{
+    return &_impl->sipFac;
+}
+
+void Capp::traceOnIPAddr(const char* address)
+{
+    _impl->tracing.onAddress(address);
+}
+
+void Capp::traceOnCallerPrefix(const char* prefix)
+{
+    _impl->tracing.onCallerPrefix(prefix);
+}
+
+void Capp::traceOnCalledPrefix(const char* prefix)
+{
+    _impl->tracing.onCalledPrefix(prefix);
+}
+
+void Capp::stopTrace()
+{
+    _impl->tracing.stop();
 }
 
 void CloseServer()

@@ -99,6 +99,20 @@ void SipService::step()
     _agent.followAddresses();
 }
 
+void SipService::printCallStatus()
+{
+    _stack.post([this] {
+        const size_t users = _registrar.registeredUsers();
+        ServerLog("Call status: no call is in progress, %zu %s registered.", users,
+                  users == 1 ? "user is" : "users are");
+    });
+}
+
+void SipService::releaseAllCalls()
+{
+    _stack.post([] { ServerLog("Release of all calls: no call is in progress."); });
+}
+
 bool SipService::admits(const SipSource& source, bool hasCredentials)
 {
     const SourceKey key = sourceKey(source.address);

@@ -25,6 +25,10 @@ public:
     // Ends the work of the SIP thread for good; false when it still works after this time. Any other thread.
     bool close(unsigned timeoutMs) { return _stack.park(timeoutMs); }
 
+    // Any thread; done on the SIP thread, which says in the log what came of it.
+    void printCallStatus();
+    void releaseAllCalls();
+
     [[nodiscard]] bool admits(const SipSource& source, bool hasCredentials) override;
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
 

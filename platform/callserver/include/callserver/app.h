@@ -6,6 +6,7 @@
 #include <memory>
 
 class Cdb_fac_mgr;
+class Csip_fac_mgr;
 
 // 1 when another process serves the same data folder, else 0; then this process holds the folder until it ends. A
 // folder that cannot be locked (missing rights, a full disk) counts as free: the store says later what is wrong with
@@ -29,6 +30,17 @@ public:
 
     // The configuration store. Never null.
     [[nodiscard]] Cdb_fac_mgr* GetFacMgr();
+    // The SIP side. Never null.
+    [[nodiscard]] Csip_fac_mgr* GetSipFacMgr();
+
+    // One trace at a time: it runs until the next one or its end. What came of each order, and what is traced, is
+    // written to the server log. UTF-8, null is empty. Any thread.
+    // SIP messages to and from the address, an IPv4 or IPv6 literal; anything else changes nothing.
+    void traceOnIPAddr(const char* address);
+    // Calls whose caller, respectively called, number begins so; a blank one changes nothing.
+    void traceOnCallerPrefix(const char* prefix);
+    void traceOnCalledPrefix(const char* prefix);
+    void stopTrace();
 
 private:
     struct Impl;

@@ -287,6 +287,13 @@ void Registrar::expire()
     }
 }
 
+size_t Registrar::registeredUsers() const
+{
+    const auto& users = _table.users();
+    return static_cast<size_t>(
+        std::count_if(users.begin(), users.end(), [](const auto& user) { return !user.second.contacts.empty(); }));
+}
+
 void Registrar::userChanged(const std::string& user, bool isRemoval)
 {
     if (user.empty()) {

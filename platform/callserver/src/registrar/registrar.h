@@ -10,6 +10,7 @@
 #include "registrar/register_auth.h"
 #include "sip/sip_messages.h"
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -47,6 +48,8 @@ public:
     [[nodiscard]] RegisterReply handle(const RegisterRequest& request);
     // Removes what has expired; cheap when nothing has.
     void expire();
+    // Users with a telephone that can be reached now.
+    [[nodiscard]] size_t registeredUsers() const;
     // A stored user was added, changed or deleted; an empty name: any of them. A removal drops the user's bindings also
     // when a user of the same name has been added since.
     void userChanged(const std::string& user, bool isRemoval = false);

@@ -1,5 +1,7 @@
 #include "sip/source_key.h"
 
+#include "bcl2/uaddr.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cstring>
@@ -74,6 +76,19 @@ SipSource sourceOfAddress(const sockaddr& address)
     }
     source.address = text;
     return source;
+}
+
+std::string canonicalAddress(const std::string& literal)
+{
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST;
+    addrinfo* info = nullptr;
+    // The library alone would also take "127.1" and a number.
+    if (BclIsIPFormat(literal.c_str()) == 0 || getaddrinfo(literal.c_str(), nullptr, &hints, &info) != 0)
+        return {};
+    std::string address = sourceOfAddress(*info->ai_addr).address;
+    freeaddrinfo(info);
+    return address;
 }
 
 SourceKey sourceKey(const sockaddr& address)

@@ -28,6 +28,9 @@ struct SourceKeyHash {
 // Literal and port; the transport stays UDP. Mapped IPv4 addresses become what they map. Any thread.
 [[nodiscard]] SipSource sourceOfAddress(const sockaddr& address);
 
+// A literal as sourceOfAddress() would write it; empty: it is none. Any thread.
+[[nodiscard]] std::string canonicalAddress(const std::string& literal);
+
 // Mapped IPv4 addresses count as what they map. Any thread.
 [[nodiscard]] SourceKey sourceKey(const sockaddr& address);
 // Of a literal without brackets; what is none gives the key of no address.

@@ -1,11 +1,14 @@
 #include "sip/stack_sockets.h"
 
 #include "sip/quoted_nuls.h"
+#include "sip/source_key.h"
+#include "trace/message_trace.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <sofia-sip/su.h>
+#include <string>
 #include <sys/ioctl.h>
 #include <utility>
 #include <vector>
@@ -18,6 +21,12 @@ constexpr size_t kMaxPacket = 65536; // bytes; more than UDP can carry
 // Dropped packets in a row after which timers and other sockets get their turn.
 constexpr int kMaxDropsInARow = 64;
 constexpr int kMaxSends = 2; // of one packet
+
+void trace(MessageTrace::Way way, const sockaddr& peer, std::string_view packet)
+{
+    if (messageTrace().isOn())
+        messageTrace().note(way, sourceOfAddress(peer), packet);
+}
 
 enum class SocketKind : uint8_t { Unknown, Datagram, Other };
 
@@ -68,7 +77,11 @@ struct StackSockets {
             ++received;
             handledSize = 0;
             const std::string_view packet(waiting.data(), static_cast<size_t>(size));
-            if (packet.empty() || (filter != nullptr && !filter->admits(*source, packet)))
+            if (packet.empty())
+                continue;
+            const bool isAdmitted = filter == nullptr || filter->admits(*source, packet);
+            trace(isAdmitted ? MessageTrace::Way::Received : MessageTrace::Way::Dropped, *source, packet);
+            if (!isAdmitted)
                 continue;
             blankQuotedNuls(waiting.data(), packet.size());
             waitingFd = fd;
@@ -97,6 +110,14 @@ struct StackSockets {
         return static_cast<ssize_t>(taken);
     }
 };
+
+std::string joined(const su_iovec_t* parts, size_t count)
+{
+    std::string text;
+    for (size_t i = 0; i < count; ++i)
+        text.append(static_cast<const char*>(static_cast<const void*>(parts[i].siv_base)), parts[i].siv_len);
+    return text;
+}
 
 StackSockets& sockets()
 {
@@ -137,6 +158,7 @@ void answerPacket(std::string_view packet)
 {
     StackSockets& all = sockets();
     const auto* to = reinterpret_cast<const sockaddr*>(&all.waitingSource);
+    trace(MessageTrace::Way::Sent, *to, packet);
     // An error that an earlier packet met (its receiver is gone) is told to the next one; that has done no wrong.
     for (int i = 0; i < kMaxSends; ++i)
         if (sendto(all.handledFd, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT, to,
@@ -182,6 +204,9 @@ su_vsend(su_socket_t s, su_iovec_t const iov[], isize_t iovlen, int flags, su_so
     header.msg_iov = const_cast<iovec*>( // NOLINT(cppcoreguidelines-pro-type-const-cast)
         reinterpret_cast<const iovec*>(iov));
     header.msg_iovlen = iovlen;
+    // Connections of the stack lead to our own; what goes over those is traced there.
+    if (su != nullptr && messageTrace().isOn())
+        trace(MessageTrace::Way::Sent, su->su_sa, joined(iov, iovlen));
     ssize_t sent = sendmsg(s, &header, flags);
     // As in answerPacket().
     if (sent < 0 && su != nullptr && errno != EAGAIN)

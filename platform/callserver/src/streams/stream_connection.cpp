@@ -2,6 +2,7 @@
 
 #include "sip/quoted_nuls.h"
 #include "sip/reply_text.h"
+#include "trace/message_trace.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -145,6 +146,7 @@ bool StreamConnection::takeMessages(int64_t now)
             return true;
         case MessageFramer::Result::Broken:
             // What follows cannot be told apart: the last answers, and the end.
+            messageTrace().note(MessageTrace::Way::Dropped, _source, message);
             _toPeer += refusalOf(message, _source);
             _isPeerDone = _isBroken = true;
             _peerDoneAtMs = now;
@@ -156,6 +158,7 @@ bool StreamConnection::takeMessages(int64_t now)
             if (_stack == nullptr && !openStack())
                 return false;
             _hasMessage = true;
+            messageTrace().note(MessageTrace::Way::Received, _source, message);
             blankQuotedNuls(message.data(), message.size());
             _toStack += message;
             break;
@@ -228,6 +231,7 @@ bool StreamConnection::takeFromStack()
         if (_source.transport == kTransportTls && message.compare(0, kResponse.size(), kResponse) != 0)
             if (const size_t via = message.find(kStackVia); via != std::string::npos)
                 message.replace(via, kStackVia.size(), kTlsVia);
+        messageTrace().note(MessageTrace::Way::Sent, _source, message);
         _toPeer += message;
     }
     return result == MessageFramer::Result::NeedsMore;
