@@ -6,14 +6,22 @@
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTextDocument>
+#include <QTimer>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace {
 
 class LogView : public testing::Test {
 protected:
     // Appended as the window's signal does it: through the meta object, which must find the view's own slot.
-    void append(const QString& line) { QMetaObject::invokeMethod(&view, "append", Q_ARG(QString, line)); }
+    void appendOnly(const QString& line) { QMetaObject::invokeMethod(&view, "append", Q_ARG(QString, line)); }
+    void append(const QString& line)
+    {
+        appendOnly(line);
+        view.showWaiting();
+    }
     void appendMany(int count)
     {
         for (int i = 0; i < count; ++i)
@@ -116,6 +124,62 @@ TEST_F(LogView, AppendsEachLineAsAParagraph)
     appendMany(3);
     EXPECT_EQ(text(), QStringLiteral("line 0\nline 1\nline 2"));
     EXPECT_EQ(view.document()->blockCount(), 3);
+}
+
+TEST_F(LogView, ALoneLineShowsAtOnce)
+{
+    appendOnly("first");
+    EXPECT_EQ(text(), "first");
+}
+
+TEST_F(LogView, LinesThatComeFastShowTogetherInTheirOrder)
+{
+    QStringList lines;
+    for (int i = 0; i < 2000; ++i) {
+        lines.append(QString::number(i));
+        appendOnly(lines.last());
+    }
+    EXPECT_EQ(text(), "0") << "the rest waits";
+    while (view.document()->blockCount() < lines.size())
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    EXPECT_EQ(text(), lines.join('\n'));
+}
+
+TEST_F(LogView, OtherEventsAreHandledBetweenManyLines)
+{
+    constexpr int kLines = 20000;
+    for (int i = 0; i < kLines; ++i)
+        appendOnly("x");
+    QTimer ticks;
+    int shown = view.document()->blockCount();
+    int most = 0;
+    QObject::connect(&ticks, &QTimer::timeout, [&] {
+        most = std::max(most, view.document()->blockCount() - shown);
+        shown = view.document()->blockCount();
+    });
+    ticks.start(0);
+    while (shown < kLines)
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    EXPECT_LE(most, 1000);
+}
+
+TEST_F(LogView, ClearingForgetsWhatIsNotShownYet)
+{
+    appendOnly("first");
+    appendOnly("second");
+    view.clear();
+    view.showWaiting();
+    EXPECT_EQ(text(), "");
+    append("third");
+    EXPECT_EQ(text(), "third");
+}
+
+TEST_F(LogView, AnEmptyLineIsALineAlsoAtTheBeginning)
+{
+    append("");
+    append("");
+    append("third");
+    EXPECT_EQ(text(), "\n\nthird");
 }
 
 TEST_F(LogView, FollowsTheEndUnlessTheReaderLooksElsewhere)

@@ -4,13 +4,11 @@
 #include "log_view.h"
 #include "support/console_fixture.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
 #include <QIcon>
 #include <QImage>
-#include <QMenuBar>
 
 namespace {
 
@@ -59,25 +57,6 @@ TEST_F(MainWindow, HasNameModalityAndNoContextMenu)
     EXPECT_EQ(main.centralWidget(), &logView());
     EXPECT_EQ(main.focusWidget(), &logView());
     EXPECT_EQ(main.GetApp(), nullptr) << "the server starts with the first show only";
-}
-
-TEST_F(MainWindow, FileMenuHoldsLanguagesSeparatorAndExit)
-{
-    buildWindow();
-    ASSERT_EQ(window->menuBar()->actions().size(), 1);
-    const QAction* const file = window->menuBar()->actions().first();
-    ASSERT_NE(file->menu(), nullptr);
-    const QList<QAction*> items = file->menu()->actions();
-    ASSERT_EQ(items.size(), 3);
-    EXPECT_EQ(file->text(), QStringLiteral("&File"));
-    EXPECT_EQ(items[0]->text(), QStringLiteral("&Language"));
-    EXPECT_TRUE(items[1]->isSeparator());
-    EXPECT_EQ(items[2]->text(), QStringLiteral("E&xit"));
-    const QList<QAction*> languages = items[0]->menu()->actions();
-    ASSERT_EQ(languages.size(), 2);
-    EXPECT_EQ(languages[0]->data().toInt(), 1);
-    EXPECT_EQ(languages[1]->data().toInt(), 0);
-    EXPECT_EQ(languages[1]->text(), QStringLiteral("English"));
 }
 
 TEST_F(MainWindow, CreatesTheServerOnceHoweverOftenItIsShown)

@@ -3,6 +3,7 @@
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
+#include "log_view.h"
 #include "start_up.h"
 #include "support/free_port.h"
 
@@ -110,10 +111,17 @@ QTextEdit& ConsoleFixture::logView() const
 
 QStringList ConsoleFixture::logTexts() const
 {
+    window->findChild<Clog_view*>()->showWaiting();
     QStringList texts = logView().toPlainText().split(QLatin1Char('\n'));
     for (QString& line : texts)
         line = line.section(QStringLiteral(" | "), 1);
     return texts;
+}
+
+int ConsoleFixture::logLines() const
+{
+    const int lines = logTexts().size();
+    return logView().toPlainText().isEmpty() ? 0 : lines;
 }
 
 QAction* ConsoleFixture::menuAction(const QStringList& path) const

@@ -48,8 +48,9 @@ protected:
     static bool waitUntil(const std::function<bool()>& condition);
 
     [[nodiscard]] QTextEdit& logView() const;
-    // The lines that the view shows, in order, without their time stamps.
+    // The lines that the view was given so far, in order, without their time stamps.
     [[nodiscard]] QStringList logTexts() const;
+    [[nodiscard]] int logLines() const; // 0 for an empty view, whose one text is empty
 
     // The action that lies at the end of the path of displayed texts ("&File", "&Language", ...); null when there is
     // none.

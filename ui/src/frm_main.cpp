@@ -6,28 +6,17 @@
 #include "callserver/app.h"
 #include "callserver/event_ids.h"
 #include "common/desktop.h"
-#include "common/lang_res.h"
 #include "log_view.h"
+#include "product.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QMenu>
-#include <QMenuBar>
 #include <QScreen>
 
 namespace {
 
-constexpr const char* kProduct = "Parlovex";
-constexpr const char* kVersion = "V50";
-constexpr unsigned kBuild = 20240502;
-
 constexpr double kDesktopShare = 0.5; // of the desktop's width and height
 constexpr int kBalloonMs = 10000;
-
-// Action data of the language items: language codes.
-constexpr int kLangEnglish = 0;
-constexpr int kLangChinese = 1;
 
 // Keeps the server object reachable after the main window is gone: its threads run until the process ends.
 [[gnu::used]] Capp* keptApp = nullptr;
@@ -54,8 +43,10 @@ void Cfrm_main::initPrivateValues()
     _app = nullptr;
 }
 
-// Every frame and dialog that the menus open has its pointer set to null here; the menus open none so far.
-void Cfrm_main::initOtherWindows() {}
+void Cfrm_main::initOtherWindows()
+{
+    _windows.forgetAll();
+}
 
 void Cfrm_main::updateCaption()
 {
@@ -71,39 +62,16 @@ void Cfrm_main::setupUi()
     if (const QSize desktop = WinDesktopSize(); desktop.isValid())
         resize(qRound(desktop.width() * kDesktopShare), qRound(desktop.height() * kDesktopShare));
     setupMenuBar();
+    setupToolbar();
     setupLogWin();
     setupTrayIcon();
-}
-
-void Cfrm_main::setupMenuBar()
-{
-    setupMenuFile();
-}
-
-void Cfrm_main::setupMenuFile()
-{
-    QMenu* const menu = menuBar()->addMenu(QString());
-    GetLangItem(1, menu, "");
-    QMenu* const languages = menu->addMenu(QString());
-    GetLangItem(3, languages, "");
-    _actLangFirst = languages->addAction(QString());
-    GetLangItem(5, _actLangFirst, "");
-    _actLangFirst->setData(kLangChinese);
-    _actLangSecond = languages->addAction(QString());
-    GetLangItem(4, _actLangSecond, "");
-    _actLangSecond->setData(kLangEnglish);
-    menu->addSeparator();
-    _actExit = menu->addAction(QString());
-    GetLangItem(2, _actExit, "");
 }
 
 void Cfrm_main::establishSignalAndSlots()
 {
     connect(this, &Cfrm_main::sigRestoreWindow, this, &Cfrm_main::slotRestoreWindow);
     connect(this, &Cfrm_main::sigServerLogInfo, _logView, &Clog_view::append);
-    connect(_actLangFirst, &QAction::triggered, this, &Cfrm_main::actLangSelect);
-    connect(_actLangSecond, &QAction::triggered, this, &Cfrm_main::actLangSelect);
-    connect(_actExit, &QAction::triggered, qApp, &QApplication::quit);
+    connectMenuItems();
 }
 
 void Cfrm_main::showWindowCenter()
@@ -130,9 +98,12 @@ void Cfrm_main::StartSIPServer()
     _app->Run();
 }
 
-// The windows that gather live state from the server's first moment, also while nobody looks at them, are made here,
-// once. The log view, which does so too, is part of this window; there is no other so far.
-void Cfrm_main::createPreloadWindows() {}
+// They gather live state from the server's first moment, also while nobody looks at them.
+void Cfrm_main::createPreloadWindows()
+{
+    (void)windowBehind(&Cfrm_main::actShowLocalUsers);
+    (void)windowBehind(&Cfrm_main::actShowRTCDR);
+}
 
 bool Cfrm_main::isTrayUsable() const
 {

@@ -3,8 +3,8 @@
 #include "bcl2/text.h"
 
 #include <QFontMetricsF>
+#include <QKeyEvent>
 #include <QScrollBar>
-#include <QStringList>
 #include <QTextBlockFormat>
 #include <QTextCursor>
 
@@ -15,6 +15,8 @@ namespace {
 
 constexpr int kFontPoints = 10;
 constexpr int kTabBlanks = 4;
+constexpr int kPauseMs = 20;     // a reader sees no difference, and a thousand lines cost as much as fifty layouts
+constexpr int kMostAtOnce = 500; // lines; the rest waits for the next turn of the event loop
 
 // Tabs stay: the view has tab stops for them, and they can forge no line.
 QString visibleText(const QString& line)
@@ -42,9 +44,57 @@ Clog_view::Clog_view(QWidget* parent) : QTextEdit(parent)
     setFont(font);
     setTabStopDistance(QFontMetricsF(font).horizontalAdvance(QLatin1Char(' ')) * kTabBlanks);
     setAccessibleName(tr("Server log"));
+    _pause.setSingleShot(true);
+    _pause.setInterval(kPauseMs);
+    connect(&_pause, &QTimer::timeout, this, [this] {
+        if (_waiting.isEmpty())
+            return;
+        showSome(kMostAtOnce);
+        _pause.start();
+    });
+}
+
+// A view that cannot be edited has no use for the key that clears the log.
+bool Clog_view::event(QEvent* event)
+{
+    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
+        event->ignore();
+        return false;
+    }
+    return QTextEdit::event(event);
 }
 
 void Clog_view::append(const QString& line)
+{
+    _waiting.append(line);
+    if (_pause.isActive())
+        return;
+    showSome(kMostAtOnce);
+    _pause.start();
+}
+
+void Clog_view::clear()
+{
+    _waiting.clear();
+    _hasLines = false;
+    QTextEdit::clear();
+}
+
+void Clog_view::showWaiting()
+{
+    showSome(_waiting.size());
+}
+
+void Clog_view::showSome(int count)
+{
+    if (count == 0)
+        return;
+    const QStringList lines = _waiting.mid(0, count);
+    _waiting.erase(_waiting.begin(), _waiting.begin() + lines.size());
+    write(lines);
+}
+
+void Clog_view::write(const QStringList& lines)
 {
     QScrollBar* const down = verticalScrollBar();
     QScrollBar* const across = horizontalScrollBar();
@@ -55,15 +105,18 @@ void Clog_view::append(const QString& line)
     const int anchor = reader.anchor();
     const int position = reader.position();
 
+    QTextBlockFormat direction; // else a word of another script, which a stranger sent, could turn the line round
+    direction.setLayoutDirection(Qt::LeftToRight);
     QTextCursor writer(document());
     writer.movePosition(QTextCursor::End);
     writer.beginEditBlock();
-    if (!document()->isEmpty())
-        writer.insertBlock();
-    QTextBlockFormat direction; // else a word of another script, which a stranger sent, could turn the line round
-    direction.setLayoutDirection(Qt::LeftToRight);
-    writer.mergeBlockFormat(direction);
-    writer.insertText(visibleText(line));
+    for (const QString& line : lines) {
+        if (_hasLines)
+            writer.insertBlock();
+        _hasLines = true;
+        writer.mergeBlockFormat(direction);
+        writer.insertText(visibleText(line));
+    }
     writer.endEditBlock();
 
     if (anchor != position)

@@ -1,0 +1,319 @@
+// The main window's menus and toolbar, and what their items open.
+#include "bcl2/tmp_str.h"
+#include "cachedb2/fac_mgr.h"
+#include "callserver/app.h"
+#include "common/lang_res.h"
+#include "frm_main.h"
+#include "frm_peer_servers.h"
+#include "frm_time_cond.h"
+#include "log_view.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <QMenuBar>
+#include <QToolBar>
+
+#include <algorithm>
+#include <array>
+
+using Main = Cfrm_main;
+using Opener = int (Main::*)();
+using Order = void (Main::*)();
+
+// A row of the table of menus.
+struct MenuItem {
+    enum class Kind : uint8_t { Menu, Submenu, Item, Line };
+
+    Kind kind;
+    int text = 0; // language item
+    bool isInSubmenu = false;
+    Opener opens = nullptr; // slot of an item with a window
+    PageWindow window = {};
+    Order does = nullptr;        // slot of any other item; none: it ends the program
+    const char* extra = nullptr; // image of an item with a window, shortcut of any other
+    int data = 0;
+};
+
+namespace {
+
+using Kind = MenuItem::Kind;
+
+// Language codes.
+constexpr int kLangEnglish = 0;
+constexpr int kLangChinese = 1;
+
+// For pages that are still to come.
+constexpr PageWindow kLater = {PageWindow::Way::Frame};
+constexpr PageWindow kRemoteLater = {PageWindow::Way::RemoteFrame};
+constexpr PageWindow kDialogLater = {PageWindow::Way::Dialog};
+
+constexpr MenuItem menu(int text)
+{
+    return {Kind::Menu, text};
+}
+
+constexpr MenuItem submenu(int text)
+{
+    return {Kind::Submenu, text};
+}
+
+constexpr MenuItem line()
+{
+    return {Kind::Line};
+}
+
+constexpr MenuItem item(int text, Opener opens, PageWindow window, const char* image = nullptr)
+{
+    return {Kind::Item, text, false, opens, window, nullptr, image};
+}
+
+constexpr MenuItem item(int text, Order does, const char* shortcut = nullptr, int data = 0)
+{
+    return {Kind::Item, text, false, nullptr, {}, does, shortcut, data};
+}
+
+// The same inside the submenu above it.
+constexpr MenuItem inside(MenuItem row)
+{
+    row.isInSubmenu = true;
+    return row;
+}
+
+// From left to right and from the top down: text, slot, what it opens (or its shortcut), image.
+constexpr auto kItems = std::to_array<MenuItem>({
+    menu(1),
+    submenu(3),
+    inside(item(5, &Main::actLangSelect, nullptr, kLangChinese)),
+    inside(item(4, &Main::actLangSelect, nullptr, kLangEnglish)),
+    line(),
+    item(14, &Main::actSaveLog, QT_TRANSLATE_NOOP("Cfrm_main", "Ctrl+S")),
+    item(269, &Main::actClearLog, QT_TRANSLATE_NOOP("Cfrm_main", "Delete")),
+    line(),
+    item(2, nullptr),
+
+    menu(15),
+    item(16, &Main::actShowSystemTable, kDialogLater, ":/images/system.png"),
+    item(425, &Main::actShowTimeCondition, frame<Cfrm_time_cond>()),
+    line(),
+    item(17, &Main::actShowLocalUsers, kLater, ":/images/users.png"),
+    item(18, &Main::actShowExtLines, kLater, ":/images/extline.png"),
+    item(19, &Main::actShowPeerServers, frame<Cfrm_peer_servers>()),
+    submenu(395),
+    inside(item(397, &Main::actShowRtGroup, kLater)),
+    inside(item(398, &Main::actShowRoute, kLater)),
+
+    menu(20),
+    item(21, &Main::actShowTransitions, kLater),
+    line(),
+    item(23, &Main::actShowAnaClrNbr, kLater),
+    item(22, &Main::actShowAnaCldNbr, kLater, ":/images/road_sign.png"),
+    line(),
+    item(318, &Main::actShowRefineClrNbr, kLater),
+    item(406, &Main::actShowRefineCldNbr, kLater),
+
+    menu(24),
+    item(26, &Main::actShowClrRewriting, kLater),
+    item(348, &Main::actShowFrmIVRTrigger, kLater),
+    submenu(285),
+    inside(item(277, &Main::actShowFrmHGInfo, kLater)),
+    inside(item(289, &Main::actShowFrmHGOper, kLater)),
+    inside(item(293, &Main::actShowFrmHGDect, kLater)),
+    submenu(457),
+    inside(item(459, &Main::actShowFrmRGUser, kLater)),
+    inside(item(293, &Main::actShowFrmRGDetection, kLater)),
+    item(352, &Main::actShowFrmSpeedDial, kLater),
+    line(),
+    item(392, &Main::actShowFrmCallRecord, kLater),
+    item(444, &Main::actShowFrmIPBWList, kLater),
+    item(435, &Main::actShowFrmLuaTrigger, kLater),
+    item(25, &Main::actShowSysBlackList, kLater),
+    line(),
+    submenu(33),
+    inside(item(34, &Main::actShowFrmCCInfo, kRemoteLater)),
+    inside(line()),
+    inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
+    inside(item(35, &Main::actShowFrmCCFeeMatrix, kRemoteLater)),
+    submenu(298),
+    inside(item(299, &Main::actShowFrmDisaAccount, kRemoteLater)),
+    inside(item(300, &Main::actShowFrmDisaCallerId, kRemoteLater)),
+    submenu(28),
+    inside(item(31, &Main::actShowFrmSubBalance, kRemoteLater)),
+    inside(line()),
+    inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
+    inside(item(32, &Main::actShowFrmCallerPrepaid, kRemoteLater)),
+    line(),
+    item(29, &Main::actShowCallshop, kLater),
+    item(27, &Main::actShowCallBack, kDialogLater),
+
+    menu(36),
+    item(415, &Main::actShowEvtChannelAuth, kLater),
+    line(),
+    item(271, &Main::actShowCallStatus),
+    item(286, &Main::actShowHGInfo),
+    submenu(456),
+    inside(item(385, &Main::actReleaseCalls)),
+    line(),
+    item(270, &Main::actTraceOnIPAddr),
+    item(296, &Main::actTraceOnCallerNbr),
+    item(297, &Main::actTraceOnCalledNbr),
+    item(46, &Main::actStopTrace),
+
+    menu(47),
+    item(48, &Main::actShowRTCDR, kLater),
+    item(49, &Main::actShowHistoryCDR),
+
+    menu(50),
+    item(449, &Main::actHelpCheckVersion),
+    item(51, &Main::actHelpWebsite),
+});
+
+// Null: a gap.
+constexpr std::array<Opener, 6> kToolbar = {&Main::actShowSystemTable, nullptr, &Main::actShowLocalUsers,
+                                            &Main::actShowExtLines,    nullptr, &Main::actShowAnaCldNbr};
+
+const MenuItem& itemOf(Opener opener)
+{
+    return *std::find_if(kItems.begin(), kItems.end(), [=](const MenuItem& row) { return row.opens == opener; });
+}
+
+} // namespace
+
+void Cfrm_main::setupMenuBar()
+{
+    setupMenuFile();
+    setupMenuData();
+    setupMenuDialPlan();
+    setupMenuServices();
+    setupMenuMaintain();
+    setupMenuWindows();
+    setupMenuHelp();
+}
+
+void Cfrm_main::setupMenuFile()
+{
+    setupMenu(1);
+}
+
+void Cfrm_main::setupMenuData()
+{
+    setupMenu(15);
+}
+
+void Cfrm_main::setupMenuDialPlan()
+{
+    setupMenu(20);
+}
+
+void Cfrm_main::setupMenuServices()
+{
+    setupMenu(24);
+}
+
+void Cfrm_main::setupMenuMaintain()
+{
+    setupMenu(36);
+}
+
+void Cfrm_main::setupMenuWindows()
+{
+    setupMenu(47);
+}
+
+void Cfrm_main::setupMenuHelp()
+{
+    setupMenu(50);
+}
+
+// Its place is kept for what developers try out.
+void Cfrm_main::setupMenuDebug() {}
+
+void Cfrm_main::setupMenu(int item)
+{
+    const auto* row = std::find_if(kItems.begin(), kItems.end(), [item](const MenuItem& each) {
+        return each.kind == Kind::Menu && each.text == item;
+    });
+    QMenu* const bar = menuBar()->addMenu(QString());
+    GetLangItem(static_cast<unsigned>(item), bar, "");
+    QMenu* submenu = nullptr;
+    for (++row; row != kItems.end() && row->kind != Kind::Menu; ++row) {
+        QMenu* const place = row->isInSubmenu ? submenu : bar;
+        if (row->kind == Kind::Line) {
+            place->addSeparator();
+        } else if (row->kind == Kind::Submenu) {
+            submenu = bar->addMenu(QString());
+            GetLangItem(static_cast<unsigned>(row->text), submenu, "");
+        } else {
+            _actions.insert(row, addMenuItem(*row, place));
+        }
+    }
+}
+
+QAction* Cfrm_main::addMenuItem(const MenuItem& item, QMenu* menu)
+{
+    QAction* const action = menu->addAction(QString());
+    GetLangItem(static_cast<unsigned>(item.text), action, "");
+    action->setData(item.data);
+    if (item.extra == nullptr)
+        return action;
+    if (item.opens != nullptr)
+        action->setIcon(QIcon(QString::fromLatin1(item.extra)));
+    else
+        action->setShortcut(tr(item.extra));
+    return action;
+}
+
+void Cfrm_main::setupToolbar()
+{
+    QToolBar* const toolbar = addToolBar(QString());
+    toolbar->setMovable(false);
+    toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
+    for (const Opener opener : kToolbar) {
+        if (opener == nullptr)
+            toolbar->addSeparator();
+        else
+            toolbar->addAction(_actions.value(&itemOf(opener)));
+    }
+}
+
+void Cfrm_main::connectMenuItems()
+{
+    for (auto each = _actions.cbegin(); each != _actions.cend(); ++each) {
+        const MenuItem& item = *each.key();
+        QAction* const action = each.value();
+        if (item.opens != nullptr)
+            connect(action, &QAction::triggered, this, item.opens);
+        else if (item.does != nullptr)
+            connect(action, &QAction::triggered, this, item.does);
+        else
+            connect(action, &QAction::triggered, qApp, &QApplication::quit);
+    }
+}
+
+QWidget* Cfrm_main::windowBehind(Opener opener)
+{
+    return _windows.get(itemOf(opener).window, _app->GetFacMgr());
+}
+
+bool Cfrm_main::isRemoteDbActive() const
+{
+    return _app->GetFacMgr()->IsRemoteDbActive() != 0;
+}
+
+int Cfrm_main::openWindow(Opener opener)
+{
+    const MenuItem& item = itemOf(opener);
+    if (item.window.way == PageWindow::Way::RemoteFrame && !isRemoteDbActive()) {
+        _logView->append(QStringLiteral("WARN: remote database isn't connected."));
+        _logView->append(GetLangItem(273, QString()));
+        return 0;
+    }
+    if (item.window.make == nullptr) {
+        Cbcl_tmp_str line;
+        line.set("The page \"%s\" is not available in this version yet.",
+                 GetLangItem(item.text, QString()).remove(QLatin1Char('&')).toUtf8().constData());
+        displayLog(line.c_str());
+        return 0;
+    }
+    return _windows.open(item.window, _app->GetFacMgr());
+}
