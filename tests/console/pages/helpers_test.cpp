@@ -11,6 +11,7 @@
 
 #include <QComboBox>
 #include <QDir>
+#include <QFileInfo>
 #include <QImage>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -318,7 +319,7 @@ TEST_F(Helpers, InputsAreSwitchedOnAndOff)
     EXPECT_TRUE(edit.isEnabled() && box.isEnabled() && widget.isEnabled());
 }
 
-TEST_F(Helpers, EveryTopicHasAPageInBothLanguages)
+TEST_F(Helpers, EveryTopicHasAnAddressInBothLanguages)
 {
     gVarGuiLang = 0;
     for (int topic = 0; topic < kHelpTopics; ++topic)
@@ -332,9 +333,28 @@ TEST_F(Helpers, EveryTopicHasAPageInBothLanguages)
     EXPECT_EQ(english[26], "help/ring_group/service_guide_ring_group.htm");
     EXPECT_EQ(std::set<QString>(english.begin(), english.end()).size(), 27u);
     gVarGuiLang = 1;
+    for (const QString& page : english) {
+        const QFileInfo file(inRunFolder(QString(page.section('#', 0, 0)).replace("help/", "help/cn/")));
+        ASSERT_TRUE(file.dir().mkpath("."));
+        writeFile(file.filePath(), "<html/>");
+    }
     for (int topic = 0; topic < kHelpTopics; ++topic)
         openHelpTopic(static_cast<Ehelp_topics>(topic));
     EXPECT_EQ(help.takeOpened().join(' '), QString(english.join(' ')).replace("help/", "help/cn/"));
+}
+
+TEST_F(Helpers, AChinesePageThatIsMissingIsReadInEnglish)
+{
+    gVarGuiLang = 1;
+    openHelpTopic(kHelpPeerServers);
+    EXPECT_EQ(help.takeOpened(), QStringList("help/sip-trunk/index.html"));
+    ASSERT_TRUE(QDir().mkpath("help/cn/sip-trunk"));
+    writeFile(inRunFolder("help/cn/sip-trunk/index.html"), "<html/>");
+    openHelpTopic(kHelpPeerServers);
+    EXPECT_EQ(help.takeOpened(), QStringList("help/cn/sip-trunk/index.html"));
+    gVarGuiLang = 7;
+    openHelpTopic(kHelpPeerServers);
+    EXPECT_EQ(help.takeOpened(), QStringList("help/sip-trunk/index.html"));
 }
 
 TEST_F(Helpers, EveryImageHasItsDoubleSize)

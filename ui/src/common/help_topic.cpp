@@ -4,6 +4,7 @@
 #include "cachedb2/switch_variants.h"
 
 #include <QDesktopServices>
+#include <QFileInfo>
 #include <QString>
 #include <QUrl>
 
@@ -66,6 +67,9 @@ void openHelpTopic(Ehelp_topics topic)
 {
     if (topic < 0 || topic >= kHelpTopics)
         return;
-    const char* const root = gVarGuiLang == kChinese ? kChineseRoot : kEnglishRoot;
-    QDesktopServices::openUrl(addressOf(QLatin1String(root) + QLatin1String(kPages.at(topic))));
+    const QLatin1String page(kPages.at(topic));
+    const QUrl chinese = addressOf(QLatin1String(kChineseRoot) + page);
+    // A page that is not translated yet is better read in English than not at all.
+    const bool isChinese = gVarGuiLang == kChinese && QFileInfo::exists(chinese.toLocalFile());
+    QDesktopServices::openUrl(isChinese ? chinese : addressOf(QLatin1String(kEnglishRoot) + page));
 }

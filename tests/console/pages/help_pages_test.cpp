@@ -1,0 +1,177 @@
+// The pages of the help: whole, linked, and naming what the editors show.
+#include "common/dlg_common.h"
+#include "frm_peer_servers.h"
+#include "frm_time_cond.h"
+#include "support/page_fixture.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QLabel>
+#include <QSet>
+#include <QTabWidget>
+#include <QXmlStreamReader>
+
+namespace {
+
+const QDir kPages(QStringLiteral(PARLOVEX_HELP_DIR));
+
+// What a page holds.
+struct HelpPage {
+    QString path;
+    QString error;     // why it is not well formed; empty: it is
+    QStringList links; // of anchors and style sheets
+    QStringList styles;
+    QSet<QString> places; // identifiers
+    QStringList headings;
+    QString title;
+    QString text; // with single blanks
+};
+
+HelpPage read(const QString& path)
+{
+    HelpPage page;
+    page.path = path;
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    QXmlStreamReader xml(&file);
+    QStringList open;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement()) {
+            open.append(xml.name().toString());
+            const QXmlStreamAttributes attributes = xml.attributes();
+            if (attributes.hasAttribute("id"))
+                page.places.insert(attributes.value("id").toString());
+            if (attributes.hasAttribute("href"))
+                (open.last() == "link" ? page.styles : page.links).append(attributes.value("href").toString());
+        } else if (xml.isEndElement()) {
+            open.removeLast();
+            page.text += ' ';
+        } else if (xml.isCharacters()) {
+            if (open.contains("title"))
+                page.title += xml.text();
+            else if (open.contains("h1"))
+                page.headings.append(xml.text().toString());
+            page.text += xml.text();
+        }
+    }
+    page.error = xml.hasError() ? xml.errorString() + " in line " + QString::number(xml.lineNumber()) : QString();
+    page.text = page.text.simplified();
+    return page;
+}
+
+QList<HelpPage> allPages()
+{
+    QList<HelpPage> pages;
+    QDirIterator each(kPages.path(), {"*.html", "*.htm"}, QDir::Files, QDirIterator::Subdirectories);
+    while (each.hasNext())
+        pages.append(read(each.next()));
+    return pages;
+}
+
+class HelpPages : public PageFixture {
+protected:
+    // The page that F1 opens in this frame, as it lies in the sources.
+    template <class Frame>
+    HelpPage openedFrom()
+    {
+        pressKey(this->template open<Frame>(), Qt::Key_F1);
+        const QStringList opened = help.takeOpened();
+        EXPECT_EQ(opened.size(), 1);
+        const QString path = kPages.filePath(opened.value(0).mid(QString("help/").size()));
+        EXPECT_TRUE(QFileInfo(path).isFile()) << path.toStdString();
+        return read(path);
+    }
+    // Labels, check boxes and tabs of the editor.
+    QStringList textsOfEditor()
+    {
+        const auto* const editor = frame().findChild<Cdlg_common*>();
+        QStringList texts;
+        for (const QLabel* const label : editor->findChildren<QLabel*>())
+            texts.append(label->text());
+        for (const QCheckBox* const box : editor->findChildren<QCheckBox*>())
+            texts.append(box->text());
+        for (const QTabWidget* const tabs : editor->findChildren<QTabWidget*>()) {
+            for (int at = 0; at < tabs->count(); ++at)
+                texts.append(tabs->tabText(at));
+        }
+        return texts;
+    }
+    template <class Frame>
+    void expectThatEveryFieldIsExplained(int minimum)
+    {
+        const HelpPage page = openedFrom<Frame>();
+        const QStringList texts = textsOfEditor();
+        EXPECT_GE(texts.size(), minimum);
+        for (const QString& text : texts)
+            EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
+        EXPECT_EQ(page.headings.value(0), frame().windowTitle());
+        EXPECT_TRUE(page.text.contains("Example: "));
+    }
+};
+
+TEST_F(HelpPages, AreWellFormedAndNameThemselves)
+{
+    const QList<HelpPage> pages = allPages();
+    ASSERT_GE(pages.size(), 3);
+    for (const HelpPage& page : pages) {
+        EXPECT_EQ(page.error, QString()) << page.path.toStdString();
+        EXPECT_EQ(page.headings.size(), 1) << page.path.toStdString();
+        EXPECT_TRUE(page.title.contains(page.headings.value(0))) << page.path.toStdString();
+    }
+}
+
+TEST_F(HelpPages, LinksAndStyleSheetsLeadSomewhere)
+{
+    for (const HelpPage& page : allPages()) {
+        const QDir folder = QFileInfo(page.path).dir();
+        ASSERT_EQ(page.styles.size(), 1) << page.path.toStdString();
+        EXPECT_EQ(QFileInfo(folder.filePath(page.styles[0])).canonicalFilePath(),
+                  kPages.canonicalPath() + "/style.css");
+        for (const QString& link : page.links) {
+            const QString target = link.section('#', 0, 0);
+            const QString path = target.isEmpty() ? page.path : folder.filePath(target);
+            EXPECT_TRUE(QFileInfo(path).isFile()) << page.path.toStdString() << ": " << link.toStdString();
+            const QString place = link.section('#', 1);
+            EXPECT_TRUE(place.isEmpty() || read(path).places.contains(place)) << link.toStdString();
+        }
+    }
+}
+
+TEST_F(HelpPages, TheStartPageLeadsToEveryOther)
+{
+    const HelpPage start = read(kPages.filePath("index.html"));
+    QSet<QString> linked = {start.path};
+    for (const QString& link : start.links)
+        linked.insert(kPages.filePath(link.section('#', 0, 0)));
+    for (const HelpPage& page : allPages()) {
+        EXPECT_TRUE(page.path.contains("/cn/") || linked.contains(page.path)) << page.path.toStdString();
+    }
+}
+
+TEST_F(HelpPages, LieBesideTheProgram)
+{
+    const QDir program = QFileInfo(QStringLiteral(PARLOVEX_PROGRAM)).dir();
+    QDirIterator each(kPages.path(), QDir::Files, QDirIterator::Subdirectories);
+    int files = 0;
+    for (; each.hasNext(); ++files) {
+        const QString source = each.next();
+        EXPECT_EQ(readFile(program.filePath("help/" + kPages.relativeFilePath(source))), readFile(source))
+            << source.toStdString();
+    }
+    EXPECT_GE(files, 4);
+}
+
+TEST_F(HelpPages, PeerServersExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_peer_servers>(17);
+}
+
+TEST_F(HelpPages, TimeConditionsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_time_cond>(12);
+}
+
+} // namespace
