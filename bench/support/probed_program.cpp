@@ -25,18 +25,25 @@ ProbedProgram::~ProbedProgram()
 
 double ProbedProgram::msToFirstPaint()
 {
-    if (!_process.waitForOutput("painted "))
-        throw std::runtime_error("the window was not painted: " + _process.output());
+    return static_cast<double>(told("painted").timeNs - _startNs) / 1e6;
+}
+
+Told ProbedProgram::told(const std::string& what, std::chrono::seconds after)
+{
+    const auto soon = std::chrono::steady_clock::now() + after + kTestPatience;
+    while (!_process.waitForOutput(what + " "))
+        if (std::chrono::steady_clock::now() > soon)
+            throw std::runtime_error("the program did not say \"" + what + "\": " + _process.output());
     std::istringstream words(_process.output());
     for (std::string word; words >> word;) {
-        int64_t paintedNs = 0;
-        if (word == "painted" && words >> paintedNs)
-            return static_cast<double>(paintedNs - _startNs) / 1e6;
+        Told result;
+        if (word == what && words >> result.timeNs >> result.number)
+            return result;
     }
     throw std::runtime_error("cannot be read: " + _process.output());
 }
 
-double ProbedProgram::worstLatenessMs(int64_t sinceNs) const
+double ProbedProgram::worstLatenessMs(int64_t sinceNs, int64_t untilNs) const
 {
     int64_t worst = 0;
     std::istringstream lines(_process.output());
@@ -45,7 +52,7 @@ double ProbedProgram::worstLatenessMs(int64_t sinceNs) const
         std::string kind;
         int64_t time = 0;
         int64_t late = 0;
-        if (words >> kind >> time >> late && kind == "late" && time >= sinceNs)
+        if (words >> kind >> time >> late && kind == "late" && time >= sinceNs && time <= untilNs)
             worst = std::max(worst, late);
     }
     return static_cast<double>(worst) / 1e6;
