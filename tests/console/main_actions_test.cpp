@@ -7,10 +7,10 @@
 #include "callserver/event_ids.h"
 #include "common/lang_res.h"
 #include "support/console_fixture.h"
+#include "support/help_spy.h"
 #include "support/http_server.h"
 
 #include <QAction>
-#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileDialog>
@@ -19,7 +19,6 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTextEdit>
-#include <QUrl>
 
 #include <atomic>
 #include <functional>
@@ -287,31 +286,16 @@ TEST_F(MainActions, AVersionCheckOfASilentServerEnds)
     EXPECT_EQ(checkVersionAt(server.url()), QStringList(kChecking));
 }
 
-// Takes the place of the desktop's browser.
-class Browser : public QObject {
-    Q_OBJECT
-
-public:
-    Browser() { QDesktopServices::setUrlHandler("https", this, "open"); }
-    ~Browser() override { QDesktopServices::unsetUrlHandler("https"); }
-    QStringList opened;
-
-private slots:
-    void open(const QUrl& url) { opened.append(url.toString()); }
-};
-
 TEST_F(MainActions, TheWebsiteFollowsTheLanguage)
 {
     buildWindow();
-    Browser browser;
+    HelpSpy browser;
     for (const int language : {0, 1, 6}) {
         gVarGuiLang = language;
         press(50, 51);
     }
-    EXPECT_EQ(browser.opened, (QStringList{"https://www.parlovex.test/", "https://www.parlovex.test/cn/",
-                                           "https://www.parlovex.test/"}));
+    EXPECT_EQ(browser.takeOpened(), (QStringList{"https://www.parlovex.test/", "https://www.parlovex.test/cn/",
+                                                 "https://www.parlovex.test/"}));
 }
 
 } // namespace
-
-#include "main_actions_test.moc"

@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <QUrl>
 
-// Keeps the addresses of the files that the console opens.
+// Keeps the addresses of the pages that the console opens, of its help and in the web.
 class HelpSpy : public QObject {
     Q_OBJECT
 
@@ -13,7 +13,7 @@ public:
     HelpSpy();
     ~HelpSpy() override;
 
-    // Addresses since the last call, below the current directory.
+    // Addresses since the last call; those of files below the current directory.
     [[nodiscard]] QStringList takeOpened();
 
 private slots:
