@@ -3,7 +3,6 @@
 #include "bcl2/text.h"
 
 #include <QFontMetricsF>
-#include <QKeyEvent>
 #include <QScrollBar>
 #include <QTextBlockFormat>
 #include <QTextCursor>
@@ -52,16 +51,6 @@ Clog_view::Clog_view(QWidget* parent) : QTextEdit(parent)
         showSome(kMostAtOnce);
         _pause.start();
     });
-}
-
-// A view that cannot be edited has no use for the key that clears the log.
-bool Clog_view::event(QEvent* event)
-{
-    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
-        event->ignore();
-        return false;
-    }
-    return QTextEdit::event(event);
 }
 
 void Clog_view::append(const QString& line)

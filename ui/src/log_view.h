@@ -24,9 +24,6 @@ public slots:
     // Also forgets what is not shown yet.
     void clear();
 
-protected:
-    bool event(QEvent* event) override;
-
 private:
     void showSome(int count);
     void write(const QStringList& lines);
