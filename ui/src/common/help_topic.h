@@ -34,7 +34,7 @@ enum Ehelp_topics : int {
     kHelpTopics // how many there are
 };
 
-// Shows the page in the desktop's browser: Chinese with language code 1, where there is one, else English. The pages lie
-// in the folder "help" of the current directory, beside the language files. A number that is no topic does nothing. GUI
-// thread.
+// Shows the page in the desktop's browser: Chinese with language code 1, where there is one, else English. The pages
+// lie in the folder "help" of the current directory, beside the language files. A number that is no topic does nothing.
+// GUI thread.
 void openHelpTopic(Ehelp_topics topic);
