@@ -6,15 +6,12 @@
 
 #include <mutex>
 #include <set>
+#include <string>
+#include <tuple>
 
 namespace {
 
-struct Heard {
-    Edb_table table;
-    std::string key;
-    bool isRemoval;
-    auto operator<=>(const Heard&) const = default;
-};
+using Heard = std::tuple<Edb_table, std::string, bool>; // table, key, whether it was a removal
 
 } // namespace
 
@@ -25,7 +22,7 @@ protected:
         open();
         store().addListener([this](const Cdb_change& change) {
             const std::scoped_lock lock(_mutex);
-            _heard.insert({change.table, std::string(change.key), change.isRemoval});
+            _heard.emplace(change.table, change.key, change.isRemoval);
         });
         Cdb_options options;
         options.dataFolder = homeFolder();

@@ -28,7 +28,7 @@ void runNamed(const std::string& name, const std::function<void(const std::stop_
 
 } // namespace
 
-std::jthread BclStartThread(std::string name, std::function<void(const std::stop_token&)> body)
+std::jthread BclStartThread(const std::string& name, std::function<void(const std::stop_token&)> body)
 {
     // A new thread inherits the mask: no signal may come to it, not even before its first line.
     sigset_t all;

@@ -3,10 +3,10 @@
 
 #include "bcl2/background.h"
 
-#include <compare>
 #include <cstdint>
 #include <set>
 #include <string>
+#include <tuple>
 
 struct Cdb_sys_data;
 
@@ -14,7 +14,11 @@ struct MappedPort {
     bool isMedia; // signalling is mapped first
     uint16_t port;
     bool isTcp;
-    auto operator<=>(const MappedPort&) const = default;
+    bool operator==(const MappedPort&) const = default;
+    bool operator<(const MappedPort& other) const
+    {
+        return std::tie(isMedia, port, isTcp) < std::tie(other.isMedia, other.port, other.isTcp);
+    }
 };
 using MappedPorts = std::set<MappedPort>;
 

@@ -14,7 +14,7 @@
 
 // A thread that gets no signals; those are for the process. The name (at most 15 bytes) shows in process listings. An
 // exception of `body` ends it with a log line. When no thread can be had a log line says so, and the result is empty.
-[[nodiscard]] std::jthread BclStartThread(std::string name, std::function<void(const std::stop_token&)> body);
+[[nodiscard]] std::jthread BclStartThread(const std::string& name, std::function<void(const std::stop_token&)> body);
 
 // Calls a function again and again on a thread of its own. Owner: any one thread. Destroying it waits for a call that
 // is under way, and no longer.
