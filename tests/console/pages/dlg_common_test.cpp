@@ -4,6 +4,7 @@
 #include "support/page_fixture.h"
 
 #include <QDialogButtonBox>
+#include <QIcon>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -61,8 +62,9 @@ TEST_F(DlgCommon, HasItsFlagsAndButtons)
     EXPECT_EQ(box->standardButtons(), QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     EXPECT_EQ(box->button(QDialogButtonBox::Ok)->text(), item(64));
     EXPECT_EQ(box->button(QDialogButtonBox::Cancel)->text(), item(65));
-    for (const auto which : {QDialogButtonBox::Ok, QDialogButtonBox::Cancel})
-        EXPECT_EQ(box->button(which)->icon().actualSize(QSize(32, 32)), QSize(32, 32));
+    for (const auto& [which, image] : {std::pair(QDialogButtonBox::Ok, ":/images/ok.png"),
+                                       std::pair(QDialogButtonBox::Cancel, ":/images/cancel.png")})
+        EXPECT_EQ(box->button(which)->icon().pixmap(32, 32).toImage(), QIcon(image).pixmap(32, 32).toImage()) << image;
 }
 
 TEST_F(DlgCommon, OkAndReturnAcceptCancelAndEscapeDoNot)

@@ -6,8 +6,10 @@
 #include <QAction>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QLocale>
 #include <QScreen>
 #include <QStandardItemModel>
+#include <QStyledItemDelegate>
 #include <QToolBar>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -335,3 +337,12 @@ TEST_F(FrmList, F1WithoutATopicOpensNothing)
 }
 
 } // namespace
+
+TEST_F(FrmList, NumbersAreShownWithoutSeparatorsOfTheLanguage)
+{
+    QLocale::setDefault(QLocale(QLocale::German));
+    open<NumberList>();
+    const auto* const shown = qobject_cast<QStyledItemDelegate*>(view().itemDelegate());
+    ASSERT_NE(shown, nullptr);
+    EXPECT_EQ(shown->displayText(1000U, view().locale()), "1000");
+}

@@ -25,6 +25,8 @@ struct HelpPage {
     QStringList styles;
     QSet<QString> places; // identifiers
     QStringList headings;
+    QStringList fields; // at the beginning of the rows of tables
+    int emptyCells = 0;
     QString title;
     QString text; // with single blanks
 };
@@ -37,6 +39,7 @@ HelpPage read(const QString& path)
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
     QXmlStreamReader xml(&file);
     QStringList open;
+    QString cell;
     while (!xml.atEnd()) {
         xml.readNext();
         if (xml.isStartElement()) {
@@ -46,7 +49,12 @@ HelpPage read(const QString& path)
                 page.places.insert(attributes.value("id").toString());
             if (attributes.hasAttribute("href"))
                 (open.last() == "link" ? page.styles : page.links).append(attributes.value("href").toString());
+            cell.clear();
         } else if (xml.isEndElement()) {
+            if (open.contains("tbody") && open.last() == "th")
+                page.fields.append(cell.simplified());
+            if (open.last() == "td" && cell.simplified().isEmpty())
+                ++page.emptyCells;
             open.removeLast();
             page.text += ' ';
         } else if (xml.isCharacters()) {
@@ -55,6 +63,7 @@ HelpPage read(const QString& path)
             else if (open.contains("h1"))
                 page.headings.append(xml.text().toString());
             page.text += xml.text();
+            cell += xml.text();
         }
     }
     page.error = xml.hasError() ? xml.errorString() + " in line " + QString::number(xml.lineNumber()) : QString();
@@ -105,6 +114,10 @@ protected:
         const HelpPage page = openedFrom<Frame>();
         const QStringList texts = textsOfEditor();
         EXPECT_GE(texts.size(), minimum);
+        EXPECT_EQ(page.emptyCells, 0);
+        const auto* const editor = frame().findChild<Cdlg_common*>();
+        for (const QLabel* const label : editor->findChildren<QLabel*>())
+            EXPECT_TRUE(page.fields.contains(label->text())) << label->text().toStdString();
         for (const QString& text : texts)
             EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
         EXPECT_EQ(page.headings.value(0), frame().windowTitle());

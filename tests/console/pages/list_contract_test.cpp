@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
+#include <QIcon>
 #include <QLabel>
 #include <QStandardItemModel>
 #include <QTabWidget>
@@ -136,20 +137,31 @@ TEST_P(ListContract, ShowsItsCaptionAndColumns)
 TEST_P(ListContract, ShowsItsButtonsWithTextsAndImages)
 {
     openPage();
-    const std::vector<std::pair<std::string, int>> kButtons = {{"Add", 66},      {"Edit", 68},      {"Delete", 67},
-                                                               {"Gap", 0},       {"Previous", 355}, {"Next", 356},
-                                                               {"Refresh", 311}, {"Query", 373}};
+    struct Wanted {
+        std::string name;
+        int text;
+        const char* image;
+    };
+    const std::vector<Wanted> kButtons = {{"Add", 66, "add.png"},
+                                          {"Edit", 68, "edit.png"},
+                                          {"Delete", 67, "del.png"},
+                                          {"Gap", 0, ""},
+                                          {"Previous", 355, "previous_32_32.png"},
+                                          {"Next", 356, "next_32_32.png"},
+                                          {"Refresh", 311, "refresh.PNG"},
+                                          {"Query", 373, "search_32x32.png"}};
     const QList<QAction*> actions = toolbarActions();
     ASSERT_EQ(static_cast<size_t>(actions.size()), kButtons.size());
     std::string visible;
     for (int at = 0; at < actions.size(); ++at) {
-        const auto& [name, text] = kButtons.at(static_cast<size_t>(at));
+        const auto& [name, text, image] = kButtons.at(static_cast<size_t>(at));
         if (actions[at]->isVisible())
             visible += (visible.empty() ? "" : " ") + name;
         if (text == 0)
             continue;
         EXPECT_EQ(actions[at]->text(), item(text));
-        EXPECT_EQ(actions[at]->icon().actualSize(QSize(64, 64)), QSize(32, 32)) << name;
+        const QIcon wanted(QStringLiteral(":/images/") + image);
+        EXPECT_EQ(actions[at]->icon().pixmap(32, 32).toImage(), wanted.pixmap(32, 32).toImage()) << name;
     }
     EXPECT_EQ(visible, GetParam().toolbar);
 }

@@ -395,6 +395,33 @@ TEST_F(PeerServers, DeleteRemovesRecordAndRowWithoutAQuestion)
     EXPECT_NE(store().DbPeerServerGet(5, record), kDbOk);
 }
 
+TEST_F(PeerServers, DeleteRemovesTheRowAlsoOfARecordThatIsGone)
+{
+    keep(5, peer("10.0.0.5"));
+    open<Cfrm_peer_servers>();
+    ASSERT_EQ(store().DbPeerServerDel(5), kDbOk);
+    select(0);
+    press(Delete);
+    EXPECT_TRUE(column(0).isEmpty());
+}
+
+TEST_F(PeerServers, EditBeginsWithTheFirstInputThatCanBeUsed)
+{
+    keep(5, peer("10.0.0.5"));
+    open<Cfrm_peer_servers>();
+    select(0);
+    boxes.expectEditor(title(), [](QDialog& editor) {
+        EXPECT_EQ(editor.focusWidget(), &input<QLineEdit>(editor, 184));
+        editor.reject();
+    });
+    press(Edit);
+    boxes.expectEditor(title(), [](QDialog& editor) {
+        EXPECT_EQ(editor.focusWidget(), &input<QLineEdit>(editor, 183));
+        editor.reject();
+    });
+    press(Add);
+}
+
 TEST_F(PeerServers, SearchEditsARecordAndLeavesTheListUntilRefresh)
 {
     keep(5, peer("10.0.0.5"));

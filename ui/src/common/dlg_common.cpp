@@ -8,6 +8,8 @@
 #include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QTabBar>
+#include <QTabWidget>
 
 Cdlg_common::Cdlg_common(Cdb_fac_mgr* store, QWidget* parent)
     : QDialog(parent, Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint), _store(store)
@@ -58,7 +60,10 @@ void Cdlg_common::showEvent(QShowEvent* event)
 void Cdlg_common::focusFirstInput()
 {
     for (QWidget* each = nextInFocusChain(); each != this; each = each->nextInFocusChain()) {
-        if ((each->focusPolicy() & Qt::TabFocus) != 0 && each->isEnabled() && each->isVisibleTo(this))
+        const bool isTabRow = qobject_cast<QTabWidget*>(each) != nullptr || qobject_cast<QTabBar*>(each) != nullptr;
+        const bool takesFocus =
+            (each->focusPolicy() & Qt::TabFocus) != 0 && each->isEnabled() && each->isVisibleTo(this);
+        if (takesFocus && !isTabRow)
             return each->setFocus();
     }
 }

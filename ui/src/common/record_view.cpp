@@ -7,6 +7,7 @@
 Crecord_view::Crecord_view(QWidget* parent) : QTreeView(parent)
 {
     setObjectName(QStringLiteral("recordView"));
+    setLocale(QLocale::c()); // numbers are identifiers: no separators between their digits
     setRootIsDecorated(false);
     setAlternatingRowColors(true);
     showUnsorted(); // before sorting is switched on, which would sort by the first column
