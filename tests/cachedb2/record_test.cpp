@@ -1,4 +1,5 @@
 #include "bcl2/text.h"
+#include "cachedb2/column_checks.h"
 #include "cachedb2/registrations.h"
 #include "cachedb2/store_fixture.h"
 #include "tables.h"
@@ -60,6 +61,86 @@ const std::array<std::pair<std::string, int64_t>, 6> kExtremes = {{
      std::numeric_limits<int64_t>::min()},
     {"'; drop table tbl_local_users; -- \" %s %n ` \\ \t", 0x0102030405060708},
 }};
+
+using families::i32;
+using families::text;
+using families::u16;
+using families::u32;
+using families::u8;
+using User = Cdb_usr_info;
+using System = Cdb_sys_data;
+using Settings = Cdb_settings;
+
+const families::Columns kUserColumns = {
+    text<&User::usrName>("usrName", 32).key(),
+    text<&User::password>("password", 32),
+    text<&User::description>("description", 64),
+    text<&User::dispName>("dispName", 32),
+    text<&User::email>("email", 64),
+    u32<&User::flags>("flags").def(0x804480),
+    i32<&User::pickupGroup>("pickupGroup"),
+    u8<&User::callWaitingLimit>("callWaitingLimit").def(1),
+    u32<&User::noAnsTime>("noAnsTime"),
+    text<&User::extLine>("extLine", 32),
+    i32<&User::maxDuration>("maxDuration"),
+    i32<&User::maxCalls>("maxCalls"),
+    i32<&User::maxOutCalls>("maxOutCalls"),
+    text<&User::dialPlan>("dialPlan", 32).def("default"),
+    u32<&User::expiryDate>("expiryDate"),
+    u32<&User::timeCondId>("timeCondId"),
+    u32<&User::levels>("levels").def(0x7e),
+    i32<&User::maxConfParties>("maxConfParties").def(10),
+    text<&User::cfuNbr>("cfuNbr", 32),
+    text<&User::cfncNbr>("cfncNbr", 32),
+    text<&User::cfbNbr>("cfbNbr", 32),
+    text<&User::cfnaNbr>("cfnaNbr", 32),
+    u8<&User::followMeType>("followMeType").def(1),
+    u8<&User::followMeTime>("followMeTime").def(20),
+    text<&User::followMeNbr1>("followMeNbr1", 32),
+    text<&User::followMeNbr2>("followMeNbr2", 32),
+    text<&User::followMeNbr3>("followMeNbr3", 32),
+    text<&User::ipAddr>("ipAddr", 64),
+    u32<&User::ipPort>("ipPort"),
+};
+
+const families::Columns kSystemColumns = {
+    u8<&System::id>("id").key().def(1).within(1, 1),
+    text<&System::evtChannelPassword>("evtChannelPassword", 32),
+    i32<&System::rtpPortFirst>("rtpPortFirst").def(10000),
+    i32<&System::rtpPortLast>("rtpPortLast").def(19999),
+    u32<&System::evtChannelPort>("evtChannelPort"),
+    u8<&System::isUpnp>("isUpnp"),
+    text<&System::localAddr>("localAddr", 64),
+    text<&System::publicAddr>("publicAddr", 64),
+    text<&System::sipDomain>("sipDomain", 64),
+    i32<&System::udpPort>("udpPort").def(5060),
+    u16<&System::tcpPort>("tcpPort").def(5060),
+    u16<&System::tlsPort>("tlsPort"),
+    text<&System::realm>("realm", 64).def("parlovex"),
+    u8<&System::servicePrefix>("servicePrefix").def('*'),
+    u8<&System::defaultRoute>("defaultRoute"),
+    u8<&System::callFlags>("callFlags").def(106),
+    text<&System::stunAddr1>("stunAddr1", 64),
+    i32<&System::stunPort1>("stunPort1").def(3478),
+    text<&System::stunAddr2>("stunAddr2", 64),
+    i32<&System::stunPort2>("stunPort2").def(3478),
+    text<&System::dbAddr>("dbAddr", 64).def("local"),
+    i32<&System::dbPort>("dbPort"),
+    text<&System::dbUser>("dbUser", 79),
+    text<&System::dbPassword>("dbPassword", 79),
+    text<&System::dbName>("dbName", 64),
+    text<&System::smtpAddr>("smtpAddr", 64),
+    text<&System::smtpUser>("smtpUser", 79),
+    text<&System::smtpPassword>("smtpPassword", 79),
+    u8<&System::isSmtpTls>("isSmtpTls"),
+    text<&System::learnedAddr>("learnedAddr", 64),
+};
+
+const families::Columns kSettingsColumns = {
+    u8<&Settings::id>("id").key().def(1).within(1, 1),
+    u32<&Settings::annLang>("annLang"),
+    u32<&Settings::vmsMode>("vmsMode"),
+};
 
 } // namespace
 
@@ -153,6 +234,59 @@ TEST_F(Record, EveryFieldOfTheSystemComesBackFromTheStoreByteForByte)
         ASSERT_NE(nullptr, store().DbGetSysTbl());
         EXPECT_TRUE(sameBytes(written, static_cast<const Cdb_sys_data&>(*store().DbGetSysTbl())));
         EXPECT_TRUE(sameBytes(written, *store().system().get()));
+    }
+}
+
+TEST_F(Record, ColumnsOfAUserAreThoseOfItsMembers)
+{
+    open();
+    const User fresh;
+    families::expectDescribed(kUserColumns, localUsersTable().fields(), &fresh);
+    for (const families::Values& values : families::kAllValues) {
+        SCOPED_TRACE(values.name);
+        const auto written = families::recordOf<User>(kUserColumns, values);
+        ASSERT_EQ(kDbOk, store().DbSetLocalUserData(written));
+        open();
+        User read;
+        ASSERT_EQ(kDbOk, store().DbGetUsrInfo(written.usrName, read));
+        families::expectStored(kUserColumns, values, &read, [this](const char* column) {
+            return sql(path("config.db"), std::string("select ") + column + " from tbl_local_users");
+        });
+        EXPECT_EQ(kDbOk, store().DbDelUsrInfo(written.usrName));
+    }
+}
+
+TEST_F(Record, ColumnsOfTheSystemAreThoseOfItsMembers)
+{
+    open();
+    const System fresh;
+    families::expectDescribed(kSystemColumns, systemTable().fields(), &fresh);
+    for (const families::Values& values : families::kAllValues) {
+        SCOPED_TRACE(values.name);
+        ASSERT_EQ(kDbOk, store().DbSetSysData(families::recordOf<System>(kSystemColumns, values)));
+        open();
+        families::expectStored(kSystemColumns, values, store().system().get().get(), [this](const char* column) {
+            return sql(path("config.db"), std::string("select ") + column + " from tbl_system");
+        });
+    }
+}
+
+TEST_F(Record, ColumnsOfTheSettingsAreThoseOfTheirMembers)
+{
+    open();
+    const Settings fresh;
+    families::expectDescribed(kSettingsColumns, tableOf<Settings>().fields(), &fresh);
+    for (const families::Values& values : families::kAllValues) {
+        SCOPED_TRACE(values.name);
+        const auto written = families::recordOf<Settings>(kSettingsColumns, values);
+        ASSERT_EQ(kDbOk, store().DbSetSrfAnnLang(written.annLang));
+        ASSERT_EQ(kDbOk, store().DbSetVmsMode(written.vmsMode));
+        const Settings read = *store().rows<Settings>().get()->inOrder().front();
+        families::expectStored(kSettingsColumns, values, &read, [this](const char* column) {
+            return sql(path("config.db"), std::string("select ") + column + " from tbl_settings");
+        });
+        EXPECT_EQ(written.annLang, store().DbGetSrfAnnLang());
+        EXPECT_EQ(written.vmsMode, store().DbGetVmsMode());
     }
 }
 
