@@ -5,6 +5,7 @@
 #include "dbproxy2/remote_fixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <future>
@@ -140,6 +141,7 @@ TEST_P(RemoteBookings, ReserveWhatIsThereAndBookWhatItCost)
     EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), 1));
     EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), -1));
     EXPECT_EQ(Result::Refused, end(Cdb_bookings::newId(), 10)) << "nobody knows it";
+    bookings().end(first, -1, {}); // nobody asks for the result
     EXPECT_EQ(Result::Refused, reserve(Cdb_bookings::newId(), 1, 0, {Ebalance_kind::Subscriber, "1001"}));
 
     Ctbl_callingcard_balance card;
@@ -274,6 +276,39 @@ TEST_P(RemoteBookingsOnAServer, SurviveItsEnd)
     client.reset();
     ASSERT_TRUE(waitForActive());
     checkAccounts(acknowledged);
+}
+
+TEST_P(RemoteBookingsOnAServer, CountWhateverItsDefaultsAre)
+{
+    server().sql("set global autocommit=0; set global completion_type=1");
+    remote().apply({});
+    remote().apply(settings(GetParam()));
+    ASSERT_TRUE(waitForActive());
+    (void)openCall(300);
+    EXPECT_EQ(kDbOk, remote().debit(kUser, 100));
+    EXPECT_EQ("600", sql("select nBalance from tbl_sub_balance"));
+}
+
+// What newer servers do by default.
+TEST_P(RemoteBookingsOnAServer, AreRepeatedWhenABalanceChangesMeanwhile)
+{
+    server().sql("set global innodb_snapshot_isolation=1");
+    setBalance(kFortune);
+    remote().apply({});
+    remote().apply(settings(GetParam()));
+    ASSERT_TRUE(waitForActive());
+    std::atomic<bool> isOver = false;
+    std::thread other([&] {
+        while (!isOver)
+            EXPECT_EQ(kDbOk, remote().debit(kUser, 1));
+    });
+    for (int i = 0; i < 30; ++i) {
+        const std::string id = openCall(10);
+        EXPECT_EQ(Result::Done, reserve(id, 20));
+        EXPECT_EQ(Result::Done, end(id, 15));
+    }
+    isOver = true;
+    other.join();
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, RemoteBookings, testing::Values(Engine::Embedded, Engine::MariaDb), engineName);

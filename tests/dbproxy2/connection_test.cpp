@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <mysql.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -169,6 +170,35 @@ TEST_F(RemoteConnection, DoesNotHangWithTheServer)
     const auto closing = Clock::now();
     close();
     EXPECT_LT(Clock::now() - closing, kBound);
+}
+
+// A backup for instance locks tables for minutes.
+TEST_F(RemoteConnection, IsNotLostWithATableThatSomebodyLocks)
+{
+    openServer();
+    const std::unique_ptr<MYSQL, decltype(&mysql_close)> backup(mysql_init(nullptr), &mysql_close);
+    ASSERT_NE(nullptr, mysql_real_connect(backup.get(), "127.0.0.1", "administrator", "", MariaServer::kDatabase,
+                                          server().port(), nullptr, 0));
+    const auto waiting = [this] {
+        return server().sql("select count(*) from information_schema.processlist where state like '%metadata lock%'");
+    };
+    for (const char* table : {"tbl_prepaid_rate", "tbl_disa_account"}) {
+        ASSERT_EQ(0, mysql_query(backup.get(), ("lock tables " + std::string(table) + " write").c_str()));
+        if (std::string(table) == "tbl_prepaid_rate") {
+            EXPECT_EQ(kDbFailed, remote().set(rate(1)));
+        } else { // the one that a probe reads
+            ASSERT_TRUE(waitUntil([&] { return waiting() == "1"; }));
+            ASSERT_TRUE(waitUntil([&] { return waiting() == "0"; }));
+        }
+        EXPECT_TRUE(remote().isActive());
+        EXPECT_EQ(0u, remote().count<Ctbl_sub_balance>());
+        EXPECT_EQ(0, count(takeLog(), "is lost"));
+        open(settings(Engine::MariaDb));
+        EXPECT_TRUE(waitForActive()) << "with " << table << " locked";
+        takeLog();
+    }
+    ASSERT_EQ(0, mysql_query(backup.get(), "unlock tables"));
+    EXPECT_EQ(kDbOk, remote().set(rate(1)));
 }
 
 TEST_F(RemoteConnection, NoticesAServerThatHangsWhileNobodyAsks)

@@ -235,7 +235,8 @@ void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account
                            Completion completion)
 {
     if (!isSum(total) || !isSum(costSoFar)) {
-        completion(Ebooking_result::Refused);
+        if (completion)
+            completion(Ebooking_result::Refused);
         return;
     }
     _impl->add({{id, account, costSoFar, false}, total, std::move(completion)});
@@ -244,7 +245,8 @@ void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account
 void Cdb_bookings::end(const std::string& id, int64_t cost, Completion completion)
 {
     if (!isSum(cost)) {
-        completion(Ebooking_result::Refused);
+        if (completion)
+            completion(Ebooking_result::Refused);
         return;
     }
     _impl->add({{id, {}, cost, true}, 0, std::move(completion)});

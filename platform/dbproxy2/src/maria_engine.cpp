@@ -20,7 +20,8 @@ namespace {
 constexpr unsigned kDefaultPort = 3306;
 
 // Errors of a server that mean more to us than "refused".
-constexpr unsigned kNotPrepared = 1047; // a cluster node that may not serve at the moment
+constexpr unsigned kRecordChanged = 1020; // by somebody else, since this transaction began to read
+constexpr unsigned kNotPrepared = 1047;   // a cluster node that may not serve at the moment
 constexpr unsigned kShutdown = 1053;
 constexpr unsigned kDuplicateKey = 1062;
 constexpr unsigned kLockWaitTimeout = 1205;
@@ -38,10 +39,15 @@ constexpr std::chrono::milliseconds kCancelSlice{50};
 // An operation that has been cut off ends within a few steps; more would be an error of the connector.
 constexpr int kMaxUnwindSteps = 1000;
 
-constexpr const char* kSessionSettings = "set sql_mode='STRICT_ALL_TABLES,NO_ENGINE_SUBSTITUTION'";
-// A row that somebody else holds fails within the time of an operation. Not every engine knows it: nothing relies on
-// it.
-constexpr const char* kLockWait = "set innodb_lock_wait_timeout=1";
+// A server may be set up to wait for a commit that we never send.
+constexpr const char* kSessionSettings = "set autocommit=1, sql_mode='STRICT_ALL_TABLES,NO_ENGINE_SUBSTITUTION'";
+// Not every engine knows all of them, and where one is unknown it is not needed.
+constexpr std::array kFurtherSettings = {
+    "set completion_type=0",          // a commit does not begin another transaction
+    "set innodb_lock_wait_timeout=1", // a row that somebody else holds fails within the time of an operation
+    "set lock_wait_timeout=1",        // so does a whole table, of a backup for instance
+    "set wait_timeout=28800",         // a session of ours rests for long
+};
 
 // The password in clear is never sent, whatever the server asks for.
 constexpr const char* kAuthentications = "mysql_native_password,client_ed25519,caching_sha2_password";
@@ -101,6 +107,7 @@ SqlStatus statusOf(unsigned code)
     switch (code) {
     case kDuplicateKey:
         return SqlStatus::Duplicate;
+    case kRecordChanged:
     case kLockWaitTimeout:
     case kDeadlock:
         return SqlStatus::Conflict;
@@ -207,7 +214,8 @@ public:
         }
         const SqlResult result = run(kSessionSettings, {}, nullptr, deadline);
         reason = result.reason;
-        (void)run(kLockWait, {}, nullptr, deadline);
+        for (const char* setting : kFurtherSettings)
+            (void)run(setting, {}, nullptr, deadline);
         return result.isDone() && !_isLost;
     }
 

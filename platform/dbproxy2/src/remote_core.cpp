@@ -47,7 +47,7 @@ SqlResult makeTables(const SqlRun& run, const SqlDialect& dialect)
         result = run(table->probe());
         if (result.status == SqlStatus::Failed)
             missing.push_back(table);
-        else if (!result.isDone())
+        else if (!result.isDone() && result.status != SqlStatus::Conflict) // somebody locks it: it is there
             return result;
     }
     if (missing.empty())
@@ -346,8 +346,9 @@ void RemoteCore::watch(Lock& lock, SqlEngine& engine, SqlSession& control, uint6
             next = Clock::now() + kProbePause;
         }
         if (!_dead.empty()) {
-            const auto dead = std::exchange(_dead, {});
+            auto dead = std::exchange(_dead, {});
             lock.unlock();
+            dead.clear(); // without the lock: it may take a while
             lock.lock();
         }
     }
@@ -379,9 +380,11 @@ void RemoteCore::probe(Lock& lock, SqlSession& control, uint64_t generation)
         lock.unlock();
         const SqlResult result = session.run(statement, {}, nullptr, {Clock::now() + kProbeTime, &_isCancelled});
         lock.lock();
-        if (!result.isDone() && _isActive && !isOver(generation))
+        // A table that somebody locks: the server has answered.
+        const bool isAlive = result.isDone() || result.status == SqlStatus::Conflict;
+        if (!isAlive && _isActive && !isOver(generation))
             setLost(result.reason);
-        return result.isDone() && _isActive && !isOver(generation);
+        return isAlive && _isActive && !isOver(generation);
     };
     if (!tried(control))
         return;
