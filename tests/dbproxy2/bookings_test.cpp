@@ -3,6 +3,7 @@
 
 #include "bcl2/text.h"
 #include "dbproxy2/remote_fixture.h"
+#include "dbproxy2/slow_proxy.h"
 
 #include <algorithm>
 #include <atomic>
@@ -276,6 +277,35 @@ TEST_P(RemoteBookingsOnAServer, SurviveItsEnd)
     client.reset();
     ASSERT_TRUE(waitForActive());
     checkAccounts(acknowledged);
+}
+
+TEST_P(RemoteBookingsOnAServer, AreMadeOnceWhenAnAnswerIsLost)
+{
+    SlowProxy proxy(server().port());
+    Cdb_remote_settings through = settings(GetParam());
+    through.port = proxy.port();
+    remote().apply(through);
+    ASSERT_TRUE(waitForActive());
+
+    proxy.loseAnswerOf("commit");
+    EXPECT_EQ(Result::Unavailable, reserve(Cdb_bookings::newId(), 300));
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(1000, balance()) << "it is given back";
+
+    const std::string id = openCall(300);
+    proxy.loseAnswerOf("commit");
+    EXPECT_EQ(Result::Unavailable, reserve(id, 500));
+    EXPECT_EQ("500", sql("select nBalance from tbl_sub_balance"));
+    ASSERT_TRUE(waitForActive());
+    EXPECT_EQ(Result::Done, reserve(id, 500));
+    EXPECT_EQ(500, balance());
+
+    proxy.loseAnswerOf("commit");
+    EXPECT_EQ(Result::Kept, end(id, 120));
+    EXPECT_EQ("880", sql("select nBalance from tbl_sub_balance"));
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(880, balance());
+    EXPECT_EQ("0", sql("select count(*) from tbl_booking where nState<>2"));
 }
 
 TEST_P(RemoteBookingsOnAServer, CountWhateverItsDefaultsAre)

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <netinet/in.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr int kPollMs = 20;
 constexpr std::chrono::milliseconds kBytePause{50};
+constexpr int kAnswerMs = 10'000; // at most, for an answer that is to be lost
 
 sockaddr_in loopback(uint16_t port)
 {
@@ -61,6 +63,24 @@ void SlowProxy::takeClient()
     }
 }
 
+// From the client to the server.
+bool SlowProxy::ask(const Pair& pair)
+{
+    std::array<char, 4096> buffer{};
+    const char* lost = _lost;
+    const ssize_t got = lost == nullptr ? -1 : recv(pair.client, buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_PEEK);
+    const bool isLost =
+        got > 0 && std::string_view(buffer.data(), static_cast<size_t>(got)).find(lost) != std::string_view::npos;
+    if (!pass(pair.client, pair.server, SIZE_MAX))
+        return false;
+    if (!isLost)
+        return true;
+    _lost = nullptr;
+    pollfd entry{pair.server, POLLIN, 0};
+    (void)poll(&entry, 1, kAnswerMs);
+    return false;
+}
+
 bool SlowProxy::pass(int from, int to, size_t most)
 {
     std::array<char, 4096> buffer{};
@@ -84,7 +104,7 @@ void SlowProxy::run()
             takeClient();
         std::vector<Pair> open;
         for (const Pair& pair : _pairs) {
-            if (pass(pair.client, pair.server, SIZE_MAX) && pass(pair.server, pair.client, _isSlow ? 1 : SIZE_MAX))
+            if (ask(pair) && pass(pair.server, pair.client, _isSlow ? 1 : SIZE_MAX))
                 open.push_back(pair);
             else {
                 close(pair.client);

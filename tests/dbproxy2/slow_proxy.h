@@ -1,4 +1,4 @@
-// A connection between a client and a server that can be made slow.
+// A connection between a client and a server that can be made slow, or cut.
 #pragma once
 
 #include <atomic>
@@ -17,6 +17,9 @@ public:
     [[nodiscard]] uint16_t port() const { return _port; }
     // From now on the server's bytes come one at a time, with a pause after each.
     void trickle() { _isSlow = true; }
+    // The next statement with this text (a literal) reaches the server and is done there, but its answer is lost with
+    // the connection.
+    void loseAnswerOf(const char* statement) { _lost = statement; }
 
 private:
     struct Pair {
@@ -26,12 +29,14 @@ private:
 
     void run();
     void takeClient();
-    [[nodiscard]] bool pass(int from, int to, size_t most);
+    [[nodiscard]] bool ask(const Pair& pair);
+    [[nodiscard]] static bool pass(int from, int to, size_t most);
 
     const uint16_t _serverPort;
     int _listener;
     uint16_t _port = 0;
     std::atomic<bool> _isSlow = false;
+    std::atomic<const char*> _lost = nullptr;
     std::atomic<bool> _isStopped = false;
     std::vector<Pair> _pairs; // the thread's own
     std::thread _thread;
