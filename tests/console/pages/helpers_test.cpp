@@ -17,6 +17,7 @@
 #include <QMessageBox>
 
 #include <set>
+#include <sqlite3.h>
 
 namespace {
 
@@ -153,6 +154,32 @@ TEST_F(Helpers, RefinementGroupsStandOnceAndEmptyTablesShowNoSelection)
     EXPECT_EQ(texts(box), (QStringList{"0", "8"}));
     EXPECT_EQ(takeStatements(), (QStringList{"select distinct groupID from tbl_nbr_cld_refine",
                                              "select distinct groupID from tbl_nbr_clr_refine"}));
+}
+
+TEST_F(Helpers, AStoredRefinementGroupZeroStandsBesideTheFirstItem)
+{
+    // The store itself refuses it; another program may not.
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open((qgetenv("PARLOVEX_HOME") + "/config.db").constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, "insert into tbl_nbr_clr_refine values (0, '1', 0, '')", nullptr, nullptr, nullptr),
+              SQLITE_OK)
+        << sqlite3_errmsg(db);
+    sqlite3_close(db);
+    InitRefineClrGroupIDView(&store(), &box);
+    EXPECT_EQ(texts(box), (QStringList{"0", "0"}));
+}
+
+TEST_F(Helpers, BoxesOfAStoreThatCannotBeReadHoldTheirFirstItemOnly)
+{
+    Cdb_options options;
+    options.cacheFile = options.localFile = (qgetenv("PARLOVEX_HOME") + "/not-there.db").toStdString();
+    Cdb_fac_mgr unreadable(options);
+    InitRefineClrGroupIDView(&unreadable, &box);
+    EXPECT_EQ(texts(box), QStringList{"0"});
+    InitPeerServerView(&unreadable, &box);
+    EXPECT_EQ(box.count(), 1);
+    InitTimeConditionView(&unreadable, &box);
+    EXPECT_EQ(box.count(), 1);
 }
 
 TEST_F(Helpers, LinesAreKnownByTheirNames)

@@ -162,6 +162,14 @@ TEST_F(PeerServers, EditShowsEveryFieldAndLocksTheKey)
     record.maxInCalls = 2;
     record.flags = kPeerRelayMedia;
     record.backupSid = 6;
+    record.timeCondId = 3;
+    record.cldRefineGroup = 4;
+    Cdb_time_cond condition;
+    condition.ID = 3;
+    ASSERT_EQ(store().DbTimeConditionAdd(condition), kDbOk);
+    Cdb_nbr_cld_refine refinement;
+    refinement.groupID = 4;
+    ASSERT_EQ(store().DbRefineCalledNbrAdd(refinement), kDbOk);
     keep(6, peer("10.0.0.6"));
     keep(5, record);
     open<Cfrm_peer_servers>();
@@ -179,6 +187,8 @@ TEST_F(PeerServers, EditShowsEveryFieldAndLocksTheKey)
         EXPECT_EQ(input<QLineEdit>(editor, 439).text(), "2");
         EXPECT_EQ(input<QComboBox>(editor, 313).currentText(), "night");
         EXPECT_EQ(input<QComboBox>(editor, 448).currentText(), "6 (Branch) : 10.0.0.6:5060");
+        EXPECT_EQ(input<QComboBox>(editor, 426).currentData().toUInt(), 3u);
+        EXPECT_EQ(input<QComboBox>(editor, 407).currentData().toUInt(), 4u);
         EXPECT_TRUE(check(editor, 150).isChecked());
         pressCancel(editor);
     });
@@ -403,6 +413,23 @@ TEST_F(PeerServers, DeleteRemovesTheRowAlsoOfARecordThatIsGone)
     select(0);
     press(Delete);
     EXPECT_TRUE(column(0).isEmpty());
+}
+
+TEST_F(PeerServers, EditOfARecordThatIsGoneStoresItAnew)
+{
+    keep(5, peer("10.0.0.5"));
+    open<Cfrm_peer_servers>();
+    ASSERT_EQ(store().DbPeerServerDel(5), kDbOk);
+    select(0);
+    boxes.expectEditor(title(), [](QDialog& editor) {
+        EXPECT_EQ(input<QLineEdit>(editor, 183).text(), "5");
+        EXPECT_EQ(input<QLineEdit>(editor, 185).text(), QString());
+        input<QLineEdit>(editor, 185).setText("10.0.0.9");
+        pressOk(editor);
+    });
+    press(Edit);
+    EXPECT_STREQ(stored(5).peerAddr, "10.0.0.9");
+    EXPECT_EQ(cell(0, 2), "10.0.0.9");
 }
 
 TEST_F(PeerServers, EditBeginsWithTheFirstInputThatCanBeUsed)
