@@ -11,6 +11,7 @@
 #include "support/http_server.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileDialog>
@@ -19,6 +20,9 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTextEdit>
+#include <QTimer>
+
+#include <csignal>
 
 #include <atomic>
 #include <functional>
@@ -247,6 +251,25 @@ TEST_F(MainActions, TheHistoryViewerIsStartedAnewOnEveryUse)
     for (QProcess* const viewer : viewers)
         viewer->kill();
     EXPECT_TRUE(waitUntil([this] { return window->findChildren<QProcess*>().isEmpty(); })) << "none is kept for ever";
+}
+
+TEST_F(MainActions, AHistoryViewerGoesOnWhenTheProgramEnds)
+{
+    writeFile(inRunFolder("histrec"), "#!/bin/sh\nexec sleep 1000\n");
+    QFile::setPermissions(inRunFolder("histrec"), QFile::ReadOwner | QFile::ExeOwner);
+    buildWindow();
+    press(47, 49);
+    const auto viewers = window->findChildren<QProcess*>();
+    ASSERT_EQ(viewers.size(), 1);
+    QProcess* const viewer = viewers.front();
+    ASSERT_TRUE(viewer->waitForStarted(kPatienceMs));
+    QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+    (void)QCoreApplication::exec();
+    window.reset();
+    EXPECT_EQ(::kill(static_cast<pid_t>(viewer->processId()), 0), 0) << "the process is there";
+    viewer->kill();
+    EXPECT_TRUE(viewer->waitForFinished(kPatienceMs));
+    delete viewer;
 }
 
 TEST_F(MainActions, AMissingHistoryViewerFailsSilently)

@@ -9,6 +9,7 @@
 #include "common/qstr.h"
 #include "frm_main.h"
 
+#include <QCoreApplication>
 #include <QProcess>
 
 void Cfrm_main::askAndTrace(const char* title, const char* prompt, void (Capp::*trace)(const char*))
@@ -68,5 +69,7 @@ void Cfrm_main::actShowHistoryCDR()
         if (error == QProcess::FailedToStart)
             viewer->deleteLater();
     });
+    // A viewer goes on when the program ends: the object that would take it along is left to the end of the process.
+    connect(qApp, &QCoreApplication::aboutToQuit, viewer, [viewer] { viewer->setParent(nullptr); });
     viewer->start(QString::fromUtf8(folder.c_str()) + QStringLiteral("histrec"), QStringList(), QIODevice::ReadWrite);
 }

@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QIcon>
 #include <QLocale>
 #include <QScreen>
 #include <QStandardItemModel>
@@ -345,4 +346,14 @@ TEST_F(FrmList, NumbersAreShownWithoutSeparatorsOfTheLanguage)
     const auto* const shown = qobject_cast<QStyledItemDelegate*>(view().itemDelegate());
     ASSERT_NE(shown, nullptr);
     EXPECT_EQ(shown->displayText(1000U, view().locale()), "1000");
+}
+
+TEST_F(FrmList, ArrowsPointTheWayThatListsRun)
+{
+    const auto image = [](const char* name) { return QIcon(name).pixmap(32, 32).toImage(); };
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    open<NumberList>();
+    const QList<QAction*> actions = toolbarActions();
+    EXPECT_EQ(actions[Previous]->icon().pixmap(32, 32).toImage(), image(":/images/next_32_32.png"));
+    EXPECT_EQ(actions[Next]->icon().pixmap(32, 32).toImage(), image(":/images/previous_32_32.png"));
 }
