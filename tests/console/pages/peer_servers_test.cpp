@@ -1,5 +1,6 @@
 // The page of the peer servers.
 #include "frm_peer_servers.h"
+#include "support/editor_roundtrip.h"
 #include "support/page_fixture.h"
 
 #include <QCheckBox>
@@ -263,6 +264,62 @@ TEST_F(PeerServers, EditKeepsTheFlagsThatItDoesNotShow)
     });
     press(Edit);
     EXPECT_EQ(stored(5).flags, 0xF1);
+}
+
+TEST_F(PeerServers, EveryInputHasItsOwnBytesOfTheRecord)
+{
+    using Peer = Cdb_sip_domain_data;
+    using Input = EditorInput;
+    Cdb_time_cond condition;
+    condition.ID = 3;
+    ASSERT_EQ(store().DbTimeConditionAdd(condition), kDbOk);
+    Cdb_nbr_cld_refine refinement;
+    refinement.groupID = 4;
+    ASSERT_EQ(store().DbRefineCalledNbrAdd(refinement), kDbOk);
+    keep(6, peer("10.0.0.6"));
+    Peer record = peer("10.0.0.5");
+    record.peerPort = 5080;
+    record.transport = 1;
+    BclCopyStr(record.outCallerNbr, "100");
+    BclCopyStr(record.uriParams, "a=b");
+    BclCopyStr(record.dialPlan, "night");
+    record.timeCondId = 3;
+    record.cldRefineGroup = 4;
+    record.backupSid = 6;
+    record.maxOutCalls = 1;
+    record.maxInCalls = 2;
+    record.flags = kPeerRelayMedia | 0x40;
+    keep(5, record);
+    open<Cfrm_peer_servers>();
+
+    EditorRoundTrip trip;
+    trip.record = bytesOf(record);
+    trip.defaults = bytesOf(Peer());
+    trip.putBack = [&] { keep(5, record); };
+    trip.stored = [&] { return bytesOf(stored(5)); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) {
+        select(0);
+        boxes.expectEditor(title(), use);
+        press(Edit);
+    };
+    trip.inputs = {
+        {Input::Edit, 184, {whole(&Peer::description)}},
+        {Input::Edit, 185, {whole(&Peer::peerAddr)}},
+        {Input::Edit, 186, {whole(&Peer::peerPort)}},
+        {Input::Combo, 362, {whole(&Peer::transport)}},
+        {Input::Edit, 314, {whole(&Peer::outCallerNbr)}},
+        {Input::Edit, 472, {whole(&Peer::uriParams)}},
+        {Input::Combo, 426, {whole(&Peer::timeCondId)}},
+        {Input::Combo, 407, {whole(&Peer::cldRefineGroup)}},
+        {Input::Edit, 322, {whole(&Peer::maxOutCalls)}},
+        {Input::Combo, 448, {whole(&Peer::backupSid)}},
+        {Input::Check, 150, {only(&Peer::flags, kPeerRelayMedia)}},
+        {Input::Combo, 313, {whole(&Peer::dialPlan)}},
+        {Input::Edit, 439, {whole(&Peer::maxInCalls)}},
+    };
+    trip.locked = {{Input::Edit, 183, {}}};
+    trip.kept = {only(&Peer::flags, ~kPeerRelayMedia & 0xffu), whole(&Peer::reserved)};
+    trip.check();
 }
 
 TEST_F(PeerServers, OkWithoutAChangeStoresNothing)

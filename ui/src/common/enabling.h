@@ -11,3 +11,10 @@ void EnableWidget(QWidget* widget);
 void DisableEditControl(QLineEdit* edit);
 void DisableEditControl(QComboBox* box);
 void DisableWidget(QWidget* widget);
+
+// For inputs that belong to a check box: on with it, off with it.
+template <class Input>
+void SwitchEditControl(Input* input, bool isOn)
+{
+    isOn ? EnableEditControl(input) : DisableEditControl(input);
+}
