@@ -12,6 +12,7 @@
 #include <QToolButton>
 #include <QTreeView>
 
+#include <array>
 #include <csignal>
 #include <sys/resource.h>
 #include <utility>
@@ -82,9 +83,24 @@ QList<QAction*> PageFixture::toolbarActions() const
     return _frame->findChild<QToolBar*>()->actions();
 }
 
+QAction* PageFixture::actionOf(Button button) const
+{
+    constexpr std::array<int, 8> kTexts = {66, 68, 67, 0, 355, 356, 311, 373};
+    const QString text = GetLangItem(kTexts.at(button)); // the gap's is empty
+    for (QAction* const action : toolbarActions()) {
+        if (action->text() == text)
+            return action;
+    }
+    throw std::logic_error("no such button: " + text.toStdString());
+}
+
 void PageFixture::press(Button button) const
 {
-    QAction* const action = toolbarActions().at(button);
+    press(actionOf(button));
+}
+
+void PageFixture::press(QAction* action) const
+{
     auto* const shown = qobject_cast<QToolButton*>(_frame->findChild<QToolBar*>()->widgetForAction(action));
     ASSERT_NE(shown, nullptr);
     ASSERT_TRUE(action->isVisible() && shown->isEnabled()) << action->text().toStdString();

@@ -27,7 +27,7 @@ void pressKey(QWidget& widget, int key);
 
 class PageFixture : public ConsoleFixture {
 protected:
-    // Index of a button among the toolbar's, from the left; the gap counts.
+    // What every toolbar has, from the left; a page may have put commands of its own between them.
     enum Button { Add, Edit, Delete, Gap, Previous, Next, Refresh, Query };
 
     void SetUp() override;
@@ -53,7 +53,9 @@ protected:
     [[nodiscard]] QTreeView& view() const;
     [[nodiscard]] QAbstractItemModel& model() const;
     [[nodiscard]] QList<QAction*> toolbarActions() const;
+    [[nodiscard]] QAction* actionOf(Button button) const;
     void press(Button button) const;
+    void press(QAction* action) const;
     void select(int row) const;
     [[nodiscard]] QString cell(int row, int column) const;
     // The texts of a column, from the top down.

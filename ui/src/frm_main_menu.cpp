@@ -3,6 +3,7 @@
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
 #include "common/lang_res.h"
+#include "frm_local_users.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
 #include "frm_time_cond.h"
@@ -96,7 +97,7 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(16, &Main::actShowSystemTable, kDialogLater, ":/images/system.png"),
     item(425, &Main::actShowTimeCondition, frame<Cfrm_time_cond>()),
     line(),
-    item(17, &Main::actShowLocalUsers, kLater, ":/images/users.png"),
+    item(17, &Main::actShowLocalUsers, frame<Cfrm_local_users>(), ":/images/users.png"),
     item(18, &Main::actShowExtLines, kLater, ":/images/extline.png"),
     item(19, &Main::actShowPeerServers, frame<Cfrm_peer_servers>()),
     submenu(395),

@@ -1,11 +1,12 @@
 // What every list frame promises, held over all of them: a page is one more row of the table below.
 #include "common/dlg_common.h"
+#include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_time_cond.h"
 #include "support/page_fixture.h"
 
+#include <QAbstractButton>
 #include <QAction>
-#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QIcon>
@@ -26,6 +27,7 @@
 namespace {
 
 constexpr const char* kWholeToolbar = "Add Edit Delete Gap Previous Next Refresh Query";
+constexpr const char* kUncounted = ""; // counted by the store, without a statement
 
 struct Page {
     const char* name;
@@ -33,7 +35,7 @@ struct Page {
     std::vector<int> columns; // titles of those that show
     const char* toolbar = kWholeToolbar;
     const char* select;          // statement of a page without its limit
-    const char* count = nullptr; // null: the page shows the whole table
+    const char* count = nullptr; // statement; null: the page shows the whole table
     const char* help;            // address of its documentation
     std::function<std::unique_ptr<Cfrm_list>(Cdb_fac_mgr*)> make;
     std::function<unsigned(Cdb_fac_mgr&, unsigned number)> addRow; // rows sort by their numbers
@@ -53,6 +55,19 @@ std::unique_ptr<Cfrm_list> make(Cdb_fac_mgr* store)
 const std::vector<Page>& pages()
 {
     static const std::vector<Page> all = {
+        {
+            .name = "LocalUsers",
+            .caption = 110,
+            .columns = {118, 283, 320, 321, 432},
+            .toolbar = "Add AddMany Edit Delete Gap Previous Next Refresh Query",
+            .select = "select usrName, description, dispName, preAddr, prePort,usrStage,userAgent from tbl_local_users "
+                      "left outer join tbl_sip_reg on tbl_sip_reg.userName=tbl_local_users.usrName order by usrName",
+            .count = kUncounted,
+            .help = "manual/index.html#config_local_user",
+            .make = make<Cfrm_local_users>,
+            .addRow = [](Cdb_fac_mgr& store,
+                         unsigned number) { return store.DbAddUserMany(1000 + number, 1, "secret"); },
+        },
         {
             .name = "PeerServers",
             .caption = 181,
@@ -100,10 +115,16 @@ protected:
         const QString select = QString::fromUtf8(GetParam().select);
         return isPaged() ? select + QStringLiteral(" limit %1, 50").arg(page * 50) : select;
     }
+    // What turning a page sends.
+    [[nodiscard]] QStringList turningTo(int page) const
+    {
+        const QString count = QString::fromUtf8(GetParam().count);
+        return count.isEmpty() ? QStringList{statementOf(page)} : QStringList{count, statementOf(page)};
+    }
     // Presses a button of the toolbar, or does what it would where the page has none.
     void pressIfShown(Button button)
     {
-        if (toolbarActions().at(button)->isVisible())
+        if (actionOf(button)->isVisible())
             press(button);
     }
     void expectNoMore() { boxes.expect(item(76), item(357)); }
@@ -116,6 +137,8 @@ protected:
         }
     }
     Cdlg_common& editor() { return *frame().findChild<Cdlg_common*>(); }
+    // All dialogs of the page, its editor first.
+    QList<Cdlg_common*> dialogs() { return frame().findChildren<Cdlg_common*>(); }
 };
 
 TEST_P(ListContract, ShowsItsCaptionAndColumns)
@@ -143,6 +166,7 @@ TEST_P(ListContract, ShowsItsButtonsWithTextsAndImages)
         const char* image;
     };
     const std::vector<Wanted> kButtons = {{"Add", 66, "add.png"},
+                                          {"AddMany", 387, "add.png"},
                                           {"Edit", 68, "edit.png"},
                                           {"Delete", 67, "del.png"},
                                           {"Gap", 0, ""},
@@ -150,18 +174,18 @@ TEST_P(ListContract, ShowsItsButtonsWithTextsAndImages)
                                           {"Next", 356, "next_32_32.png"},
                                           {"Refresh", 311, "refresh.PNG"},
                                           {"Query", 373, "search_32x32.png"}};
-    const QList<QAction*> actions = toolbarActions();
-    ASSERT_EQ(static_cast<size_t>(actions.size()), kButtons.size());
     std::string visible;
-    for (int at = 0; at < actions.size(); ++at) {
-        const auto& [name, text, image] = kButtons.at(static_cast<size_t>(at));
-        if (actions[at]->isVisible())
-            visible += (visible.empty() ? "" : " ") + name;
-        if (text == 0)
+    for (const QAction* const action : toolbarActions()) {
+        const auto known = std::find_if(kButtons.begin(), kButtons.end(), [action](const Wanted& each) {
+            return action->text() == (each.text == 0 ? QString() : item(each.text));
+        });
+        ASSERT_NE(known, kButtons.end()) << action->text().toStdString();
+        if (action->isVisible())
+            visible += (visible.empty() ? "" : " ") + known->name;
+        if (known->text == 0)
             continue;
-        EXPECT_EQ(actions[at]->text(), item(text));
-        const QIcon wanted(QStringLiteral(":/images/") + image);
-        EXPECT_EQ(actions[at]->icon().pixmap(32, 32).toImage(), wanted.pixmap(32, 32).toImage()) << name;
+        const QIcon wanted(QStringLiteral(":/images/") + known->image);
+        EXPECT_EQ(action->icon().pixmap(32, 32).toImage(), wanted.pixmap(32, 32).toImage()) << known->name;
     }
     EXPECT_EQ(visible, GetParam().toolbar);
 }
@@ -176,11 +200,10 @@ TEST_P(ListContract, SendsItsStatements)
     EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
     if (!isPaged())
         return;
-    const QString count = QString::fromUtf8(GetParam().count);
     press(Refresh);
     EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
     press(Next);
-    EXPECT_EQ(takeStatements(), (QStringList{count, statementOf(1)}));
+    EXPECT_EQ(takeStatements(), turningTo(1));
     press(Previous);
     EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
 }
@@ -243,7 +266,7 @@ TEST_P(ListContract, WarnsWhenNoRowIsSelected)
     openPage();
     view().setCurrentIndex(QModelIndex());
     for (const Button button : {Edit, Delete}) {
-        if (!toolbarActions().at(button)->isVisible())
+        if (!actionOf(button)->isVisible())
             continue;
         boxes.expect(item(76), item(72));
         press(button);
@@ -257,8 +280,10 @@ TEST_P(ListContract, F1OpensItsDocumentationFromListAndEditor)
     const QString help_ = QStringLiteral("help/") + QLatin1String(GetParam().help);
     pressKey(view(), Qt::Key_F1);
     EXPECT_EQ(help.takeOpened(), QStringList{help_});
-    pressKey(editor(), Qt::Key_F1);
-    EXPECT_EQ(help.takeOpened(), QStringList{help_});
+    for (Cdlg_common* const dialog : dialogs()) {
+        pressKey(*dialog, Qt::Key_F1);
+        EXPECT_EQ(help.takeOpened(), QStringList{help_});
+    }
 }
 
 TEST_P(ListContract, EscapeHidesItAndItComesBackOnTheSamePage)
@@ -276,14 +301,19 @@ TEST_P(ListContract, EscapeHidesItAndItComesBackOnTheSamePage)
 TEST_P(ListContract, NothingInItsEditorLacksItsText)
 {
     openPage();
-    EXPECT_FALSE(editor().windowTitle().isEmpty());
-    for (const QLabel* const label : editor().findChildren<QLabel*>())
-        EXPECT_FALSE(label->text().isEmpty());
-    for (const QCheckBox* const button : editor().findChildren<QCheckBox*>())
-        EXPECT_FALSE(button->text().isEmpty()) << button->metaObject()->className();
-    for (const QTabWidget* const tabs : editor().findChildren<QTabWidget*>()) {
-        for (int at = 0; at < tabs->count(); ++at)
-            EXPECT_FALSE(tabs->tabText(at).isEmpty()) << at;
+    for (const Cdlg_common* const dialog : dialogs()) {
+        EXPECT_FALSE(dialog->windowTitle().isEmpty());
+        for (const QLabel* const label : dialog->findChildren<QLabel*>())
+            EXPECT_FALSE(label->text().isEmpty());
+        for (const QAbstractButton* const button : dialog->findChildren<QAbstractButton*>()) {
+            if (button->isCheckable()) {
+                EXPECT_FALSE(button->text().isEmpty()) << button->metaObject()->className();
+            }
+        }
+        for (const QTabWidget* const tabs : dialog->findChildren<QTabWidget*>()) {
+            for (int at = 0; at < tabs->count(); ++at)
+                EXPECT_FALSE(tabs->tabText(at).isEmpty()) << at;
+        }
     }
 }
 
@@ -293,7 +323,7 @@ TEST_P(ListContract, EveryInputOfItsEditorIsNamedAndTabFollowsTheReadingOrder)
     boxes.expectEditor(editor().windowTitle(), [](QDialog& shown) {
         layOutEveryTab(shown);
         const auto* const box = shown.findChild<QDialogButtonBox*>();
-        QPoint last;
+        QRect last;
         const QWidget* lastParent = nullptr;
         bool isBehindButtons = false;
         int inputs = 0;
@@ -311,10 +341,11 @@ TEST_P(ListContract, EveryInputOfItsEditorIsNamedAndTabFollowsTheReadingOrder)
             EXPECT_FALSE(each->accessibleName().isEmpty() && each->property("text").toString().isEmpty())
                 << each->metaObject()->className() << " has no name";
             if (each->parentWidget() == lastParent) {
-                EXPECT_TRUE(each->y() > last.y() || (each->y() == last.y() && each->x() > last.x()))
+                EXPECT_TRUE(each->y() > last.bottom() ||
+                            (each->geometry().bottom() >= last.y() && each->x() > last.x()))
                     << each->accessibleName().toStdString() << " is out of order";
             }
-            last = each->pos();
+            last = each->geometry();
             lastParent = each->parentWidget();
         }
         EXPECT_GT(inputs, 0);

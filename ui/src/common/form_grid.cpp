@@ -1,14 +1,17 @@
 #include "common/form_grid.h"
 
+#include "cachedb2/switch_variants.h"
 #include "common/lang_res.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>
+#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPalette>
+#include <QRadioButton>
 #include <QTabWidget>
 
 namespace {
@@ -25,6 +28,44 @@ void keepReadable(QLineEdit* edit)
     ink.setAlphaF(kStrength);
     palette.setColor(QPalette::Disabled, QPalette::Text, ink);
     edit->setPalette(palette);
+}
+
+// Else the longest item would widen a dialog whose width is fixed.
+void keepNarrow(QComboBox* box)
+{
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+}
+
+QGroupBox* addGroupBox(QBoxLayout* tab, const QString& title)
+{
+    auto* const box = new QGroupBox(title);
+    new QVBoxLayout(box);
+    tab->insertWidget(tab->count() - 1, box); // above the stretch at the end
+    return box;
+}
+
+QBoxLayout* layoutOf(QGroupBox* box)
+{
+    return static_cast<QBoxLayout*>(box->layout());
+}
+
+// Columns of check boxes are alike and have no labels.
+bool hasLabels(const QGridLayout& grid)
+{
+    return grid.columnStretch(0) == 0;
+}
+
+// Of the widgets that stand beside an input.
+int widestLabel(const QGridLayout& grid)
+{
+    int widest = 0;
+    for (int row = 0; row < grid.rowCount(); ++row) {
+        const QLayoutItem* const label = grid.itemAtPosition(row, 0);
+        const bool isBesideInput = label != nullptr && label != grid.itemAtPosition(row, 1);
+        if (isBesideInput)
+            widest = qMax(widest, label->sizeHint().width());
+    }
+    return widest;
 }
 
 } // namespace
@@ -56,11 +97,17 @@ QLineEdit* Cform_grid::addEdit(int item)
     return edit;
 }
 
+QLineEdit* Cform_grid::addPassword(int item)
+{
+    QLineEdit* const edit = addEdit(item);
+    edit->setEchoMode(gVarGuiDisplayPassword == 1 ? QLineEdit::Normal : QLineEdit::Password);
+    return edit;
+}
+
 QComboBox* Cform_grid::addCombo(int item)
 {
     auto* const box = new QComboBox;
-    // Else the longest item would widen a dialog whose width is fixed.
-    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    keepNarrow(box);
     addRow(item, box);
     return box;
 }
@@ -95,6 +142,36 @@ QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, in
     return boxes;
 }
 
+QCheckBox* Cform_grid::addCheckedRow(int item, QWidget* input)
+{
+    auto* const box = new QCheckBox(GetLangItem(item));
+    input->setAccessibleName(box->text());
+    _grid->addWidget(box, _row, 0);
+    _grid->addWidget(input, _row, 1, 1, _inputColumns);
+    ++_row;
+    return box;
+}
+
+std::pair<QCheckBox*, QLineEdit*> Cform_grid::addCheckedEdit(int item)
+{
+    auto* const edit = new QLineEdit;
+    return {addCheckedRow(item, edit), edit};
+}
+
+std::pair<QCheckBox*, QComboBox*> Cform_grid::addCheckedCombo(int item)
+{
+    auto* const choice = new QComboBox;
+    keepNarrow(choice);
+    return {addCheckedRow(item, choice), choice};
+}
+
+QRadioButton* Cform_grid::addRadio(int item)
+{
+    auto* const button = new QRadioButton(GetLangItem(item));
+    _grid->addWidget(button, _row++, 0, 1, width());
+    return button;
+}
+
 Cform_grid addGridTab(QTabWidget* tabs, int item)
 {
     auto* const page = new QWidget;
@@ -103,4 +180,52 @@ Cform_grid addGridTab(QTabWidget* tabs, int item)
     Cform_grid grid(layout);
     layout->addStretch();
     return grid;
+}
+
+QBoxLayout* addGroupTab(QTabWidget* tabs, int item)
+{
+    auto* const page = new QWidget;
+    auto* const layout = new QVBoxLayout(page);
+    layout->addStretch();
+    tabs->addTab(page, GetLangItem(item));
+    return layout;
+}
+
+Cform_grid addGroup(QBoxLayout* tab)
+{
+    return Cform_grid(layoutOf(addGroupBox(tab, QString())));
+}
+
+Cform_grid addTitledGroup(QBoxLayout* tab, int item)
+{
+    return Cform_grid(layoutOf(addGroupBox(tab, GetLangItem(item))));
+}
+
+QList<QCheckBox*> addCheckGroup(QBoxLayout* tab, int title, const QList<int>& boxItems, int perRow)
+{
+    auto* const grid = new QGridLayout;
+    layoutOf(addGroupBox(tab, GetLangItem(title)))->addLayout(grid);
+    QList<QCheckBox*> boxes;
+    for (const int item : boxItems) {
+        auto* const box = new QCheckBox(GetLangItem(item));
+        grid->addWidget(box, boxes.size() / perRow, boxes.size() % perRow);
+        boxes.append(box);
+    }
+    for (int column = 0; column < perRow; ++column)
+        grid->setColumnStretch(column, 1);
+    return boxes;
+}
+
+void alignGroups(QTabWidget* tabs)
+{
+    const QList<QGridLayout*> grids = tabs->findChildren<QGridLayout*>();
+    int width = 0;
+    for (const QGridLayout* const grid : grids) {
+        if (hasLabels(*grid))
+            width = qMax(width, widestLabel(*grid));
+    }
+    for (QGridLayout* const grid : grids) {
+        if (hasLabels(*grid))
+            grid->setColumnMinimumWidth(0, width);
+    }
 }

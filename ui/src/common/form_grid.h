@@ -4,12 +4,15 @@
 #include <QList>
 #include <QString>
 
+#include <utility>
+
 class QBoxLayout;
 class QCheckBox;
 class QComboBox;
 class QGridLayout;
 class QLabel;
 class QLineEdit;
+class QRadioButton;
 class QTabWidget;
 class QWidget;
 
@@ -21,13 +24,19 @@ public:
     explicit Cform_grid(QBoxLayout* layout, int inputColumns = 1);
 
     QLineEdit* addEdit(int item);
+    QLineEdit* addPassword(int item); // hidden, unless the switch variants say that passwords show
     QComboBox* addCombo(int item);
     QComboBox* addEditableCombo(int item);
     QCheckBox* addCheck(int item); // says itself what it is, over all columns
     // A label over a group of check boxes, that many to a row.
     QList<QCheckBox*> addChecks(int item, const QList<int>& boxItems, int perRow);
+    // A check box in the place of the label; the input has its name.
+    std::pair<QCheckBox*, QLineEdit*> addCheckedEdit(int item);
+    std::pair<QCheckBox*, QComboBox*> addCheckedCombo(int item);
+    QRadioButton* addRadio(int item); // over all columns
 
 private:
+    QCheckBox* addCheckedRow(int item, QWidget* input);
     void addRow(int item, QWidget* input);
     [[nodiscard]] int width() const { return 1 + _inputColumns; }
 
@@ -38,3 +47,15 @@ private:
 
 // Appends a tab with a grid at its top.
 [[nodiscard]] Cform_grid addGridTab(QTabWidget* tabs, int item);
+
+// Tabs of several groups: an empty tab, to be filled from the top down.
+[[nodiscard]] QBoxLayout* addGroupTab(QTabWidget* tabs, int item);
+// Appends a framed group of labelled inputs to such a tab.
+[[nodiscard]] Cform_grid addGroup(QBoxLayout* tab);
+// The same with a title: a language item that says what its inputs have in common.
+[[nodiscard]] Cform_grid addTitledGroup(QBoxLayout* tab, int item);
+// Appends a framed group of check boxes, that many to a row; `title` as above, 0: none.
+[[nodiscard]] QList<QCheckBox*> addCheckGroup(QBoxLayout* tab, int title, const QList<int>& boxItems, int perRow);
+// Gives the labels of all groups of all these tabs the width of the widest, so that inputs stand in one line when tabs
+// change. Call when every input is there.
+void alignGroups(QTabWidget* tabs);

@@ -32,6 +32,17 @@ public:
              [=](Record& record) { record.*field = static_cast<Number>(BclStrToInt(edit->text())); });
     }
 
+    // An empty line leaves the field as it is.
+    template <class Number>
+    void optionalNumber(QLineEdit* edit, Number Record::*field)
+    {
+        bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
+             [=](Record& record) {
+                 if (!BclStrIsBlank(edit->text()))
+                     record.*field = static_cast<Number>(BclStrToInt(edit->text()));
+             });
+    }
+
     // The data of the box's current item.
     template <class Number>
     void choice(QComboBox* box, Number Record::*field)
