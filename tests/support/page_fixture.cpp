@@ -118,6 +118,14 @@ QString PageFixture::cell(int row, int column) const
     return model().index(row, column).data().toString();
 }
 
+QStringList PageFixture::row(int number) const
+{
+    QStringList cells;
+    for (int column = 0; column < model().columnCount(); ++column)
+        cells.append(cell(number, column));
+    return cells;
+}
+
 QStringList PageFixture::column(int number) const
 {
     QStringList texts;
@@ -131,20 +139,17 @@ QStringList PageFixture::takeStatements()
     return std::exchange(_statements, {});
 }
 
+QLabel& PageFixture::labelOf(QDialog& editor, int labelItem)
+{
+    return showing<QLabel>(editor, labelItem);
+}
+
 QWidget* PageFixture::buddyOf(QDialog& editor, int labelItem)
 {
-    for (const QLabel* const label : editor.findChildren<QLabel*>()) {
-        if (label->text() == item(labelItem))
-            return label->buddy();
-    }
-    return nullptr;
+    return labelOf(editor, labelItem).buddy();
 }
 
 QCheckBox& PageFixture::check(QDialog& editor, int textItem)
 {
-    for (QCheckBox* const box : editor.findChildren<QCheckBox*>()) {
-        if (box->text() == item(textItem))
-            return *box;
-    }
-    throw std::logic_error("no such check box: " + item(textItem).toStdString());
+    return showing<QCheckBox>(editor, textItem);
 }

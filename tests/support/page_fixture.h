@@ -18,6 +18,7 @@ class QAbstractItemModel;
 class QAction;
 class QCheckBox;
 class QDialog;
+class QLabel;
 class QTreeView;
 
 // The text of a language item; one that has none fails the test.
@@ -58,6 +59,7 @@ protected:
     void press(QAction* action) const;
     void select(int row) const;
     [[nodiscard]] QString cell(int row, int column) const;
+    [[nodiscard]] QStringList row(int number) const;
     // The texts of a column, from the top down.
     [[nodiscard]] QStringList column(int number) const;
 
@@ -73,8 +75,28 @@ protected:
             throw std::logic_error("no such input: " + item(labelItem).toStdString());
         return *found;
     }
-    // The check box with this text.
+    // The input with this name for assistive technology, where a check box stands in the place of the label.
+    template <class Input>
+    static Input& named(QDialog& editor, int nameItem)
+    {
+        for (Input* const each : editor.findChildren<Input*>()) {
+            if (each->accessibleName() == item(nameItem))
+                return *each;
+        }
+        throw std::logic_error("no input of this name: " + item(nameItem).toStdString());
+    }
+    // What shows this text itself: a check box, a radio button, a label.
+    template <class Widget>
+    static Widget& showing(QDialog& editor, int textItem)
+    {
+        for (Widget* const each : editor.findChildren<Widget*>()) {
+            if (each->text() == item(textItem))
+                return *each;
+        }
+        throw std::logic_error("nothing shows: " + item(textItem).toStdString());
+    }
     static QCheckBox& check(QDialog& editor, int textItem);
+    static QLabel& labelOf(QDialog& editor, int labelItem);
 
     HelpSpy help;
 

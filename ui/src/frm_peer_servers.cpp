@@ -13,7 +13,7 @@
 using Peer = Cdb_sip_domain_data;
 
 Cdlg_peer_server::Cdlg_peer_server(Cdb_fac_mgr* store, QWidget* parent)
-    : Cdlg_common(store, parent), _tabs(new QTabWidget(this))
+    : Cdlg_record(store, parent), _tabs(new QTabWidget(this))
 {
     setHelpTopicID(kHelpPeerServers);
     GetLangItem(182, this, "");
@@ -139,7 +139,7 @@ void Cfrm_peer_servers::_setItem(int row, unsigned sid, const Cdb_sip_domain_dat
 bool Cfrm_peer_servers::_isEdited(const Cdb_sip_domain_data* record, unsigned sid)
 {
     _editor->Init(record, static_cast<int>(sid));
-    return _editor->exec() == QDialog::Accepted && _editor->isChanged();
+    return _editor->isEdited();
 }
 
 void Cfrm_peer_servers::onAddBtn()

@@ -2,15 +2,13 @@
 #pragma once
 
 #include "cachedb2/peer_server.h"
-#include "common/dlg_common.h"
-#include "common/edited_record.h"
+#include "common/dlg_record.h"
 #include "common/frm_list.h"
-#include "common/record_form.h"
 
 class QTabWidget;
 
 // Edits one peer server; its list frame stores it.
-class Cdlg_peer_server : public Cdlg_common {
+class Cdlg_peer_server : public Cdlg_record<Cdb_sip_domain_data> {
     Q_OBJECT
 
 public:
@@ -19,9 +17,7 @@ public:
     // Prepares the dialog; null: for a new peer server.
     void Init(const Cdb_sip_domain_data* record, int sid);
     // After it was accepted.
-    [[nodiscard]] bool isChanged() const { return _edited.isChanged(); }
     [[nodiscard]] unsigned sid() const { return _sid; }
-    [[nodiscard]] const Cdb_sip_domain_data& record() const { return _edited.work; }
 
 public slots:
     void accept() override;
@@ -40,8 +36,6 @@ private:
     QComboBox* _cmbRefineGroup = nullptr;
     QComboBox* _cmbBackupPeer = nullptr;
     QComboBox* _cmbDialPlan = nullptr;
-    Crecord_form<Cdb_sip_domain_data> _form;
-    Cedited_record<Cdb_sip_domain_data> _edited;
     unsigned _sid = 0; // key of the record, which does not hold it
 };
 

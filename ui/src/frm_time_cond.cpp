@@ -96,9 +96,7 @@ void Cdlg_time_cond::accept()
     _record.init();
     _record.ID = BclStrToU32(_edtId->text());
     _form.read(_record);
-    const unsigned result =
-        _mode == Mode::Add ? _store->DbTimeConditionAdd(_record) : _store->DbTimeConditionUpdate(_record);
-    result == kDbOk ? Cdlg_common::accept() : reject();
+    _closeBy(_mode == Mode::Add ? _store->DbTimeConditionAdd(_record) : _store->DbTimeConditionUpdate(_record));
 }
 
 Cfrm_time_cond::Cfrm_time_cond(Cdb_fac_mgr* store, QWidget* parent)

@@ -93,6 +93,48 @@ TEST_F(Helpers, TheTextOfAnItemStandsInForMissingData)
     EXPECT_STREQ(text.c_str(), "only shown");
 }
 
+TEST_F(Helpers, WhatIsTypedIntoABoxIsNoItemUnlessItReadsLikeOne)
+{
+    box.setEditable(true);
+    LetTextChooseItem(&box);
+    box.addItem("gw1 Gateway", "gw1");
+    box.addItem("gw2 Gateway", "gw2");
+    box.lineEdit()->setText("gw7");
+    box.lineEdit()->setCursorPosition(1);
+    Cbcl_tmp_str text;
+    ComboBoxGetValStr(&box, text);
+    EXPECT_STREQ(text.c_str(), "gw7");
+    EXPECT_EQ(box.currentIndex(), -1);
+    box.lineEdit()->insert("x");
+    EXPECT_EQ(box.currentText(), "gxw7");
+    EXPECT_EQ(box.lineEdit()->cursorPosition(), 2);
+    box.setEditText("gw2 Gateway");
+    EXPECT_EQ(box.currentIndex(), 1);
+    box.clearEditText();
+    ComboBoxGetValStr(&box, text);
+    EXPECT_STREQ(text.c_str(), "");
+    box.setCurrentIndex(0);
+    ComboBoxGetValStr(&box, text);
+    EXPECT_STREQ(text.c_str(), "gw1");
+}
+
+TEST_F(Helpers, AnItemBehindTheFirstIsSelectedAndAMissingOneChangesNothing)
+{
+    box.addItem("none", 0u);
+    box.addItem("night", 7u);
+    box.addItem("Night", 8u);
+    ComboBoxSelectText(&box, "Night");
+    EXPECT_EQ(box.currentIndex(), 2);
+    for (const char* text : {"none", "day", "nigh", ""})
+        ComboBoxSelectText(&box, text);
+    EXPECT_EQ(box.currentIndex(), 2);
+    ComboBoxSelectData(&box, 7);
+    EXPECT_EQ(box.currentIndex(), 1);
+    for (const unsigned value : {0u, 9u})
+        ComboBoxSelectData(&box, value);
+    EXPECT_EQ(box.currentIndex(), 1);
+}
+
 TEST_F(Helpers, TheWeekBeginsWithMonday)
 {
     InitWeekView(&box);
@@ -307,6 +349,8 @@ TEST_F(Helpers, WarningsSayTheirItems)
     PlxWarningInvalidParam("What");
     boxes.expect(item(77), item(460));
     PlxWarningRecordExist();
+    boxes.expect(item(76), item(73));
+    PlxWarningDuplicate();
     boxes.expect(item(443), item(442));
     PlxWarningNoRecord();
     boxes.expect(item(76), item(357), [](QMessageBox& box_) {

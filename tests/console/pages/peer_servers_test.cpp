@@ -32,13 +32,6 @@ protected:
     {
         ASSERT_EQ(store().DbPeerServerSet(sid, record), kDbOk);
     }
-    [[nodiscard]] QStringList row(int number) const
-    {
-        QStringList cells;
-        for (int column = 0; column < model().columnCount(); ++column)
-            cells.append(cell(number, column));
-        return cells;
-    }
     // Fills in the least that is accepted.
     static void fillIn(QDialog& editor, const QString& sid, const QString& address)
     {

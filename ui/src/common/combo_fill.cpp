@@ -66,7 +66,7 @@ void InitDialPlanView(Cdb_fac_mgr* store, QComboBox* box)
 
 void InitNbrTransitionView(Cdb_fac_mgr* store, QComboBox* box)
 {
-    fill(box, QStringLiteral("no change"), store->GetCacheDB(), "select * from tbl_nbr_trans",
+    fill(box, GetTransitionText(0), store->GetCacheDB(), "select * from tbl_nbr_trans",
          [](QComboBox* into, const Cdb_query& row) {
              Cdb_nbr_trans_data transition;
              ldb_nbr_trans_get_full_data(row, &transition);

@@ -45,3 +45,8 @@ QString actionToStr(unsigned char action)
         return kUnknown;
     }
 }
+
+QString GetTransitionText(uint32_t transitionId)
+{
+    return transitionId == 0 ? QStringLiteral("no change") : QString::number(transitionId);
+}

@@ -11,3 +11,4 @@
 [[nodiscard]] QString GetWeekStr(Ebcl_week day);
 [[nodiscard]] QString GetDPString(int point);            // where in a call a trigger stands; empty for other numbers
 [[nodiscard]] QString actionToStr(unsigned char action); // what an access list does
+[[nodiscard]] QString GetTransitionText(uint32_t transitionId); // 0 is none

@@ -3,6 +3,7 @@
 #include "common/desktop.h"
 #include "common/dialog_buttons.h"
 #include "common/warning_box.h"
+#include "dbproxy2/results.h"
 
 #include <QBoxLayout>
 #include <QDialogButtonBox>
@@ -91,4 +92,9 @@ void Cdlg_common::_refuse(const QString& title, const QString& text)
 {
     PlxWarningBox(title, text);
     reject();
+}
+
+void Cdlg_common::_closeBy(unsigned result)
+{
+    result == kDbOk ? Cdlg_common::accept() : reject();
 }

@@ -32,6 +32,8 @@ protected:
     void _addButtonBox(QBoxLayout* layout);
     // Warns, then closes the dialog as rejected: nothing is stored.
     void _refuse(const QString& title, const QString& text);
+    // For editors that store their record themselves: by the store's result. A record that was refused needs no word.
+    void _closeBy(unsigned result);
     void setHelpTopicID(Ehelp_topics topic) { _helpTopic = topic; }
 
     QDialogButtonBox* _buttonBox = nullptr;

@@ -1,9 +1,11 @@
 #include "common/form_grid.h"
 
 #include "cachedb2/switch_variants.h"
+#include "common/combo_value.h"
 #include "common/lang_res.h"
 
 #include <QBoxLayout>
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGridLayout>
@@ -116,6 +118,8 @@ QComboBox* Cform_grid::addEditableCombo(int item)
 {
     QComboBox* const box = addCombo(item);
     box->setEditable(true);
+    box->setInsertPolicy(QComboBox::NoInsert);
+    LetTextChooseItem(box);
     box->lineEdit()->setAccessibleName(box->accessibleName());
     return box;
 }
@@ -170,6 +174,31 @@ QRadioButton* Cform_grid::addRadio(int item)
     auto* const button = new QRadioButton(GetLangItem(item));
     _grid->addWidget(button, _row++, 0, 1, width());
     return button;
+}
+
+QButtonGroup* Cform_grid::addRadios(int item, const QList<std::pair<int, int>>& buttons)
+{
+    const QString text = GetLangItem(item);
+    auto* const label = new QLabel(text);
+    _grid->addWidget(label, _row, 0, kLabelAlignment);
+    auto* const group = new QButtonGroup(_grid->parentWidget());
+    for (const auto& [buttonItem, number] : buttons) {
+        auto* const button = new QRadioButton(GetLangItem(buttonItem));
+        button->setAccessibleDescription(text);
+        _grid->addWidget(button, _row++, 1, 1, _inputColumns);
+        group->addButton(button, number);
+    }
+    label->setBuddy(group->buttons().value(0));
+    return group;
+}
+
+void SetRowVisible(QWidget* input, bool isVisible)
+{
+    input->setVisible(isVisible);
+    for (QLabel* const label : input->parentWidget()->findChildren<QLabel*>()) {
+        if (label->buddy() == input)
+            label->setVisible(isVisible);
+    }
 }
 
 Cform_grid addGridTab(QTabWidget* tabs, int item)

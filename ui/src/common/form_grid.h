@@ -7,6 +7,7 @@
 #include <utility>
 
 class QBoxLayout;
+class QButtonGroup;
 class QCheckBox;
 class QComboBox;
 class QGridLayout;
@@ -26,14 +27,16 @@ public:
     QLineEdit* addEdit(int item);
     QLineEdit* addPassword(int item); // hidden, unless the switch variants say that passwords show
     QComboBox* addCombo(int item);
-    QComboBox* addEditableCombo(int item);
-    QCheckBox* addCheck(int item); // says itself what it is, over all columns
+    QComboBox* addEditableCombo(int item); // what is typed by hand is no item: nothing is current then
+    QCheckBox* addCheck(int item);         // says itself what it is, over all columns
     // A label over a group of check boxes, that many to a row.
     QList<QCheckBox*> addChecks(int item, const QList<int>& boxItems, int perRow);
     // A check box in the place of the label; the input has its name.
     std::pair<QCheckBox*, QLineEdit*> addCheckedEdit(int item);
     std::pair<QCheckBox*, QComboBox*> addCheckedCombo(int item);
     QRadioButton* addRadio(int item); // over all columns
+    // A label beside radio buttons, one below the other: their texts and their numbers in the group.
+    QButtonGroup* addRadios(int item, const QList<std::pair<int, int>>& buttons);
 
 private:
     QCheckBox* addCheckedRow(int item, QWidget* input);
@@ -44,6 +47,9 @@ private:
     int _inputColumns;
     int _row = 0;
 };
+
+// Shows or hides an input of a grid and its label.
+void SetRowVisible(QWidget* input, bool isVisible);
 
 // Appends a tab with a grid at its top.
 [[nodiscard]] Cform_grid addGridTab(QTabWidget* tabs, int item);

@@ -23,6 +23,11 @@ void PlxWarningRecordExist()
     PlxWarningInvalidParam(GetLangItem(460));
 }
 
+void PlxWarningDuplicate()
+{
+    PlxWarningBox(GetLangItem(76), GetLangItem(73));
+}
+
 void PlxWarningNoRecord()
 {
     PlxWarningBox(GetLangItem(443), GetLangItem(442));

@@ -8,5 +8,6 @@ void PlxWarningBox(const QString& title, const QString& text);
 
 void PlxWarningInvalidParam(const QString& text);
 void PlxWarningRecordExist();
+void PlxWarningDuplicate(); // the same in the words of the pages that ask before they store
 void PlxWarningNoRecord();
 void PlxWarningNoMoreRecord();
