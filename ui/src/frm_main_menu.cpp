@@ -3,10 +3,17 @@
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
 #include "common/lang_res.h"
+#include "frm_ana_cld_nbr.h"
+#include "frm_ana_clr_nbr.h"
 #include "frm_local_users.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
+#include "frm_refine_cld_nbr.h"
+#include "frm_refine_clr_nbr.h"
+#include "frm_route.h"
+#include "frm_route_group.h"
 #include "frm_time_cond.h"
+#include "frm_transitions.h"
 #include "log_view.h"
 
 #include <QAction>
@@ -101,17 +108,17 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(18, &Main::actShowExtLines, kLater, ":/images/extline.png"),
     item(19, &Main::actShowPeerServers, frame<Cfrm_peer_servers>()),
     submenu(395),
-    inside(item(397, &Main::actShowRtGroup, kLater)),
-    inside(item(398, &Main::actShowRoute, kLater)),
+    inside(item(397, &Main::actShowRtGroup, frame<Cfrm_route_group>())),
+    inside(item(398, &Main::actShowRoute, frame<Cfrm_route>())),
 
     menu(20),
-    item(21, &Main::actShowTransitions, kLater),
+    item(21, &Main::actShowTransitions, frame<Cfrm_transitions>()),
     line(),
-    item(23, &Main::actShowAnaClrNbr, kLater),
-    item(22, &Main::actShowAnaCldNbr, kLater, ":/images/road_sign.png"),
+    item(23, &Main::actShowAnaClrNbr, frame<Cfrm_ana_clr_nbr>()),
+    item(22, &Main::actShowAnaCldNbr, frame<Cfrm_ana_cld_nbr>(), ":/images/road_sign.png"),
     line(),
-    item(318, &Main::actShowRefineClrNbr, kLater),
-    item(406, &Main::actShowRefineCldNbr, kLater),
+    item(318, &Main::actShowRefineClrNbr, frame<Cfrm_refine_clr_nbr>()),
+    item(406, &Main::actShowRefineCldNbr, frame<Cfrm_refine_cld_nbr>()),
 
     menu(24),
     item(26, &Main::actShowClrRewriting, kLater),

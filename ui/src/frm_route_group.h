@@ -1,0 +1,55 @@
+// The page of the routing groups: sets of routes that the called number analysis sends calls to.
+#pragma once
+
+#include "cachedb2/routing.h"
+#include "common/dlg_common.h"
+#include "common/frm_list.h"
+
+class QLineEdit;
+
+// Edits one routing group and stores it.
+class Cdlg_route_group : public Cdlg_common {
+    Q_OBJECT
+
+public:
+    Cdlg_route_group(Cdb_fac_mgr* store, QWidget* parent);
+
+    // Prepares the dialog; null: for a new group.
+    void Init(const Cdb_route_group* record);
+    // What it stored, after it was accepted.
+    [[nodiscard]] const Cdb_route_group& record() const { return _record; }
+
+public slots:
+    void accept() override;
+
+private:
+    enum class Mode { Add, Edit };
+
+    void setupUi();
+
+    QLineEdit* _edtGroupId = nullptr;
+    QLineEdit* _edtDescription = nullptr;
+    Cdb_route_group _record;
+    Mode _mode = Mode::Add;
+};
+
+class Cfrm_route_group : public Cfrm_list {
+    Q_OBJECT
+
+public:
+    Cfrm_route_group(Cdb_fac_mgr* store, QWidget* parent);
+
+protected:
+    void loadData() override;
+    [[nodiscard]] uint32_t getRecordCnt() override;
+    void onAddBtn() override;
+    void onEditBtn() override;
+    void onSearchBtn() override;
+    void onDeleteBtn() override;
+
+private:
+    void initColumnView();
+    void _addItem(const Cdb_route_group& record);
+
+    Cdlg_route_group* _editor;
+};
