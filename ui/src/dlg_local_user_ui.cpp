@@ -139,9 +139,8 @@ void Cdlg_local_user::_setupUI_TabBasicCall()
 
 void Cdlg_local_user::_setupUI_CallLevels(QBoxLayout* tab)
 {
-    constexpr int kPerRow = 2;
     unsigned level = 0;
-    for (QCheckBox* const box : addCheckGroup(tab, 152, {153, 154, 155, 156, 157, 158}, kPerRow)) {
+    for (QCheckBox* const box : addCheckGroup(tab, 152, {153, 154, 155, 156, 157, 158}, 2)) {
         ++level;
         _form.bind([=](const User& record) { box->setChecked(record.levels.Has(level)); },
                    [=](User& record) { box->isChecked() ? record.levels.Set(level) : record.levels.Clear(level); });

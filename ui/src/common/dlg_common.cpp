@@ -9,8 +9,16 @@
 #include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QPushButton>
-#include <QTabBar>
-#include <QTabWidget>
+
+namespace {
+
+// Tabs, and the buttons that move them where they have no room.
+bool isOfTabRow(const QWidget& widget)
+{
+    return widget.inherits("QTabWidget") || widget.inherits("QTabBar") || widget.parent()->inherits("QTabBar");
+}
+
+} // namespace
 
 Cdlg_common::Cdlg_common(Cdb_fac_mgr* store, QWidget* parent)
     : QDialog(parent, Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint), _store(store)
@@ -61,10 +69,9 @@ void Cdlg_common::showEvent(QShowEvent* event)
 void Cdlg_common::focusFirstInput()
 {
     for (QWidget* each = nextInFocusChain(); each != this; each = each->nextInFocusChain()) {
-        const bool isTabRow = qobject_cast<QTabWidget*>(each) != nullptr || qobject_cast<QTabBar*>(each) != nullptr;
         const bool takesFocus =
             (each->focusPolicy() & Qt::TabFocus) != 0 && each->isEnabled() && each->isVisibleTo(this);
-        if (takesFocus && !isTabRow)
+        if (takesFocus && !isOfTabRow(*each))
             return each->setFocus();
     }
 }

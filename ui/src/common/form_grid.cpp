@@ -230,16 +230,21 @@ Cform_grid addTitledGroup(QBoxLayout* tab, int item)
     return Cform_grid(layoutOf(addGroupBox(tab, GetLangItem(item))));
 }
 
-QList<QCheckBox*> addCheckGroup(QBoxLayout* tab, int title, const QList<int>& boxItems, int perRow)
+QList<QCheckBox*> addCheckGroup(QBoxLayout* tab, int title, const QList<int>& boxItems, int most)
 {
+    QList<QCheckBox*> boxes;
+    int widest = 1;
+    for (const int item : boxItems) {
+        boxes.append(new QCheckBox(GetLangItem(item)));
+        widest = qMax(widest, boxes.last()->sizeHint().width());
+    }
+    constexpr int kFrames = 80; // pixels: what dialog, tab and group keep at both sides
+    const int room = tab->parentWidget()->window()->width() - kFrames;
+    const int perRow = qBound(1, room / widest, most);
     auto* const grid = new QGridLayout;
     layoutOf(addGroupBox(tab, GetLangItem(title)))->addLayout(grid);
-    QList<QCheckBox*> boxes;
-    for (const int item : boxItems) {
-        auto* const box = new QCheckBox(GetLangItem(item));
-        grid->addWidget(box, boxes.size() / perRow, boxes.size() % perRow);
-        boxes.append(box);
-    }
+    for (int at = 0; at < boxes.size(); ++at)
+        grid->addWidget(boxes[at], at / perRow, at % perRow);
     for (int column = 0; column < perRow; ++column)
         grid->setColumnStretch(column, 1);
     return boxes;
