@@ -1,13 +1,15 @@
 // The pages of the help: whole, linked, and naming what the editors show.
 #include "common/dlg_common.h"
+#include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_time_cond.h"
 #include "support/page_fixture.h"
 
-#include <QCheckBox>
+#include <QAbstractButton>
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QGroupBox>
 #include <QLabel>
 #include <QSet>
 #include <QTabWidget>
@@ -31,9 +33,13 @@ struct HelpPage {
     QString text; // with single blanks
 };
 
-HelpPage read(const QString& path)
+// The whole page, or of one that several frames share the section of that name, whose heading counts then.
+HelpPage read(const QString& path, const QString& section = {})
 {
     HelpPage page;
+    const QString heading = section.isEmpty() ? "h1" : "h2";
+    bool isRead = section.isEmpty();
+    int sectionDepth = 0; // how many elements are open inside it
     page.path = path;
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
@@ -47,22 +53,29 @@ HelpPage read(const QString& path)
             const QXmlStreamAttributes attributes = xml.attributes();
             if (attributes.hasAttribute("id"))
                 page.places.insert(attributes.value("id").toString());
+            if (!isRead && attributes.value("id") == section) {
+                isRead = true;
+                sectionDepth = open.size();
+            }
             if (attributes.hasAttribute("href"))
                 (open.last() == "link" ? page.styles : page.links).append(attributes.value("href").toString());
             cell.clear();
         } else if (xml.isEndElement()) {
-            if (open.contains("tbody") && open.last() == "th")
+            if (isRead && open.contains("tbody") && open.last() == "th")
                 page.fields.append(cell.simplified());
-            if (open.last() == "td" && cell.simplified().isEmpty())
+            if (isRead && open.last() == "td" && cell.simplified().isEmpty())
                 ++page.emptyCells;
+            isRead = isRead && open.size() != sectionDepth;
             open.removeLast();
             page.text += ' ';
         } else if (xml.isCharacters()) {
             if (open.contains("title"))
                 page.title += xml.text();
-            else if (open.contains("h1"))
-                page.headings.append(xml.text().toString());
-            page.text += xml.text();
+            if (isRead) {
+                if (open.contains(heading))
+                    page.headings.append(xml.text().toString());
+                page.text += xml.text();
+            }
             cell += xml.text();
         }
     }
@@ -89,35 +102,48 @@ protected:
         pressKey(this->template open<Frame>(), Qt::Key_F1);
         const QStringList opened = help.takeOpened();
         EXPECT_EQ(opened.size(), 1);
-        const QString path = kPages.filePath(opened.value(0).mid(QString("help/").size()));
+        const QString address = opened.value(0).mid(QString("help/").size());
+        const QString path = kPages.filePath(address.section('#', 0, 0));
         EXPECT_TRUE(QFileInfo(path).isFile()) << path.toStdString();
-        return read(path);
+        return read(path, address.section('#', 1));
     }
-    // Labels, check boxes and tabs of the editor.
-    QStringList textsOfEditor()
+    // Labels, groups, buttons and tabs of all dialogs of the page.
+    QStringList textsOfEditors()
     {
-        const auto* const editor = frame().findChild<Cdlg_common*>();
-        QStringList texts;
-        for (const QLabel* const label : editor->findChildren<QLabel*>())
-            texts.append(label->text());
-        for (const QCheckBox* const box : editor->findChildren<QCheckBox*>())
-            texts.append(box->text());
-        for (const QTabWidget* const tabs : editor->findChildren<QTabWidget*>()) {
-            for (int at = 0; at < tabs->count(); ++at)
-                texts.append(tabs->tabText(at));
+        QStringList texts = labelsOfEditors();
+        for (const Cdlg_common* const editor : frame().findChildren<Cdlg_common*>()) {
+            for (const QAbstractButton* const button : editor->findChildren<QAbstractButton*>()) {
+                if (button->isCheckable())
+                    texts.append(button->text());
+            }
+            for (const QTabWidget* const tabs : editor->findChildren<QTabWidget*>()) {
+                for (int at = 0; at < tabs->count(); ++at)
+                    texts.append(tabs->tabText(at));
+            }
         }
+        return texts;
+    }
+    QStringList labelsOfEditors()
+    {
+        QStringList texts;
+        for (const Cdlg_common* const editor : frame().findChildren<Cdlg_common*>()) {
+            for (const QLabel* const label : editor->findChildren<QLabel*>())
+                texts.append(label->text());
+            for (const QGroupBox* const group : editor->findChildren<QGroupBox*>())
+                texts.append(group->title());
+        }
+        texts.removeAll(QString());
         return texts;
     }
     template <class Frame>
     void expectThatEveryFieldIsExplained(int minimum)
     {
         const HelpPage page = openedFrom<Frame>();
-        const QStringList texts = textsOfEditor();
+        const QStringList texts = textsOfEditors();
         EXPECT_GE(texts.size(), minimum);
         EXPECT_EQ(page.emptyCells, 0);
-        const auto* const editor = frame().findChild<Cdlg_common*>();
-        for (const QLabel* const label : editor->findChildren<QLabel*>())
-            EXPECT_TRUE(page.fields.contains(label->text())) << label->text().toStdString();
+        for (const QString& label : labelsOfEditors())
+            EXPECT_TRUE(page.fields.contains(label)) << label.toStdString();
         for (const QString& text : texts)
             EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
         EXPECT_EQ(page.headings.value(0), frame().windowTitle());
@@ -175,6 +201,11 @@ TEST_F(HelpPages, LieBesideTheProgram)
             << source.toStdString();
     }
     EXPECT_GE(files, 4);
+}
+
+TEST_F(HelpPages, LocalUsersExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_local_users>(65);
 }
 
 TEST_F(HelpPages, PeerServersExplainEveryField)
