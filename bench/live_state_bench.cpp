@@ -2,6 +2,7 @@
 // local users, alone and while thousands of other telephones register with news, and how late the event loop is then,
 // beside a program with an empty window on the same display at the same time.
 #include "console/virtual_desktop.h"
+#include "support/cpu_time.h"
 #include "support/free_port.h"
 #include "support/office.h"
 #include "support/probed_program.h"

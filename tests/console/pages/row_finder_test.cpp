@@ -39,6 +39,33 @@ TEST_F(RowFinder, FindsExactlyTheNameThatIsAsked)
     EXPECT_EQ(rowOf("ANN"), -1);
 }
 
+// An item that counts how often it is looked at.
+class CountingItem : public QStandardItem {
+public:
+    CountingItem(const QString& text, int& looks) : QStandardItem(text), _looks(looks) {}
+    [[nodiscard]] QVariant data(int role) const override
+    {
+        ++_looks;
+        return QStandardItem::data(role);
+    }
+
+private:
+    int& _looks;
+};
+
+TEST_F(RowFinder, NamesThatAreNotOnThePageCostNoWalkOverIt)
+{
+    constexpr int kRows = 50;
+    int looks = 0;
+    for (int row = 0; row < kRows; ++row)
+        _model.appendRow(new CountingItem(QString::number(row), looks));
+    looks = 0;
+    for (int name = 0; name < 10000; ++name)
+        EXPECT_EQ(rowOf("elsewhere " + QString::number(name)), -1);
+    EXPECT_LE(looks, kRows);
+    EXPECT_EQ(rowOf("49"), 49);
+}
+
 TEST_F(RowFinder, ABlankNameIsNoRow)
 {
     append(QString());
