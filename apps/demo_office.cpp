@@ -15,6 +15,15 @@ constexpr unsigned kFirstUser = 1000;
 constexpr unsigned kUsers = 20;
 constexpr unsigned kOfficeHours = 1; // a time condition
 constexpr uint8_t kWorkdays = 0b0111110;
+constexpr unsigned kBranch = 1; // peer servers
+constexpr unsigned kCarrier = 2;
+constexpr unsigned kOutside = 1;   // a routing group
+constexpr unsigned kOurNumber = 1; // a caller refinement group
+
+// Number transitions.
+constexpr unsigned kAddAreaCode = 1;
+constexpr unsigned kToInternational = 2;
+constexpr unsigned kAddOurPrefix = 3;
 
 void printLogLine(void*, void* text, void*)
 {
@@ -57,8 +66,119 @@ bool addPeer(Cdb_fac_mgr& store, unsigned sid, const char* description, const ch
 
 bool addPeers(Cdb_fac_mgr& store)
 {
-    return addPeer(store, 1, "Branch office", "192.0.2.10", 0) &&
-           addPeer(store, 2, "Carrier, in office hours", "198.51.100.20", kOfficeHours);
+    return addPeer(store, kBranch, "Branch office", "192.0.2.10", 0) &&
+           addPeer(store, kCarrier, "Carrier, in office hours", "198.51.100.20", kOfficeHours);
+}
+
+bool addTransition(Cdb_fac_mgr& store, unsigned id, unsigned type, unsigned length, const char* digits,
+                   const char* description)
+{
+    if (store.DbNbrTransHas(id) == kDbHas)
+        return true;
+    Cdb_nbr_trans_data transition;
+    transition.transid = id;
+    transition.type = type;
+    transition.length = length;
+    BclCopyStr(transition.digits, digits);
+    BclCopyStr(transition.description, description);
+    return store.DbNbrTransSet(transition) == kDbOk;
+}
+
+bool addTransitions(Cdb_fac_mgr& store)
+{
+    constexpr unsigned kAdd = 1;
+    constexpr unsigned kReplace = 2;
+    return addTransition(store, kAddAreaCode, kAdd, 0, "044", "Our area code before a local number") &&
+           addTransition(store, kToInternational, kReplace, 2, "+", "A plus in the place of 00") &&
+           addTransition(store, kAddOurPrefix, kAdd, 0, "044550", "Extension to our number with area code");
+}
+
+bool addTrunk(Cdb_fac_mgr& store, unsigned peerServer)
+{
+    Cdb_route route;
+    route.groupID = kOutside;
+    route.routeType = 2;
+    route.peerServerId = peerServer;
+    return store.DbRouteAdd(route) == kDbOk;
+}
+
+bool addRoutes(Cdb_fac_mgr& store)
+{
+    Cdb_route_group group;
+    group.groupID = kOutside;
+    if (store.DbRouteGroupGet(group) == kDbOk)
+        return true;
+    BclCopyStr(group.description, "Outside: carrier, then branch");
+    return store.DbRouteGroupAdd(group) == kDbOk && addTrunk(store, kCarrier) && addTrunk(store, kBranch);
+}
+
+bool addCallerRefinement(Cdb_fac_mgr& store)
+{
+    Cdb_nbr_clr_refine_data refinement;
+    refinement.groupID = kOurNumber;
+    refinement.transId = kAddOurPrefix;
+    BclCopyStr(refinement.callerPrefix, "10");
+    BclCopyStr(refinement.description, "Extensions show their outside number");
+    return store.DbNbrClrRefineHas(kOurNumber, refinement.callerPrefix) == kDbHas ||
+           store.DbNbrClrRefineSet(refinement) == kDbOk;
+}
+
+// Calls of the branch reach extensions only.
+bool addCallerAnalysis(Cdb_fac_mgr& store)
+{
+    Cdb_nbr_clr_ana_data analysis;
+    BclCopyStr(analysis.callerPrefix, "2");
+    BclCopyStr(analysis.dialPlan, "branch");
+    BclCopyStr(analysis.description, "Callers of the branch office");
+    return store.DbNbrClrAnaHas(analysis.callerPrefix) == kDbHas || store.DbNbrClrAnaSet(analysis) == kDbOk;
+}
+
+struct Row {
+    const char* plan;
+    const char* prefix;
+    const char* description;
+    unsigned routeType; // 0 local user, 2 trunk, 4 reject, 6 routing group
+    unsigned level = 0;
+    unsigned transition = 0;
+};
+
+constexpr Row kCalledAnalysis[] = {
+    {"default", "10", "Extensions", 0},
+    {"default", "110", "Emergency", 6},
+    {"default", "112", "Emergency", 6},
+    {"default", "911", "Emergency", 6},
+    {"default", "2", "Extensions of the branch office", 2},
+    {"default", "5", "Numbers of our area", 6, 1, kAddAreaCode},
+    {"default", "0", "National", 6, 2},
+    {"default", "00", "International", 6, 3, kToInternational},
+    {"branch", "10", "Extensions", 0},
+    {"branch", ".", "Nothing else", 4},
+};
+
+bool addCalledAnalysis(Cdb_fac_mgr& store)
+{
+    for (const Row& row : kCalledAnalysis) {
+        Cdb_nbr_cld_ana_data analysis;
+        BclCopyStr(analysis.dialPlan, row.plan);
+        BclCopyStr(analysis.calledPrefix, row.prefix);
+        BclCopyStr(analysis.description, row.description);
+        analysis.routeType = row.routeType;
+        analysis.peerServerId = row.routeType == 2 ? kBranch : 0;
+        analysis.rtGroupId = row.routeType == 6 ? kOutside : 0;
+        analysis.clrRefineGroup = row.routeType == 6 ? kOurNumber : 0;
+        analysis.level = row.level;
+        analysis.calledChanged = row.transition == 0 ? 0 : 1;
+        analysis.transId = row.transition;
+        if (store.DbNbrCldAnaHas(row.plan, row.prefix) != kDbHas && store.DbNbrCldAnaSet(analysis) != kDbOk)
+            return false;
+    }
+    return true;
+}
+
+bool addDialPlan(Cdb_fac_mgr& store)
+{
+    return addTransitions(store) && addRoutes(store) && addCallerRefinement(store) && addCallerAnalysis(store) &&
+           addCalledAnalysis(store);
 }
 
 bool printUsers(Cdb_fac_mgr& store)
@@ -79,7 +199,8 @@ int main()
     BclSubEvent(kBclLogEvent, nullptr, &printLogLine);
     BclOpenLog();
     Cdb_fac_mgr store;
-    if (!store.isOpen() || !addUsers(store) || !addOfficeHours(store) || !addPeers(store) || !printUsers(store)) {
+    if (!store.isOpen() || !addUsers(store) || !addOfficeHours(store) || !addPeers(store) || !addDialPlan(store) ||
+        !printUsers(store)) {
         std::fprintf(stderr, "The demo office could not be made.\n");
         return 1;
     }
