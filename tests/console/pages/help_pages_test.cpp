@@ -1,8 +1,15 @@
 // The pages of the help: whole, linked, and naming what the editors show.
 #include "common/dlg_common.h"
+#include "frm_ana_cld_nbr.h"
+#include "frm_ana_clr_nbr.h"
 #include "frm_local_users.h"
 #include "frm_peer_servers.h"
+#include "frm_refine_cld_nbr.h"
+#include "frm_refine_clr_nbr.h"
+#include "frm_route.h"
+#include "frm_route_group.h"
 #include "frm_time_cond.h"
+#include "frm_transitions.h"
 #include "support/page_fixture.h"
 
 #include <QAbstractButton>
@@ -136,7 +143,7 @@ protected:
         return texts;
     }
     template <class Frame>
-    void expectThatEveryFieldIsExplained(int minimum)
+    void expectThatEveryFieldIsExplained(int minimum, const QString& heading = {})
     {
         const HelpPage page = openedFrom<Frame>();
         const QStringList texts = textsOfEditors();
@@ -146,7 +153,7 @@ protected:
             EXPECT_TRUE(page.fields.contains(label)) << label.toStdString();
         for (const QString& text : texts)
             EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
-        EXPECT_EQ(page.headings.value(0), frame().windowTitle());
+        EXPECT_EQ(page.headings.value(0), heading.isEmpty() ? frame().windowTitle() : heading);
         EXPECT_TRUE(page.text.contains("Example: "));
     }
 };
@@ -211,6 +218,29 @@ TEST_F(HelpPages, LocalUsersExplainEveryField)
 TEST_F(HelpPages, PeerServersExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_peer_servers>(17);
+}
+
+TEST_F(HelpPages, RoutingGroupsAndRoutesExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_route_group>(2);
+    expectThatEveryFieldIsExplained<Cfrm_route>(6, item(395));
+}
+
+TEST_F(HelpPages, TransitionsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_transitions>(9);
+}
+
+TEST_F(HelpPages, AnalysesExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_ana_clr_nbr>(4);
+    expectThatEveryFieldIsExplained<Cfrm_ana_cld_nbr>(13);
+}
+
+TEST_F(HelpPages, RefinementsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_refine_clr_nbr>(4);
+    expectThatEveryFieldIsExplained<Cfrm_refine_cld_nbr>(4);
 }
 
 TEST_F(HelpPages, TimeConditionsExplainEveryField)
