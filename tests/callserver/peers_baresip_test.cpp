@@ -1,4 +1,4 @@
-#include "support/child_process.h"
+#include "support/baresip.h"
 #include "support/free_port.h"
 #include "support/server_fixture.h"
 
@@ -12,12 +12,6 @@ protected:
     std::unique_ptr<ChildProcess> startTelephone(const std::string& transport);
 };
 
-// Codecs only: no sound device, no picture, no console.
-constexpr const char* kConfig = "sip_listen\t127.0.0.1:0\n"
-                                "module_path\t/usr/lib/baresip/modules\n"
-                                "module\tg711.so\n"
-                                "module_app\taccount.so\n";
-
 std::unique_ptr<ChildProcess> BaresipTest::startTelephone(const std::string& transport)
 {
     fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 1000, 1); });
@@ -25,13 +19,7 @@ std::unique_ptr<ChildProcess> BaresipTest::startTelephone(const std::string& tra
     tlsPort = freeTcpPort();
     start();
     const uint16_t serverPort = transport == "udp" ? port : transport == "tcp" ? tcpPort : tlsPort;
-    (void)scratch.write("config", kConfig);
-    (void)scratch.write("contacts", "");
-    (void)scratch.write("accounts", "<sip:1000@127.0.0.1:" + std::to_string(serverPort) + ";transport=" + transport +
-                                        ">;auth_pass=secret;regint=600\n");
-    return std::make_unique<ChildProcess>(
-        std::vector<std::string>{"baresip", "-f", scratch.path(), "-t", std::to_string(kTestPatience.count())},
-        scratch.file("output.txt"));
+    return startBaresip(scratch, "1000", serverPort, transport);
 }
 
 TEST_F(BaresipTest, ATelephoneRegistersAndLeaves)

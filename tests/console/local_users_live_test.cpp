@@ -1,6 +1,7 @@
 // The page of the local users over a running server, with telephones that come, move and go.
 #include "common/lang_res.h"
 #include "frm_local_users.h"
+#include "support/baresip.h"
 #include "support/console_fixture.h"
 #include "support/sip_client.h"
 #include "support/sipp.h"
@@ -22,6 +23,7 @@
 #include <QTreeView>
 
 #include <atomic>
+#include <csignal>
 #include <thread>
 
 namespace {
@@ -122,6 +124,21 @@ TEST_F(LocalUsersLive, FollowsATelephoneThatRegistersMovesAndLeaves)
     page().hide();
     page().show();
     EXPECT_TRUE(waitForRow(1, "", "", "offline_user.png")) << "as the store says";
+}
+
+TEST_F(LocalUsersLive, FollowsASoftphone)
+{
+    start(2);
+    openPage();
+    const TemporaryFolder folder;
+    const std::unique_ptr<ChildProcess> telephone = startBaresip(folder, "1001", port());
+    ASSERT_TRUE(waitUntil([this] { return hasImage(1, "idle_user.png") && !cell(1, 3).empty(); }))
+        << telephone->output();
+    EXPECT_EQ(cell(1, 3).substr(0, 10), "127.0.0.1:");
+    EXPECT_EQ(cell(1, 4).substr(0, 9), "baresip v");
+    telephone->sendSignal(SIGTERM);
+    EXPECT_TRUE(waitForRow(1, "", "", "offline_user.png"));
+    EXPECT_TRUE(telephone->wait().has_value());
 }
 
 TEST_F(LocalUsersLive, FollowsARegistrationThatExpires)

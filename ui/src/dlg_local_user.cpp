@@ -7,6 +7,7 @@
 #include "common/enabling.h"
 #include "common/lang_res.h"
 
+#include <QButtonGroup>
 #include <QTabWidget>
 
 using User = Cdb_usr_info;

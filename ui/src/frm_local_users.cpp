@@ -120,19 +120,19 @@ void Cfrm_local_users::showUserAddr(const char* name, const char* address)
     emit sigUserAddressUpdate(QString::fromUtf8(name), QString::fromUtf8(address));
 }
 
-void Cfrm_local_users::slotUserStateUpdate(QString name, int state)
+void Cfrm_local_users::slotUserStateUpdate(const QString& name, int state)
 {
     if (QStandardItem* const user = _findUser(name); user != nullptr)
         setUserStateIcon(user, static_cast<unsigned>(state));
 }
 
-void Cfrm_local_users::slotUserAgentUpdate(QString name, QString agent)
+void Cfrm_local_users::slotUserAgentUpdate(const QString& name, const QString& agent)
 {
     if (const QStandardItem* const user = _findUser(name); user != nullptr)
         _setItemValue(user->row(), kUserAgent, agent);
 }
 
-void Cfrm_local_users::slotUserAddrUpdate(QString name, QString address)
+void Cfrm_local_users::slotUserAddrUpdate(const QString& name, const QString& address)
 {
     if (const QStandardItem* const user = _findUser(name); user != nullptr)
         _setItemValue(user->row(), kAddress, address);

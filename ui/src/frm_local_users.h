@@ -22,14 +22,14 @@ public:
     void showUserAddr(const char* name, const char* address);
 
 signals:
-    void sigUserStateUpdate(QString name, int state);
-    void sigUserAgentUpdate(QString name, QString agent);
-    void sigUserAddressUpdate(QString name, QString address);
+    void sigUserStateUpdate(const QString& name, int state);
+    void sigUserAgentUpdate(const QString& name, const QString& agent);
+    void sigUserAddressUpdate(const QString& name, const QString& address);
 
 public slots:
-    void slotUserStateUpdate(QString name, int state);
-    void slotUserAgentUpdate(QString name, QString agent);
-    void slotUserAddrUpdate(QString name, QString address);
+    void slotUserStateUpdate(const QString& name, int state);
+    void slotUserAgentUpdate(const QString& name, const QString& agent);
+    void slotUserAddrUpdate(const QString& name, const QString& address);
     void onAddManyBtn();
 
 protected:
