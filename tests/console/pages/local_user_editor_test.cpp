@@ -519,8 +519,10 @@ TEST_F(LocalUserEditor, ANoAnswerTimeAboveAnHourIsRefusedBeforeAllThatFollows)
     });
     const std::vector<std::pair<const char*, uint32_t>> kTimes = {{"3599", 3599}, {"", 0},  {"0", 0}, {"1", 5},
                                                                   {"4", 5},       {"5", 5}, {"6", 6}, {"ten", 0}};
-    for (const auto& [text, seconds] : kTimes)
-        EXPECT_EQ(added([&](QDialog& editor) { line(editor, 125).setText(text); }).noAnsTime, seconds) << text;
+    for (const auto& [text, seconds] : kTimes) {
+        const QString time = text;
+        EXPECT_EQ(added([&](QDialog& editor) { line(editor, 125).setText(time); }).noAnsTime, seconds) << text;
+    }
 }
 
 TEST_F(LocalUserEditor, VoiceMailByMailWantsAnAddressAndAServerBeforeAllThatFollows)
