@@ -226,12 +226,18 @@ TEST_P(RemoteBookings, AreForgottenWhenTheyAreVeryOld)
 TEST_P(RemoteBookings, LoseNoCentBetweenTwoThatDebitTogether)
 {
     constexpr int kEach = 5000;
-    setBalance(2 * kEach + 1);
+    setBalance(kFortune);
     auto one = startClient("debit", kEach, "one.txt");
     auto two = startClient("debit", kEach, "two.txt");
     EXPECT_EQ(0, one->wait());
     EXPECT_EQ(0, two->wait());
-    EXPECT_EQ(1, balance());
+    // On a server, one that got no answer may count.
+    const int failed = atoi(one->output().c_str()) + atoi(two->output().c_str());
+    const int taken = kFortune - balance();
+    EXPECT_GE(taken, 2 * kEach);
+    EXPECT_LE(taken, 2 * kEach + (GetParam() == Engine::MariaDb ? failed : 0));
+
+    setBalance(1);
     EXPECT_EQ(kDbFailed, remote().debit(kUser, 2)) << "not covered";
     EXPECT_EQ(kDbFailed, remote().debit(kUser, -1));
     EXPECT_EQ(1, balance());
@@ -328,17 +334,20 @@ TEST_P(RemoteBookingsOnAServer, AreRepeatedWhenABalanceChangesMeanwhile)
     remote().apply(settings(GetParam()));
     ASSERT_TRUE(waitForActive());
     std::atomic<bool> isOver = false;
-    std::thread other([&] {
-        while (!isOver)
-            EXPECT_EQ(kDbOk, remote().debit(kUser, 1));
-    });
+    std::vector<std::thread> others;
+    for (int i = 0; i < 6; ++i) // hardly a moment without a change
+        others.emplace_back([&] {
+            while (!isOver)
+                EXPECT_EQ(kDbOk, remote().debit(kUser, 1));
+        });
     for (int i = 0; i < 30; ++i) {
         const std::string id = openCall(10);
         EXPECT_EQ(Result::Done, reserve(id, 20));
         EXPECT_EQ(Result::Done, end(id, 15));
     }
     isOver = true;
-    other.join();
+    for (std::thread& other : others)
+        other.join();
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, RemoteBookings, testing::Values(Engine::Embedded, Engine::MariaDb), engineName);

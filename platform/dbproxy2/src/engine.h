@@ -85,6 +85,7 @@ struct SqlDialect {
     std::string (*columnType)(const FieldDesc& field);
     const char* tableOptions; // behind the list of columns
     const char* begin;        // starts a transaction that will write
+    const char* forUpdate;    // behind a select of such a transaction: nobody else changes these rows until it ends
 };
 
 // Connects; used by the monitor's thread only.

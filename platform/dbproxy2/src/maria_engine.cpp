@@ -331,7 +331,7 @@ std::string columnType(const FieldDesc& field)
     }
 }
 
-constexpr SqlDialect kDialect{&columnType, " engine=InnoDB", "start transaction"};
+constexpr SqlDialect kDialect{&columnType, " engine=InnoDB", "start transaction", " for update"};
 
 class MariaEngine final : public SqlEngine {
 public:

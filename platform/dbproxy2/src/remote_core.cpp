@@ -4,6 +4,7 @@
 #include "bcl2/log.h"
 #include "bcl2/text.h"
 #include "embedded_engine.h"
+#include "growing_pause.h"
 #include "maria_engine.h"
 #include "remote_table.h"
 
@@ -25,9 +26,20 @@ constexpr auto kFirstPause = 1000ms;
 constexpr auto kLongestPause = 30000ms;
 constexpr auto kSteadyTime = 2s; // a connection that lived longer is come back to at once
 constexpr auto kStopTime = 3000ms;
-constexpr auto kConflictPause = 5ms;
+constexpr auto kFirstConflictPause = 2ms;
+constexpr auto kLongestConflictPause = 100ms;
 constexpr auto kConflictTime = kOperationTime / 2; // what is begun later might not end in time
 constexpr auto kReportPause = 60s;                 // the same refusal is not logged more often
+
+// Between the attempts of one operation.
+class ConflictPause {
+public:
+    void wait() { std::this_thread::sleep_for(someOf(_pause.next(), _random)); }
+
+private:
+    GrowingPause _pause{kFirstConflictPause, kLongestConflictPause};
+    std::minstd_rand _random{std::random_device()()};
+};
 
 std::unique_ptr<SqlEngine> makeEngine(const Cdb_remote_settings& settings, const std::string& folder)
 {
@@ -39,7 +51,7 @@ std::unique_ptr<SqlEngine> makeEngine(const Cdb_remote_settings& settings, const
                             folder + "remote-ca.pem"});
 }
 
-SqlResult makeTables(const SqlRun& run, const SqlDialect& dialect)
+SqlResult makeTables(const SqlRun& run)
 {
     SqlResult result;
     std::vector<const RemoteTable*> missing;
@@ -53,10 +65,10 @@ SqlResult makeTables(const SqlRun& run, const SqlDialect& dialect)
     if (missing.empty())
         return {};
     // Together where the engine can, which saves waiting for the disk.
-    result = run(dialect.begin);
+    result = run(run.dialect().begin);
     for (const RemoteTable* table : missing)
         if (result.isDone())
-            result = run(table->createStatement(dialect));
+            result = run(table->createStatement(run.dialect()));
     if (result.isDone())
         result = run("commit");
     else
@@ -137,8 +149,9 @@ SqlResult RemoteCore::run(const std::string& what, std::string_view sql, std::sp
     if (!lease.session)
         return {SqlStatus::Failed, 0, "not connected"};
     SqlResult result = lease.session->run(sql, values, rows, deadline);
+    ConflictPause pause;
     while (result.status == SqlStatus::Conflict && deadline.left() > kConflictTime) {
-        std::this_thread::sleep_for(kConflictPause);
+        pause.wait();
         result = lease.session->run(sql, values, rows, deadline);
     }
     giveBack(std::move(lease), result);
@@ -152,8 +165,9 @@ SqlResult RemoteCore::transact(const std::string& what, const std::function<SqlR
     Lease lease = take(deadline);
     if (!lease.session)
         return {SqlStatus::Failed, 0, "not connected"};
-    const SqlRun statement(*lease.session, deadline);
+    const SqlRun statement(*lease.session, *lease.dialect, deadline);
     SqlResult result;
+    ConflictPause pause;
     for (;;) {
         result = statement(lease.dialect->begin);
         if (result.isDone())
@@ -169,7 +183,7 @@ SqlResult RemoteCore::transact(const std::string& what, const std::function<SqlR
         const bool isRolledBack = lease.session->isLost() || statement("rollback").isDone();
         if (result.status != SqlStatus::Conflict || !isRolledBack || deadline.left() < kConflictTime)
             break;
-        std::this_thread::sleep_for(kConflictPause);
+        pause.wait();
     }
     giveBack(std::move(lease), result);
     report(what, result);
@@ -259,11 +273,12 @@ void RemoteCore::monitor()
 void RemoteCore::serve(Lock& lock, SqlEngine& engine, uint64_t generation)
 {
     bool isReported = false; // the present outage
+    GrowingPause pauses(kFirstPause, kLongestPause);
     auto pause = 0ms;
     while (!isOver(generation)) {
         if (_changed.wait_for(lock, pause, [&] { return isOver(generation); }))
             return;
-        pause = std::clamp<std::chrono::milliseconds>(pause * 2, kFirstPause, kLongestPause);
+        pause = pauses.next();
 
         lock.unlock();
         std::string reason;
@@ -313,8 +328,10 @@ void RemoteCore::serve(Lock& lock, SqlEngine& engine, uint64_t generation)
         control.reset();
         lock.lock();
         isReported = true;
-        if (Clock::now() - begin > kSteadyTime)
+        if (Clock::now() - begin > kSteadyTime) {
             pause = 0ms;
+            pauses.reset();
+        }
     }
 }
 
@@ -325,7 +342,7 @@ std::unique_ptr<SqlSession> RemoteCore::open(SqlEngine& engine, std::string& rea
     if (!session)
         return nullptr;
     const Deadline deadline{Clock::now() + kPrepareTime, &_isCancelled};
-    const SqlResult result = makeTables({*session, deadline}, engine.dialect());
+    const SqlResult result = makeTables({*session, engine.dialect(), deadline});
     reason = result.reason;
     return result.isDone() ? std::move(session) : nullptr;
 }

@@ -12,7 +12,9 @@
 // One operation on one session, with the time that it has.
 class SqlRun {
 public:
-    SqlRun(SqlSession& session, Deadline deadline) : _session(session), _deadline(deadline) {}
+    SqlRun(SqlSession& session, const SqlDialect& dialect, Deadline deadline)
+        : _session(session), _dialect(dialect), _deadline(deadline)
+    {}
 
     SqlResult operator()(std::string_view sql, std::span<const SqlValue> values = {}, SqlRows* rows = nullptr) const
     {
@@ -23,8 +25,11 @@ public:
         return _session.run(sql, std::span(values.begin(), values.size()), rows, _deadline);
     }
 
+    [[nodiscard]] const SqlDialect& dialect() const { return _dialect; }
+
 private:
     SqlSession& _session;
+    const SqlDialect& _dialect;
     Deadline _deadline;
 };
 

@@ -51,10 +51,12 @@ struct Found {
     int64_t state = 0;
 };
 
+// Locks the row rather than reading from a snapshot: under such a one a server refuses to change a balance that
+// somebody else has changed since, however often it is tried.
 SqlResult find(const SqlRun& run, const BookingEntry& entry, Found& found)
 {
     SqlRows rows;
-    SqlResult result = run(kFind, {std::string_view(entry.id)}, &rows);
+    SqlResult result = run(kFind + std::string(run.dialect().forUpdate), {std::string_view(entry.id)}, &rows);
     if (result.isDone() && rows.count() == 1)
         found = {true, numberOfCell(rows.cells[0]), numberOfCell(rows.cells[1])};
     return result;
