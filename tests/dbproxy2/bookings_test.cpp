@@ -196,9 +196,11 @@ TEST_P(RemoteBookings, AreMadeOnceHoweverOftenTheyAreTried)
     const std::string late = Cdb_bookings::newId();
     endBookings();
     for (int i = 0; i < 3; ++i) {
-        RemoteFixture::sql(Engine::Embedded, "attach database '" + path("bookings.db") +
-                                                 "' as j; insert into j.tbl_pending values ('" + id +
-                                                 "', 1, '1000', 120, 1), ('" + late + "', 1, '1000', 0, 0)");
+        RemoteFixture::sql(Engine::Embedded,
+                           "attach database '" + path("bookings.db") +
+                               "' as j; insert into j.tbl_pending (cBooking, nAccountKind, cAccountName, nCost, "
+                               "nIsEnded) values ('" +
+                               id + "', 1, '1000', 120, 1), ('" + late + "', 1, '1000', 0, 0)");
         ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
         endBookings();
         EXPECT_EQ(880, balance());
@@ -206,6 +208,79 @@ TEST_P(RemoteBookings, AreMadeOnceHoweverOftenTheyAreTried)
     // It can come through no more.
     EXPECT_NE(Result::Done, reserve(late, 100));
     EXPECT_EQ(880, balance());
+}
+
+// Other settings may name another database, in which an account has the same name and is somebody else's.
+TEST_P(RemoteBookingsOnAServer, AreMadeWhereTheirReservationLies)
+{
+    const std::string ended = openCall(300);
+    const std::string runs = openCall(200);
+    remote().apply(settings(Engine::Embedded));
+    ASSERT_TRUE(waitForActive());
+    setBalance(50);
+    takeLog();
+
+    EXPECT_EQ(Result::Kept, end(ended, 120));
+    EXPECT_EQ(Result::Unavailable, reserve(runs, 230, 210)) << "the call may go on, with what it has";
+    EXPECT_TRUE(waitForLog("1 bookings belong to another database"));
+    EXPECT_EQ(Result::Done, end(openCall(30), 20)) << "a call of this database";
+    EXPECT_EQ(30, balance());
+    EXPECT_FALSE(bookings().waitUntilBooked(std::chrono::milliseconds(10)));
+    EXPECT_EQ("0", RemoteFixture::sql(Engine::Embedded, "select count(*) from tbl_booking where cBooking='" + ended +
+                                                            "' or cBooking='" + runs + "'"));
+
+    // Another run, which finds both in the journal.
+    endBookings();
+    (void)bookings();
+    EXPECT_TRUE(waitForLog("2 bookings belong to another database"));
+    EXPECT_EQ(30, balance());
+
+    remote().apply(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForActive());
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(1000 - 120 - 210, balance());
+    for (const std::string& line : takeLog())
+        EXPECT_EQ(std::string::npos, line.find("belong to another")) << line;
+}
+
+TEST_P(RemoteBookings, OfAnOlderJournalBelongToTheDatabaseThatComesFirst)
+{
+    const std::string id = Cdb_bookings::newId();
+    RemoteFixture::sql(Engine::Embedded,
+                       "attach database '" + path("bookings.db") +
+                           "' as j; pragma j.application_id=1347180106; create table j.tbl_pending (cBooking text not "
+                           "null, nAccountKind integer not null, cAccountName text not null, nCost integer not null, "
+                           "nIsEnded integer not null, primary key (cBooking)) strict; insert into j.tbl_pending "
+                           "values ('" +
+                           id + "', 1, '1000', 120, 1)");
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(880, balance());
+    EXPECT_EQ("120", sql("select nCost from tbl_booking where cBooking='" + id + "'"));
+}
+
+// Several servers that see an empty database at the same moment.
+TEST_P(RemoteBookings, AgreeOnTheirDatabaseHoweverManyMakeIt)
+{
+    close();
+    sql("drop table tbl_identity");
+    constexpr int kServers = 6;
+    std::vector<std::unique_ptr<Cdb_remote>> servers;
+    for (int i = 0; i < kServers; ++i) {
+        servers.push_back(std::make_unique<Cdb_remote>(folder()));
+        servers.back()->apply(settings(GetParam()));
+    }
+    for (int i = 0; i < kServers; ++i) {
+        ASSERT_TRUE(waitUntil([&] { return servers[i]->isActive(); }));
+        const TemporaryFolder own;
+        Cdb_bookings calls(*servers[i], own.path() + "/");
+        std::promise<Result> reserved;
+        calls.reserve(Cdb_bookings::newId(), kUser, 1, 0, [&](Result result) { reserved.set_value(result); });
+        ASSERT_EQ(Result::Done, reserved.get_future().get());
+        const std::string attached = "attach database '" + own.file("bookings.db") + "' as j; ";
+        EXPECT_EQ(sql("select cIdentity from tbl_identity"),
+                  RemoteFixture::sql(Engine::Embedded, attached + "select cDatabase from j.tbl_pending"));
+    }
+    EXPECT_EQ("1", sql("select count(*) from tbl_identity"));
 }
 
 TEST_P(RemoteBookings, AreForgottenWhenTheyAreVeryOld)

@@ -11,7 +11,11 @@ constexpr const char* kPragmas = "pragma journal_mode=wal; pragma synchronous=fu
 constexpr int kApplicationId = 0x504c564a;
 constexpr const char* kCreate =
     "create table if not exists tbl_pending (cBooking text not null, nAccountKind integer not null, cAccountName text "
-    "not null, nCost integer not null, nIsEnded integer not null, primary key (cBooking)) strict";
+    "not null, nCost integer not null, nIsEnded integer not null, cDatabase text not null default '', primary key "
+    "(cBooking)) strict";
+constexpr const char* kHasDatabase =
+    "select count(*) from pragma_table_info('tbl_pending') where name='cDatabase'"; // journals of older versions: no
+constexpr const char* kAddDatabase = "alter table tbl_pending add column cDatabase text not null default ''";
 
 // Empty: it can be used.
 std::string prepare(DbConnection& db)
@@ -23,7 +27,8 @@ std::string prepare(DbConnection& db)
         return db.reason();
     if (const int64_t id = db.number("pragma application_id", -1); id != kApplicationId)
         return db.fault() == DbFault::None ? "another program wrote it" : db.reason();
-    return db.exec(kCreate) ? "" : db.reason();
+    const bool isDone = db.exec(kCreate) && (db.number(kHasDatabase, -1) == 1 || db.exec(kAddDatabase));
+    return isDone ? "" : db.reason();
 }
 
 } // namespace
@@ -53,16 +58,18 @@ bool BookingJournal::open()
 bool BookingJournal::load(std::vector<BookingEntry>& entries)
 {
     DbStatement* statement =
-        _db->cached("select cBooking, nAccountKind, cAccountName, nCost, nIsEnded from tbl_pending order by cBooking");
+        _db->cached("select cBooking, cDatabase, nAccountKind, cAccountName, nCost, nIsEnded from tbl_pending order by "
+                    "cBooking");
     if (statement == nullptr) {
         report(_db->reason());
         return false;
     }
     while (statement->stepRow())
         entries.push_back({std::string(statement->text(0)),
-                           {static_cast<Ebalance_kind>(statement->number(1)), std::string(statement->text(2))},
-                           statement->number(3),
-                           statement->number(4) != 0});
+                           std::string(statement->text(1)),
+                           {static_cast<Ebalance_kind>(statement->number(2)), std::string(statement->text(3))},
+                           statement->number(4),
+                           statement->number(5) != 0});
     const bool isWhole = _db->fault() == DbFault::None;
     if (!isWhole)
         report(_db->reason());
@@ -75,7 +82,7 @@ bool BookingJournal::put(const BookingEntry& entry)
     if (!open())
         return false;
     DbStatement* statement = _db->cached("replace into tbl_pending (cBooking, nAccountKind, cAccountName, nCost, "
-                                         "nIsEnded) values (?, ?, ?, ?, ?)");
+                                         "nIsEnded, cDatabase) values (?, ?, ?, ?, ?, ?)");
     bool isStored = false;
     if (statement != nullptr) {
         statement->bindText(1, entry.id);
@@ -83,6 +90,7 @@ bool BookingJournal::put(const BookingEntry& entry)
         statement->bindText(3, entry.account.name);
         statement->bindInt(4, entry.cost);
         statement->bindInt(5, entry.isEnded ? 1 : 0);
+        statement->bindText(6, entry.database);
         isStored = statement->stepDone();
     }
     if (isStored)

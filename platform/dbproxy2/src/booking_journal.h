@@ -8,6 +8,7 @@
 
 struct BookingEntry {
     std::string id;
+    std::string database; // the identity of the one in which the booking lies; empty: not known, of an older journal
     Cdb_balance_key account;
     int64_t cost = 0; // if it ended now; of an ended call: for good
     bool isEnded = false;

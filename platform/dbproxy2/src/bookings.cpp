@@ -3,6 +3,8 @@
 #include "bcl2/background.h"
 #include "bcl2/date.h"
 #include "bcl2/log.h"
+#include "bcl2/text.h"
+#include "identity.h"
 #include "settlement.h"
 
 #include <algorithm>
@@ -10,7 +12,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
-#include <sys/random.h>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -48,6 +50,8 @@ struct Cdb_bookings::Impl {
     [[nodiscard]] Ebooking_result end(Request& request);
     [[nodiscard]] bool settle(const BookingEntry& entry);
     void settleWaiting();
+    void adopt(const std::string& database);
+    void tellOfOthers(const std::string& database);
     void add(Request request);
 
     // The thread's own.
@@ -56,6 +60,7 @@ struct Cdb_bookings::Impl {
     bool isLoaded = false;
     std::map<std::string, BookingEntry> open;
     std::deque<BookingEntry> ended; // to be booked
+    std::set<std::string> toldOf;   // databases that are waited for
     Clock::time_point nextTry;
     Clock::time_point nextCleaning;
 
@@ -133,8 +138,9 @@ Ebooking_result Cdb_bookings::Impl::reserve(Request& request)
     BookingEntry& entry = request.entry;
     const auto found = open.find(entry.id);
     const bool isFirst = found == open.end();
+    entry.database = isFirst ? core.identity() : found->second.database;
     // On disk before anything is taken: nobody else could give it back.
-    if (!isLoaded || !journal.put(entry))
+    if (!isLoaded || entry.database.empty() || !journal.put(entry))
         return Ebooking_result::Unavailable;
     const SqlResult result = reserveBooking(core, entry, request.total, isFirst);
     if (result.isDone() || !isFirst)
@@ -180,22 +186,60 @@ bool Cdb_bookings::Impl::settle(const BookingEntry& entry)
 void Cdb_bookings::Impl::settleWaiting()
 {
     const auto now = Clock::now();
-    if (now >= nextCleaning && core.isActive()) {
+    const std::string database = core.identity();
+    if (database.empty())
+        return;
+    if (now >= nextCleaning) {
         nextCleaning = now + kCleaningPause;
         removeOldBookings(core, BclGetCurrTimestamp());
     }
-    while (!ended.empty() && now >= nextTry && core.isActive()) {
-        if (!settle(ended.front())) {
-            // The next one may go well: this one waits at the end.
-            std::rotate(ended.begin(), ended.begin() + 1, ended.end());
+    if (ended.empty() || now < nextTry)
+        return;
+    adopt(database);
+    tellOfOthers(database);
+    for (;;) {
+        const auto next = std::find_if(ended.begin(), ended.end(),
+                                       [&](const BookingEntry& entry) { return entry.database == database; });
+        if (next == ended.end())
+            return;
+        if (!settle(*next)) {
+            // Another one may go well: this one waits at the end.
+            std::rotate(next, next + 1, ended.end());
             nextTry = now + kRetryPause;
             return;
         }
-        ended.pop_front();
+        ended.erase(next);
         const std::scoped_lock lock(mutex);
         if (!requests.empty() || isStopped)
             return;
     }
+}
+
+// What an older journal holds belongs to the database that is connected first. On disk before it is booked: another one
+// could be connected after the next start.
+void Cdb_bookings::Impl::adopt(const std::string& database)
+{
+    for (BookingEntry& entry : ended) {
+        if (!entry.database.empty())
+            continue;
+        BookingEntry adopted = entry;
+        adopted.database = database;
+        if (journal.put(adopted))
+            entry = std::move(adopted);
+    }
+}
+
+// Once for each.
+void Cdb_bookings::Impl::tellOfOthers(const std::string& database)
+{
+    std::map<std::string, size_t> others;
+    for (const BookingEntry& entry : ended)
+        if (entry.database != database && !entry.database.empty())
+            ++others[entry.database];
+    for (const auto& [other, count] : others)
+        if (toldOf.insert(other).second)
+            BclLog("%zu bookings belong to another database, %s, and wait until it is connected again.", count,
+                   BclPrintable(other).c_str());
 }
 
 Cdb_bookings::Cdb_bookings(Cdb_remote& database, const std::string& dataFolder)
@@ -217,18 +261,7 @@ Cdb_bookings::~Cdb_bookings()
 
 std::string Cdb_bookings::newId()
 {
-    unsigned char bytes[kRandomBytes];
-    size_t got = 0;
-    while (got < sizeof bytes)
-        if (const ssize_t count = getrandom(bytes + got, sizeof bytes - got, 0); count > 0)
-            got += static_cast<size_t>(count);
-    std::string id = bookingTime(BclGetCurrTimestamp());
-    for (const unsigned char byte : bytes) {
-        constexpr const char* kDigits = "0123456789abcdef";
-        id += kDigits[byte >> 4];
-        id += kDigits[byte & 0xf];
-    }
-    return id;
+    return bookingTime(BclGetCurrTimestamp()) + randomDigits(kRandomBytes);
 }
 
 void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account, int64_t total, int64_t costSoFar,
@@ -239,7 +272,7 @@ void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account
             completion(Ebooking_result::Refused);
         return;
     }
-    _impl->add({{id, account, costSoFar, false}, total, std::move(completion)});
+    _impl->add({{id, {}, account, costSoFar, false}, total, std::move(completion)});
 }
 
 void Cdb_bookings::end(const std::string& id, int64_t cost, Completion completion)
@@ -249,7 +282,7 @@ void Cdb_bookings::end(const std::string& id, int64_t cost, Completion completio
             completion(Ebooking_result::Refused);
         return;
     }
-    _impl->add({{id, {}, cost, true}, 0, std::move(completion)});
+    _impl->add({{id, {}, {}, cost, true}, 0, std::move(completion)});
 }
 
 bool Cdb_bookings::waitUntilBooked(std::chrono::milliseconds time)

@@ -5,6 +5,7 @@
 #include "bcl2/text.h"
 #include "embedded_engine.h"
 #include "growing_pause.h"
+#include "identity.h"
 #include "maria_engine.h"
 #include "remote_table.h"
 
@@ -136,6 +137,13 @@ bool RemoteCore::isActive()
     return _isActive;
 }
 
+std::string RemoteCore::identity()
+{
+    Lock lock(_mutex);
+    awaitEmbedded(lock, Deadline::in(kOperationTime));
+    return _isActive ? _identity : std::string();
+}
+
 void RemoteCore::awaitEmbedded(Lock& lock, Deadline deadline)
 {
     _ready.wait_until(lock, deadline.end, [this] { return !_isFirstAttempt || _isStopped; });
@@ -159,10 +167,11 @@ SqlResult RemoteCore::run(const std::string& what, std::string_view sql, std::sp
     return result;
 }
 
-SqlResult RemoteCore::transact(const std::string& what, const std::function<SqlResult(const SqlRun&)>& body)
+SqlResult RemoteCore::transact(const std::string& what, const std::string& database,
+                               const std::function<SqlResult(const SqlRun&)>& body)
 {
     const Deadline deadline = Deadline::in(kOperationTime);
-    Lease lease = take(deadline);
+    Lease lease = take(deadline, database);
     if (!lease.session)
         return {SqlStatus::Failed, 0, "not connected"};
     const SqlRun statement(*lease.session, *lease.dialect, deadline);
@@ -190,7 +199,7 @@ SqlResult RemoteCore::transact(const std::string& what, const std::function<SqlR
     return result;
 }
 
-RemoteCore::Lease RemoteCore::take(Deadline deadline)
+RemoteCore::Lease RemoteCore::take(Deadline deadline, const std::string& database)
 {
     Lock lock(_mutex);
     awaitEmbedded(lock, deadline);
@@ -203,7 +212,7 @@ RemoteCore::Lease RemoteCore::take(Deadline deadline)
         if (!isInTime && _idle.empty())
             return {};
     }
-    if (!_isActive || isOver(generation))
+    if (!_isActive || isOver(generation) || (!database.empty() && database != _identity))
         return {};
     Lease lease{std::move(_idle.back().session), _epoch, _dialect};
     _idle.pop_back();
@@ -282,7 +291,8 @@ void RemoteCore::serve(Lock& lock, SqlEngine& engine, uint64_t generation)
 
         lock.unlock();
         std::string reason;
-        std::unique_ptr<SqlSession> control = open(engine, reason);
+        std::string identity;
+        std::unique_ptr<SqlSession> control = open(engine, identity, reason);
         std::unique_ptr<SqlSession> first =
             control ? engine.connect({Clock::now() + kConnectTime, &_isCancelled}, reason) : nullptr;
         lock.lock();
@@ -307,6 +317,7 @@ void RemoteCore::serve(Lock& lock, SqlEngine& engine, uint64_t generation)
         _sessions = 1;
         _idle.clear();
         _idle.push_back({std::move(first), Clock::now()});
+        _identity = std::move(identity);
         _lostReason.clear();
         _isActive = true;
         _isFirstAttempt = false;
@@ -336,13 +347,16 @@ void RemoteCore::serve(Lock& lock, SqlEngine& engine, uint64_t generation)
 }
 
 // Makes the tables that are missing.
-std::unique_ptr<SqlSession> RemoteCore::open(SqlEngine& engine, std::string& reason)
+std::unique_ptr<SqlSession> RemoteCore::open(SqlEngine& engine, std::string& identity, std::string& reason)
 {
     auto session = engine.connect({Clock::now() + kConnectTime, &_isCancelled}, reason);
     if (!session)
         return nullptr;
     const Deadline deadline{Clock::now() + kPrepareTime, &_isCancelled};
-    const SqlResult result = makeTables({*session, engine.dialect(), deadline});
+    const SqlRun run(*session, engine.dialect(), deadline);
+    SqlResult result = makeTables(run);
+    if (result.isDone())
+        result = readIdentity(run, identity);
     reason = result.reason;
     return result.isDone() ? std::move(session) : nullptr;
 }

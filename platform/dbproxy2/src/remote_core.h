@@ -42,12 +42,16 @@ public:
     void stop();
     void apply(const Cdb_remote_settings& settings);
     [[nodiscard]] bool isActive();
+    // Of the database that is connected; empty: none is.
+    [[nodiscard]] std::string identity();
 
     // One statement. `what` names it in the log line of a refusal.
     SqlResult run(const std::string& what, std::string_view sql, std::span<const SqlValue> values, SqlRows* rows);
     // Several statements that count together or not at all; repeated when somebody else was in the way. `body` gives
-    // the result of the statement that it ended with. Lost: not known whether they count.
-    SqlResult transact(const std::string& what, const std::function<SqlResult(const SqlRun&)>& body);
+    // the result of the statement that it ended with. In the database of this identity only. Lost: not known whether
+    // they count.
+    SqlResult transact(const std::string& what, const std::string& database,
+                       const std::function<SqlResult(const SqlRun&)>& body);
 
 private:
     // A session in the hand of an operation.
@@ -62,13 +66,14 @@ private:
     };
     using Lock = std::unique_lock<std::mutex>;
 
-    Lease take(Deadline deadline);
+    // In the database of this identity; empty: in any.
+    Lease take(Deadline deadline, const std::string& database = {});
     void giveBack(Lease lease, const SqlResult& result);
     void report(const std::string& what, const SqlResult& result);
 
     void monitor();
     void serve(Lock& lock, SqlEngine& engine, uint64_t generation);
-    std::unique_ptr<SqlSession> open(SqlEngine& engine, std::string& reason);
+    std::unique_ptr<SqlSession> open(SqlEngine& engine, std::string& identity, std::string& reason);
     void watch(Lock& lock, SqlEngine& engine, SqlSession& control, uint64_t generation);
     void probe(Lock& lock, SqlSession& control, uint64_t generation);
     void addSession(Lock& lock, SqlEngine& engine, uint64_t generation);
@@ -91,6 +96,7 @@ private:
     std::atomic<bool> _isCancelled = false; // what the monitor is doing is of no use any more
 
     bool _isActive = false;
+    std::string _identity; // of the database, while it is connected
     std::string _lostReason;
     uint64_t _epoch = 0;
     const SqlDialect* _dialect = nullptr;

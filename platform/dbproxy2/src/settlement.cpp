@@ -99,7 +99,7 @@ SqlResult settle(const SqlRun& run, const BookingEntry& entry)
 
 SqlResult reserveBooking(RemoteCore& core, const BookingEntry& entry, int64_t total, bool isFirst)
 {
-    return core.transact("a reservation", [&](const SqlRun& run) {
+    return core.transact("a reservation", entry.database, [&](const SqlRun& run) {
         if (!isFirst)
             return raise(run, entry, total);
         const SqlResult result = insertRow(run, entry, total, kBookingOpen);
@@ -109,7 +109,7 @@ SqlResult reserveBooking(RemoteCore& core, const BookingEntry& entry, int64_t to
 
 SqlResult settleBooking(RemoteCore& core, const BookingEntry& entry)
 {
-    return core.transact("a booking", [&](const SqlRun& run) { return settle(run, entry); });
+    return core.transact("a booking", entry.database, [&](const SqlRun& run) { return settle(run, entry); });
 }
 
 void removeOldBookings(RemoteCore& core, int64_t now)

@@ -3,6 +3,7 @@
 #include "dbproxy2/calling_card.h"
 #include "dbproxy2/disa.h"
 #include "dbproxy2/prepaid.h"
+#include "identity.h"
 #include "remote_table.h"
 
 #include <array>
@@ -67,6 +68,12 @@ constexpr std::array kBookingFields = {
     field<&Booking::nState>("nState"),
 };
 
+using Identity = IdentityRow;
+constexpr std::array kIdentityFields = {
+    field<&Identity::cIdentity>("cIdentity"),
+    field<&Identity::nRow>("nRow").key(),
+};
+
 } // namespace
 
 template <>
@@ -125,13 +132,25 @@ const RemoteTable& remoteTableOf<BookingRow>()
     return table;
 }
 
+template <>
+const RemoteTable& remoteTableOf<IdentityRow>()
+{
+    static const RemoteTable& table = *new RemoteTable("tbl_identity", kIdentityFields);
+    return table;
+}
+
 std::span<const RemoteTable* const> remoteTables()
 {
     static const std::array tables = {
-        &remoteTableOf<Ctbl_disa_account>(),        &remoteTableOf<Ctbl_disa_caller_id>(),
-        &remoteTableOf<Ctbl_prepaid_rate>(),        &remoteTableOf<Ctbl_sub_balance>(),
-        &remoteTableOf<Ctbl_caller_prepaid>(),      &remoteTableOf<Ctbl_callingcard_fee_matrix>(),
-        &remoteTableOf<Ctbl_callingcard_balance>(), &remoteTableOf<BookingRow>(),
+        &remoteTableOf<Ctbl_disa_account>(),
+        &remoteTableOf<Ctbl_disa_caller_id>(),
+        &remoteTableOf<Ctbl_prepaid_rate>(),
+        &remoteTableOf<Ctbl_sub_balance>(),
+        &remoteTableOf<Ctbl_caller_prepaid>(),
+        &remoteTableOf<Ctbl_callingcard_fee_matrix>(),
+        &remoteTableOf<Ctbl_callingcard_balance>(),
+        &remoteTableOf<BookingRow>(),
+        &remoteTableOf<IdentityRow>(),
     };
     return tables;
 }
