@@ -1,11 +1,13 @@
 // How the connection to a server comes, goes and comes back.
 #include "bcl2/text.h"
+#include "dbproxy2/name_service.h"
 #include "dbproxy2/proxy.h"
 #include "dbproxy2/remote_fixture.h"
 #include "dbproxy2/slow_proxy.h"
 #include "support/free_port.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <mysql.h>
@@ -57,6 +59,37 @@ uint16_t portOf(int listener)
     return getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) == 0 ? ntohs(address.sin_port)
                                                                                     : uint16_t{0};
 }
+
+// A port of ::1 on which connections neither come about nor are refused: its queue is full.
+class FullListener {
+public:
+    explicit FullListener(uint16_t port) : _listener(socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in6 address{};
+        address.sin6_family = AF_INET6;
+        address.sin6_port = htons(port);
+        address.sin6_addr = in6addr_loopback;
+        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+        EXPECT_EQ(0, bind(_listener, generic, sizeof address));
+        EXPECT_EQ(0, listen(_listener, 0));
+        for (int& waiting : _waiting) {
+            waiting = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+            (void)connect(waiting, generic, sizeof address);
+        }
+    }
+    ~FullListener()
+    {
+        for (const int waiting : _waiting)
+            close(waiting);
+        close(_listener);
+    }
+    FullListener(const FullListener&) = delete;
+    FullListener& operator=(const FullListener&) = delete;
+
+private:
+    int _listener;
+    std::array<int, 4> _waiting{};
+};
 
 // Stands where a server should be and hangs up on so many connections.
 void turnAway(uint16_t port, int connections)
@@ -307,6 +340,37 @@ TEST_F(RemoteConnection, FollowsItsSettingsAtOnce)
     // The same once more changes nothing.
     remote().apply(settings(Engine::MariaDb));
     EXPECT_TRUE(remote().isActive());
+}
+
+TEST_F(RemoteConnection, TakesOtherSettingsWhileANameServiceHangs)
+{
+    startServer();
+    const HangingNames hanging;
+    Cdb_remote_settings unknown = settings(Engine::MariaDb);
+    unknown.address = kHangingName;
+    open(unknown);
+    ASSERT_TRUE(waitUntil([] { return HangingNames::waiting() == 1; }));
+    EXPECT_FALSE(remote().isActive());
+
+    remote().apply(settings(Engine::Embedded));
+    EXPECT_TRUE(remote().isActive()) << "the embedded engine is waited for, and nothing else";
+    remote().apply(unknown);
+    EXPECT_FALSE(remote().isActive());
+    remote().apply(settings(Engine::MariaDb));
+    EXPECT_TRUE(waitForActive());
+    EXPECT_EQ(kDbOk, remote().set(rate(1)));
+    EXPECT_GE(HangingNames::waiting(), 1) << "it hangs all the time";
+}
+
+TEST_F(RemoteConnection, TriesTheNextAddressOfAName)
+{
+    startServer();
+    const FullListener dead(server().port());
+    Cdb_remote_settings named = settings(Engine::MariaDb);
+    named.address = kTwoAddresses;
+    open(named);
+    EXPECT_TRUE(waitForActive());
+    EXPECT_EQ(kDbOk, remote().set(rate(1)));
 }
 
 TEST_F(RemoteConnection, IsEncryptedWhereTheServerOffersIt)

@@ -1,8 +1,8 @@
 // Which database this is: a row that is made once, beside the first tables, and goes with them wherever they are moved.
 #pragma once
 
-#include "remote_core.h"
 #include "remote_table.h"
+#include "sql_run.h"
 
 struct IdentityRow {
     char cIdentity[33];

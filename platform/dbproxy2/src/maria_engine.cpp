@@ -1,6 +1,7 @@
 #include "maria_engine.h"
 
 #include "bcl2/text.h"
+#include "remote_times.h"
 
 #include <mysql.h>
 
@@ -36,6 +37,7 @@ constexpr unsigned kLastNetworkError = 5999;
 constexpr size_t kStackSize = size_t{256} * 1024;
 // How often a wait looks whether it has been cancelled.
 constexpr std::chrono::milliseconds kCancelSlice{50};
+constexpr std::chrono::hours kNever{24};
 // An operation that has been cut off ends within a few steps; more would be an error of the connector.
 constexpr int kMaxUnwindSteps = 1000;
 
@@ -147,11 +149,17 @@ private:
     int wait(int status, Deadline deadline)
     {
         pollfd entry{mysql_get_socket(_mysql), 0, 0};
+        const auto timeOut = timeOutOf(status);
         entry.events = static_cast<short>(((status & MYSQL_WAIT_READ) != 0 ? POLLIN : 0) |
                                           ((status & MYSQL_WAIT_WRITE) != 0 ? POLLOUT : 0) |
                                           ((status & MYSQL_WAIT_EXCEPT) != 0 ? POLLPRI : 0));
         while (!deadline.isOver()) {
-            const auto slice = deadline.cancel == nullptr ? deadline.left() : std::min(deadline.left(), kCancelSlice);
+            const auto now = std::chrono::steady_clock::now();
+            if (now >= timeOut)
+                return MYSQL_WAIT_TIMEOUT;
+            auto slice = std::min(deadline.left(), std::chrono::ceil<std::chrono::milliseconds>(timeOut - now));
+            if (deadline.cancel != nullptr)
+                slice = std::min(slice, kCancelSlice);
             const int count = poll(&entry, 1, static_cast<int>(std::max<int64_t>(slice.count(), 0)));
             if (count > 0) {
                 const bool isBroken = (entry.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
@@ -164,6 +172,14 @@ private:
                 return 0;
         }
         return 0;
+    }
+
+    // When the operation itself gives up what it waits for, to try another address for instance.
+    [[nodiscard]] std::chrono::steady_clock::time_point timeOutOf(int status) const
+    {
+        const auto now = std::chrono::steady_clock::now();
+        return (status & MYSQL_WAIT_TIMEOUT) != 0 ? now + std::chrono::milliseconds(mysql_get_timeout_value_ms(_mysql))
+                                                  : now + kNever;
     }
 
     // The operation must come to its end, so that what it holds is freed.
@@ -254,10 +270,12 @@ private:
     {
         const size_t stackSize = kStackSize;
         const unsigned protocol = MYSQL_PROTOCOL_TCP; // "localhost" is an address like others
+        const unsigned addressTime = std::chrono::duration_cast<std::chrono::seconds>(kAddressTime).count();
         const unsigned off = 0;
         const my_bool on = 1;
         const my_bool no = 0;
         mysql_options(_mysql, MYSQL_OPT_NONBLOCK, &stackSize);
+        mysql_options(_mysql, MYSQL_OPT_CONNECT_TIMEOUT, &addressTime);
         mysql_options(_mysql, MYSQL_OPT_PROTOCOL, &protocol);
         mysql_options(_mysql, MYSQL_SET_CHARSET_NAME, "utf8mb4");
         mysql_options(_mysql, MYSQL_OPT_LOCAL_INFILE, &off); // a server could read our files

@@ -7,15 +7,9 @@
 #include <limits>
 #include <utility>
 
-Cdb_remote::Cdb_remote(std::string dataFolder) : _core(std::make_shared<RemoteCore>(std::move(dataFolder)))
-{
-    _core->start();
-}
+Cdb_remote::Cdb_remote(std::string dataFolder) : _core(std::make_unique<RemoteCore>(std::move(dataFolder))) {}
 
-Cdb_remote::~Cdb_remote()
-{
-    _core->stop();
-}
+Cdb_remote::~Cdb_remote() = default;
 
 void Cdb_remote::apply(const Cdb_remote_settings& settings)
 {

@@ -106,5 +106,5 @@ private:
     [[nodiscard]] unsigned has(const RemoteTable& table, const void* key);
     [[nodiscard]] unsigned count(const RemoteTable& table);
 
-    std::shared_ptr<RemoteCore> _core; // shared with its thread
+    std::unique_ptr<RemoteCore> _core;
 };

@@ -1,0 +1,7 @@
+// What a database needs before it is used.
+#pragma once
+
+#include "sql_run.h"
+
+// Makes the tables that are missing, and tells the identity.
+[[nodiscard]] SqlResult prepareDatabase(const SqlRun& run, std::string& identity);
