@@ -309,6 +309,50 @@ TEST_F(RemoteConnection, TellsWhyItCannotBeMade)
         EXPECT_EQ(std::string::npos, line.find("guessed")) << line;
 }
 
+// Somebody else made the tables: money is not entrusted to them as they are.
+TEST_F(RemoteConnection, RefusesTablesThatCannotKeepMoney)
+{
+    openServer();
+    close();
+    struct Flaw {
+        const char* made;
+        const char* told;
+    };
+    const std::array<Flaw, 6> flaws = {{
+        {"alter table tbl_sub_balance engine=MyISAM", "alter table tbl_sub_balance engine=InnoDB"},
+        {"alter table tbl_callingcard_balance modify cCard varchar(32) not null",
+         "alter table tbl_callingcard_balance modify cCard varbinary(32) not null"},
+        {"alter table tbl_sub_balance modify nBalance int unsigned not null",
+         "alter table tbl_sub_balance modify nBalance int not null"},
+        {"alter table tbl_booking modify cBooking varbinary(20) not null",
+         "alter table tbl_booking modify cBooking varbinary(32) not null"},
+        {"alter table tbl_disa_account drop primary key, add index (cAccount)",
+         "the primary key of tbl_disa_account lacks the column cAccount"},
+        {"alter table tbl_caller_prepaid drop primary key, add primary key (cSubscriber, cRouteNbr, nRateId)",
+         "the column nRateId is no part of the primary key of tbl_caller_prepaid"},
+    }};
+    const std::array<const char*, 2> mended = {
+        "alter table tbl_disa_account add primary key (cAccount)",
+        "alter table tbl_caller_prepaid drop primary key, add primary key (cSubscriber, cRouteNbr)"};
+    for (const Flaw& flaw : flaws) {
+        SCOPED_TRACE(flaw.made);
+        server().sql(flaw.made);
+        open(settings(Engine::MariaDb));
+        EXPECT_TRUE(waitForLog(flaw.told));
+        EXPECT_FALSE(remote().isActive());
+        const std::string told = flaw.told;
+        server().sql(told.starts_with("alter")                 ? told
+                     : told.find("lacks") != std::string::npos ? mended[0]
+                                                               : mended[1]);
+    }
+    // A wider column keeps all that a narrow one does.
+    server().sql("alter table tbl_prepaid_rate modify rate_id bigint not null");
+    open(settings(Engine::MariaDb));
+    EXPECT_TRUE(waitForActive());
+    EXPECT_EQ(kDbOk, remote().set(rate(UINT32_MAX)));
+    EXPECT_EQ(kDbHas, remote().has(rate(UINT32_MAX)));
+}
+
 TEST_F(RemoteConnection, FollowsItsSettingsAtOnce)
 {
     openServer();

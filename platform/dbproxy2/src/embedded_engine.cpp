@@ -91,7 +91,13 @@ std::string columnType(const FieldDesc& field)
     return field.type == FieldType::Text ? "text not null" : "integer not null";
 }
 
-constexpr SqlDialect kDialect{&columnType, " strict", "begin immediate", ""};
+// The file is ours, and its tables are strict.
+SqlResult takeTables(const SqlRun&)
+{
+    return {};
+}
+
+constexpr SqlDialect kDialect{&columnType, " strict", "begin immediate", "", "select unixepoch()", &takeTables};
 
 // Brings a new file to our version; false for one that is not ours or broken. It is left as it is: money is in it.
 bool prepare(DbConnection& db, std::string& reason)

@@ -80,12 +80,16 @@ public:
     [[nodiscard]] virtual bool isLost() const = 0;
 };
 
+class SqlRun;
+
 // Where the two dialects differ.
 struct SqlDialect {
     std::string (*columnType)(const FieldDesc& field);
     const char* tableOptions; // behind the list of columns
     const char* begin;        // starts a transaction that will write
     const char* forUpdate;    // behind a select of such a transaction: nobody else changes these rows until it ends
+    const char* now;          // selects the seconds since 1970, by the clock of the database
+    SqlResult (*checkTables)(const SqlRun& run); // Failed: they are not as they must be, and how to mend them
 };
 
 // Connects; used by the monitor's thread only.

@@ -1,6 +1,7 @@
 #include "maria_engine.h"
 
 #include "bcl2/text.h"
+#include "maria_tables.h"
 #include "remote_times.h"
 
 #include <mysql.h>
@@ -329,27 +330,8 @@ private:
     bool _isLost = false;
 };
 
-// Binary strings: keys compare byte by byte and without padding on every server of this protocol, and what is read is
-// what was written.
-std::string columnType(const FieldDesc& field)
-{
-    switch (field.type) {
-    case FieldType::Text:
-        return "varbinary(" + std::to_string(field.size - 1) + ") not null";
-    case FieldType::U8:
-        return "tinyint unsigned not null";
-    case FieldType::U16:
-        return "smallint unsigned not null";
-    case FieldType::U32:
-        return "int unsigned not null";
-    case FieldType::I32:
-        return "int not null";
-    default:
-        return "bigint not null";
-    }
-}
-
-constexpr SqlDialect kDialect{&columnType, " engine=InnoDB", "start transaction", " for update"};
+constexpr SqlDialect kDialect{&mariaColumnType, " engine=InnoDB",          "start transaction",
+                              " for update",    "select unix_timestamp()", &checkMariaTables};
 
 class MariaEngine final : public SqlEngine {
 public:

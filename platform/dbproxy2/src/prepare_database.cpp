@@ -37,6 +37,8 @@ SqlResult makeTables(const SqlRun& run)
 
 SqlResult prepareDatabase(const SqlRun& run, std::string& identity)
 {
-    const SqlResult result = makeTables(run);
+    SqlResult result = makeTables(run);
+    if (result.isDone())
+        result = run.dialect().checkTables(run);
     return result.isDone() ? readIdentity(run, identity) : result;
 }

@@ -3,5 +3,5 @@
 
 #include "sql_run.h"
 
-// Makes the tables that are missing, and tells the identity.
+// Makes the tables that are missing, refuses those that are not as they must be, and tells the identity.
 [[nodiscard]] SqlResult prepareDatabase(const SqlRun& run, std::string& identity);
