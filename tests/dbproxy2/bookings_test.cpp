@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <future>
 #include <random>
 #include <sstream>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -157,6 +160,36 @@ TEST_P(RemoteBookings, ReserveWhatIsThereAndBookWhatItCost)
     EXPECT_EQ(-20, balance()) << "the user of that name is somebody else";
     EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
     EXPECT_TRUE(takeLog().empty());
+}
+
+TEST_P(RemoteBookings, EndWithACostThatCannotBe)
+{
+    const std::string negative = openCall(300);
+    const std::string huge = openCall(300);
+    EXPECT_EQ(Result::Refused, reserve(negative, 400, -1));
+    std::promise<std::thread::id> completed;
+    bookings().reserve(negative, kUser, -1, 0, [&](Result) { completed.set_value(std::this_thread::get_id()); });
+    EXPECT_NE(std::this_thread::get_id(), completed.get_future().get()) << "never on the caller's thread";
+
+    EXPECT_EQ(Result::Done, end(negative, -1));
+    EXPECT_TRUE(waitForLog("a cost of -1 cents cannot be, 0 are booked"));
+    EXPECT_EQ(700, balance());
+    EXPECT_EQ(Result::Done, end(huge, INT64_MAX));
+    EXPECT_EQ(INT32_MIN, balance());
+    EXPECT_EQ("0", sql("select count(*) from tbl_booking where nState<>2"));
+}
+
+TEST_P(RemoteBookings, WaitForAJournalThatCannotBeLookedAt)
+{
+    // A link that leads to itself: whether there is a journal cannot be told, for an administrator neither.
+    const std::string journal = path("bookings.db");
+    ASSERT_EQ(0, symlink(journal.c_str(), journal.c_str()));
+    EXPECT_EQ(Result::Unavailable, reserve(Cdb_bookings::newId(), 1));
+    EXPECT_TRUE(waitForLog("of bookings cannot be used"));
+    EXPECT_FALSE(bookings().waitUntilBooked(std::chrono::milliseconds(10))) << "it may hold some";
+    ASSERT_EQ(0, unlink(journal.c_str()));
+    EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(Result::Done, end(openCall(1), 1));
 }
 
 TEST_P(RemoteBookings, AreKeptWhileTheDatabaseIsAway)
@@ -341,6 +374,20 @@ TEST_P(RemoteBookings, SurviveAKilledProcess)
     }
     EXPECT_GE(std::count(acknowledged.begin(), acknowledged.end(), '\n'), rounds(8));
     checkAccounts(acknowledged);
+}
+
+// The clock of a call server may be wrong.
+TEST_P(RemoteBookingsOnAServer, AreForgottenByTheClockOfTheServer)
+{
+    (void)end(openCall(1), 1);
+    constexpr time_t kLater = time_t{500} * 24 * 3600;
+    server().sql("set global init_connect='set timestamp=" + std::to_string(time(nullptr) + kLater) + "'");
+    endBookings();
+    remote().apply({});
+    remote().apply(settings(GetParam()));
+    ASSERT_TRUE(waitForActive());
+    (void)bookings();
+    EXPECT_TRUE(waitUntil([this] { return sql("select count(*) from tbl_booking") == "0"; }));
 }
 
 TEST_P(RemoteBookingsOnAServer, SurviveItsEnd)

@@ -2,6 +2,7 @@
 
 #include "bcl2/log.h"
 
+#include <cerrno>
 #include <unistd.h>
 
 namespace {
@@ -35,7 +36,7 @@ std::string prepare(DbConnection& db)
 
 bool BookingJournal::isOnDisk() const
 {
-    return access(_path.c_str(), F_OK) == 0;
+    return access(_path.c_str(), F_OK) == 0 || errno != ENOENT; // one that cannot be looked at may be there
 }
 
 bool BookingJournal::open()

@@ -26,10 +26,11 @@ constexpr auto kCleaningPause = 1h;
 constexpr auto kIdlePause = 3600s; // nothing to do
 constexpr size_t kRandomBytes = 12;
 
+constexpr int64_t kLargestSum = int64_t{1} << 40; // far above every balance, and sums of it stay numbers
+
 bool isSum(int64_t cents)
 {
-    constexpr int64_t kLargest = int64_t{1} << 40; // far above every balance, and sums of it stay numbers
-    return cents >= 0 && cents <= kLargest;
+    return cents >= 0 && cents <= kLargestSum;
 }
 
 } // namespace
@@ -136,6 +137,8 @@ void Cdb_bookings::Impl::serve(Request request)
 Ebooking_result Cdb_bookings::Impl::reserve(Request& request)
 {
     BookingEntry& entry = request.entry;
+    if (!isSum(request.total) || !isSum(entry.cost))
+        return Ebooking_result::Refused;
     const auto found = open.find(entry.id);
     const bool isFirst = found == open.end();
     entry.database = isFirst ? core.identity() : found->second.database;
@@ -164,7 +167,10 @@ Ebooking_result Cdb_bookings::Impl::end(Request& request)
         return Ebooking_result::Refused;
     BookingEntry entry = std::move(found->second);
     open.erase(found);
-    entry.cost = request.entry.cost;
+    entry.cost = std::clamp<int64_t>(request.entry.cost, 0, kLargestSum);
+    if (entry.cost != request.entry.cost)
+        BclLog("Booking %s: a cost of %lld cents cannot be, %lld are booked.", entry.id.c_str(),
+               static_cast<long long>(request.entry.cost), static_cast<long long>(entry.cost));
     entry.isEnded = true;
     const bool isKept = journal.put(entry);
     if (settle(entry))
@@ -191,7 +197,7 @@ void Cdb_bookings::Impl::settleWaiting()
         return;
     if (now >= nextCleaning) {
         nextCleaning = now + kCleaningPause;
-        removeOldBookings(core, BclGetCurrTimestamp());
+        removeOldBookings(core, database);
     }
     if (ended.empty() || now < nextTry)
         return;
@@ -267,21 +273,11 @@ std::string Cdb_bookings::newId()
 void Cdb_bookings::reserve(const std::string& id, const Cdb_balance_key& account, int64_t total, int64_t costSoFar,
                            Completion completion)
 {
-    if (!isSum(total) || !isSum(costSoFar)) {
-        if (completion)
-            completion(Ebooking_result::Refused);
-        return;
-    }
     _impl->add({{id, {}, account, costSoFar, false}, total, std::move(completion)});
 }
 
 void Cdb_bookings::end(const std::string& id, int64_t cost, Completion completion)
 {
-    if (!isSum(cost)) {
-        if (completion)
-            completion(Ebooking_result::Refused);
-        return;
-    }
     _impl->add({{id, {}, {}, cost, true}, 0, std::move(completion)});
 }
 

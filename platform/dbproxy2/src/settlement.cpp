@@ -95,6 +95,24 @@ SqlResult settle(const SqlRun& run, const BookingEntry& entry)
     return result.isDone() ? change(run, entry, -entry.cost) : result;
 }
 
+// By the clock of the database: one of a call server may be wrong, and what it removes is booked once more.
+SqlResult removeOld(const SqlRun& run)
+{
+    SqlRows rows;
+    SqlResult result = run(run.dialect().now, {}, &rows);
+    const int64_t now = result.isDone() && rows.count() == 1 ? numberOfCell(rows.cells.front()) : 0;
+    if (now <= kKeepTime)
+        return result;
+    std::string bound = bookingTime(now - kKeepTime);
+    result = run("select cBooking from tbl_booking where cBooking<? order by cBooking limit 1 offset ?",
+                 {std::string_view(bound), kRemovedAtOnce}, &rows);
+    if (!result.isDone())
+        return result;
+    if (rows.count() == 1)
+        bound = rows.cells.front();
+    return run("delete from tbl_booking where cBooking<? and nState=2", {std::string_view(bound)});
+}
+
 } // namespace
 
 SqlResult reserveBooking(RemoteCore& core, const BookingEntry& entry, int64_t total, bool isFirst)
@@ -112,19 +130,9 @@ SqlResult settleBooking(RemoteCore& core, const BookingEntry& entry)
     return core.transact("a booking", entry.database, [&](const SqlRun& run) { return settle(run, entry); });
 }
 
-void removeOldBookings(RemoteCore& core, int64_t now)
+void removeOldBookings(RemoteCore& core, const std::string& database)
 {
-    std::string bound = bookingTime(now - kKeepTime);
-    SqlRows rows;
-    const SqlValue ofSome[] = {std::string_view(bound), kRemovedAtOnce};
-    if (!core.run("old bookings",
-                  "select cBooking from tbl_booking where cBooking<? order by cBooking limit 1 offset ?", ofSome, &rows)
-             .isDone())
-        return;
-    if (rows.count() == 1)
-        bound = rows.cells.front();
-    const SqlValue values[] = {std::string_view(bound)};
-    (void)core.run("old bookings", "delete from tbl_booking where cBooking<? and nState=2", values, nullptr);
+    (void)core.transact("old bookings", database, removeOld);
 }
 
 std::string bookingTime(int64_t time)

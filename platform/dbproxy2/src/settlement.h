@@ -13,7 +13,7 @@
 [[nodiscard]] SqlResult settleBooking(RemoteCore& core, const BookingEntry& entry);
 
 // Removes some of the bookings that were made so long ago that nobody can ask for them again.
-void removeOldBookings(RemoteCore& core, int64_t now);
+void removeOldBookings(RemoteCore& core, const std::string& database);
 
 // What an id begins with, for a time in seconds since 1970: ids of later times are greater.
 [[nodiscard]] std::string bookingTime(int64_t time);

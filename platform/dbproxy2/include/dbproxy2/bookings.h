@@ -44,7 +44,8 @@ public:
     void reserve(const std::string& id, const Cdb_balance_key& account, int64_t total, int64_t costSoFar,
                  Completion completion);
 
-    // Ends a call: what was reserved and not used comes back, what is missing is taken, below zero too.
+    // Ends a call: what was reserved and not used comes back, what is missing is taken, below zero too. A cost that
+    // cannot be is brought into its bounds, with a log line: the call ends all the same.
     void end(const std::string& id, int64_t cost, Completion completion);
 
     // True when every end has been booked; waits for that, at most so long.
