@@ -1,5 +1,6 @@
 // How the connection to a server comes, goes and comes back.
 #include "bcl2/text.h"
+#include "dbproxy2/greedy_server.h"
 #include "dbproxy2/name_service.h"
 #include "dbproxy2/proxy.h"
 #include "dbproxy2/remote_fixture.h"
@@ -10,6 +11,7 @@
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <mysql.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -415,6 +417,32 @@ TEST_F(RemoteConnection, TriesTheNextAddressOfAName)
     open(named);
     EXPECT_TRUE(waitForActive());
     EXPECT_EQ(kDbOk, remote().set(rate(1)));
+}
+
+TEST_F(RemoteConnection, NeverSendsThePasswordInClear)
+{
+    GreedyServer greedy(GreedyServer::Wish::PasswordInClear);
+    open({"127.0.0.1", greedy.port(), "parlovex", "not for everybody", "billing"});
+    ASSERT_TRUE(waitForLog("cannot be used"));
+    ASSERT_TRUE(waitUntil([&] { return greedy.asked() > 0; }));
+    EXPECT_NE(std::string::npos, greedy.received().find("parlovex")) << "it got as far as that";
+    EXPECT_EQ(std::string::npos, greedy.received().find("not for everybody"));
+}
+
+TEST_F(RemoteConnection, GivesNoFileAway)
+{
+    const std::string secret = path("secret");
+    std::ofstream(secret) << "not for everybody";
+    GreedyServer greedy(GreedyServer::Wish::File, secret);
+    open({"127.0.0.1", greedy.port(), "parlovex", "p", "billing"});
+    ASSERT_TRUE(waitUntil([&] { return greedy.asked() > 0; }));
+    close();
+    EXPECT_NE(std::string::npos, greedy.received().find("autocommit")) << "it got as far as that";
+    // The capabilities stand behind the four bytes of the first packet's head.
+    constexpr size_t kCapabilities = 4;
+    constexpr unsigned kFiles = 0x80;
+    EXPECT_EQ(0u, static_cast<unsigned char>(greedy.received()[kCapabilities]) & kFiles) << "files are on offer";
+    EXPECT_EQ(std::string::npos, greedy.received().find("not for everybody"));
 }
 
 TEST_F(RemoteConnection, IsEncryptedWhereTheServerOffersIt)
