@@ -20,26 +20,32 @@ namespace {
 
 using Kind = EditorInput::Kind;
 
-std::string nameOf(Kind kind, const QString& text)
+std::string nameOf(Kind kind, const QString& text, int nth)
 {
     constexpr std::array<const char*, 4> kKinds = {"line", "selection box", "check box", "radio button"};
-    return std::string(kKinds.at(kind)) + " \"" + text.toStdString() + '"';
+    const std::string place = nth == 0 ? std::string() : " number " + std::to_string(nth + 1);
+    return std::string(kKinds.at(kind)) + place + " \"" + text.toStdString() + '"';
 }
 
 struct FoundInput {
     Kind kind;
     QString text;
     QWidget* widget;
+    int nth = 0;
 
-    [[nodiscard]] std::string name() const { return nameOf(kind, text); }
-    [[nodiscard]] bool is(const EditorInput& input) const { return kind == input.kind && text == item(input.item); }
+    [[nodiscard]] std::string name() const { return nameOf(kind, text, nth); }
+    [[nodiscard]] bool is(const EditorInput& input) const
+    {
+        return kind == input.kind && text == item(input.item) && nth == input.nth;
+    }
     [[nodiscard]] bool isUsable() const { return widget->isEnabled() && !widget->isHidden(); }
 };
 
+// In the order of the tab key.
 std::vector<FoundInput> inputsOf(const QDialog& editor)
 {
     std::vector<FoundInput> found;
-    for (QWidget* const each : editor.findChildren<QWidget*>()) {
+    for (QWidget* each = editor.nextInFocusChain(); each != &editor; each = each->nextInFocusChain()) {
         if (auto* const check = qobject_cast<QCheckBox*>(each))
             found.push_back({Kind::Check, check->text(), each});
         else if (auto* const radio = qobject_cast<QRadioButton*>(each))
@@ -49,6 +55,10 @@ std::vector<FoundInput> inputsOf(const QDialog& editor)
         else if (qobject_cast<QLineEdit*>(each) != nullptr && qobject_cast<QComboBox*>(each->parent()) == nullptr)
             found.push_back({Kind::Edit, each->accessibleName(), each});
     }
+    for (auto each = found.begin(); each != found.end(); ++each)
+        each->nth = static_cast<int>(std::count_if(found.begin(), each, [&](const FoundInput& other) {
+            return other.kind == each->kind && other.text == each->text;
+        }));
     return found;
 }
 
@@ -142,7 +152,8 @@ public:
             for (const EditorInput& input : *list) {
                 named = join(named, input.owns);
                 for (const RecordBytes& mask : input.owns)
-                    EXPECT_TRUE(meet(differing, mask)) << nameOf(input.kind, item(input.item)) << " shows a default";
+                    EXPECT_TRUE(meet(differing, mask))
+                        << nameOf(input.kind, item(input.item), input.nth) << " shows a default";
             }
         }
         EXPECT_EQ(bytesBeyond(RecordBytes(named.size(), 0xff), named), std::vector<size_t>())
@@ -164,7 +175,7 @@ public:
 
     void checkInput(const EditorInput& input) const
     {
-        const std::string name = nameOf(input.kind, item(input.item));
+        const std::string name = nameOf(input.kind, item(input.item), input.nth);
         _plan.putBack();
         bool isChanged = false;
         _plan.edit([&](QDialog& editor) {
@@ -193,10 +204,6 @@ private:
             const bool isFree = find(_plan.inputs, found) != nullptr;
             EXPECT_NE(isFree, find(_plan.locked, found) != nullptr) << found.name() << " is not in one of the tables";
             EXPECT_EQ(isFree, found.isUsable()) << found.name();
-            EXPECT_EQ(std::count_if(all.begin(), all.end(),
-                                    [&](const FoundInput& other) { return other.name() == found.name(); }),
-                      1)
-                << found.name() << " is there twice";
         }
     }
 

@@ -62,6 +62,7 @@ struct EditorInput {
     int item;                                  // language item
     std::vector<RecordBytes> owns;             // each of these changes with it, and nothing else
     std::function<void(QWidget&)> change = {}; // none: another character, entry or position
+    int nth = 0;                               // of those with one kind and name, by the tab key
 };
 
 struct EditorRoundTrip {

@@ -36,7 +36,7 @@ void PageFixture::SetUp()
 {
     ConsoleFixture::SetUp();
     PrepareApplication();
-    _store = std::make_unique<Cdb_fac_mgr>();
+    _store = std::make_unique<Cdb_fac_mgr>(storeOptions());
     ASSERT_TRUE(_store->isOpen());
     const auto keep = [this](std::string_view sql) {
         _statements.append(QString::fromUtf8(sql.data(), static_cast<int>(sql.size())));

@@ -33,6 +33,8 @@ protected:
 
     void SetUp() override;
     void TearDown() override;
+    // What the store is opened with.
+    virtual Cdb_options storeOptions() { return {}; }
 
     [[nodiscard]] Cdb_fac_mgr& store() { return *_store; }
 

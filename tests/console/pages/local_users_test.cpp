@@ -49,13 +49,6 @@ protected:
             return "offline_user.png";
         }
     }
-    [[nodiscard]] QStringList row(int number) const
-    {
-        QStringList cells;
-        for (int column = 0; column < model().columnCount(); ++column)
-            cells.append(cell(number, column));
-        return cells;
-    }
     void searchFor(const QString& name) { boxes.expectInput(item(373), item(118), QString(), name); }
 };
 

@@ -146,27 +146,28 @@ QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, in
     return boxes;
 }
 
-QCheckBox* Cform_grid::addCheckedRow(int item, QWidget* input)
+template <class Button>
+Button* Cform_grid::addCheckedRow(int item, QWidget* input)
 {
-    auto* const box = new QCheckBox(GetLangItem(item));
-    input->setAccessibleName(box->text());
-    _grid->addWidget(box, _row, 0);
+    auto* const button = new Button(GetLangItem(item));
+    input->setAccessibleName(button->text());
+    _grid->addWidget(button, _row, 0);
     _grid->addWidget(input, _row, 1, 1, _inputColumns);
     ++_row;
-    return box;
+    return button;
 }
 
 std::pair<QCheckBox*, QLineEdit*> Cform_grid::addCheckedEdit(int item)
 {
     auto* const edit = new QLineEdit;
-    return {addCheckedRow(item, edit), edit};
+    return {addCheckedRow<QCheckBox>(item, edit), edit};
 }
 
 std::pair<QCheckBox*, QComboBox*> Cform_grid::addCheckedCombo(int item)
 {
     auto* const choice = new QComboBox;
     keepNarrow(choice);
-    return {addCheckedRow(item, choice), choice};
+    return {addCheckedRow<QCheckBox>(item, choice), choice};
 }
 
 QRadioButton* Cform_grid::addRadio(int item)
@@ -201,6 +202,12 @@ void SetRowVisible(QWidget* input, bool isVisible)
     }
 }
 
+std::pair<QRadioButton*, QLineEdit*> Cform_grid::addRadioEdit(int item)
+{
+    auto* const edit = new QLineEdit;
+    return {addCheckedRow<QRadioButton>(item, edit), edit};
+}
+
 Cform_grid addGridTab(QTabWidget* tabs, int item)
 {
     auto* const page = new QWidget;
@@ -213,10 +220,15 @@ Cform_grid addGridTab(QTabWidget* tabs, int item)
 
 QBoxLayout* addGroupTab(QTabWidget* tabs, int item)
 {
+    return addGroupTab(tabs, GetLangItem(item));
+}
+
+QBoxLayout* addGroupTab(QTabWidget* tabs, const QString& title)
+{
     auto* const page = new QWidget;
     auto* const layout = new QVBoxLayout(page);
     layout->addStretch();
-    tabs->addTab(page, GetLangItem(item));
+    tabs->addTab(page, title);
     return layout;
 }
 

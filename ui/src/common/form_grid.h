@@ -37,9 +37,12 @@ public:
     QRadioButton* addRadio(int item); // over all columns
     // A label beside radio buttons, one below the other: their texts and their numbers in the group.
     QButtonGroup* addRadios(int item, const QList<std::pair<int, int>>& buttons);
+    // A radio button in the place of the label; the input has its name.
+    std::pair<QRadioButton*, QLineEdit*> addRadioEdit(int item);
 
 private:
-    QCheckBox* addCheckedRow(int item, QWidget* input);
+    template <class Button>
+    Button* addCheckedRow(int item, QWidget* input);
     void addRow(int item, QWidget* input);
     [[nodiscard]] int width() const { return 1 + _inputColumns; }
 
@@ -56,6 +59,7 @@ void SetRowVisible(QWidget* input, bool isVisible);
 
 // Tabs of several groups: an empty tab, to be filled from the top down.
 [[nodiscard]] QBoxLayout* addGroupTab(QTabWidget* tabs, int item);
+[[nodiscard]] QBoxLayout* addGroupTab(QTabWidget* tabs, const QString& title);
 // Appends a framed group of labelled inputs to such a tab.
 [[nodiscard]] Cform_grid addGroup(QBoxLayout* tab);
 // The same with a title: a language item that says what its inputs have in common.

@@ -4,6 +4,7 @@
 #include "common/combo_value.h"
 #include "common/qstr.h"
 
+#include <QAbstractButton>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
@@ -68,7 +69,7 @@ public:
 
     // One bit; the others stay as they are.
     template <class Bits>
-    void flag(QCheckBox* box, Bits Record::*field, unsigned bit)
+    void flag(QAbstractButton* box, Bits Record::*field, unsigned bit)
     {
         bind([=](const Record& record) { box->setChecked((record.*field & bit) != 0); },
              [=](Record& record) {
