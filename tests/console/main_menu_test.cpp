@@ -7,6 +7,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDialog>
 #include <QDir>
 #include <QIcon>
 #include <QMenu>
@@ -16,6 +17,7 @@
 #include <QToolBar>
 
 #include <algorithm>
+#include <map>
 #include <vector>
 
 namespace {
@@ -119,6 +121,8 @@ const QStringList kOtherSlots = {"actLangSelect",       "actSaveLog",      "actC
                                  "actShowHGInfo",       "actReleaseCalls", "actTraceOnIPAddr",  "actTraceOnCallerNbr",
                                  "actTraceOnCalledNbr", "actStopTrace",    "actShowHistoryCDR", "actHelpCheckVersion",
                                  "actHelpWebsite"};
+// These run a dialog, with this window title.
+const std::map<QString, int> kDialogSlots = {{"actShowSystemTable", 57}};
 
 // A console whose remote store the test connects and disconnects.
 class WindowWithRemoteStore : public Cfrm_main {
@@ -300,7 +304,7 @@ TEST_F(MainMenu, EveryPageOpensOrIsNamedInTheLog)
     const QStringList windows = visibleWindows();
     for (const Row& row : kRows) {
         const QString slot = row.slot;
-        if (slot.isEmpty() || kOtherSlots.contains(slot))
+        if (slot.isEmpty() || kOtherSlots.contains(slot) || kDialogSlots.count(slot) != 0)
             continue;
         for (QAction* const action : actionsOf(slot)) {
             const int before = logLines();
@@ -322,6 +326,28 @@ TEST_F(MainMenu, EveryPageOpensOrIsNamedInTheLog)
             }
         }
     }
+}
+
+TEST_F(MainMenu, TheSystemSettingsAreOneDialogThatIsRunAtEachUse)
+{
+    startConsole();
+    QList<QDialog*> run;
+    const auto expectDialog = [&](void (*leave)(QDialog&)) {
+        boxes.expectEditor(GetLangItem(57), [&run, leave](QDialog& shown) {
+            EXPECT_TRUE(shown.isModal());
+            run.append(&shown);
+            leave(shown);
+        });
+    };
+    expectDialog(pressCancel);
+    actionsOf("actShowSystemTable").first()->trigger();
+    int result = -1;
+    expectDialog(pressOk);
+    ASSERT_TRUE(QMetaObject::invokeMethod(window.get(), "actShowSystemTable", Q_RETURN_ARG(int, result)));
+    EXPECT_EQ(result, QDialog::Accepted);
+    ASSERT_EQ(run.size(), 2);
+    EXPECT_EQ(run[0], run[1]);
+    EXPECT_EQ(run[0]->parent(), window.get());
 }
 
 TEST_F(MainMenu, RemotePagesAskForTheConnectionAtEveryUse)
@@ -361,6 +387,8 @@ TEST_F(MainMenu, NoOtherPageAsksForTheRemoteStore)
         const QString slot = row.slot;
         if (slot.isEmpty() || kOtherSlots.contains(slot) || kRemoteSlots.contains(slot))
             continue;
+        if (const auto dialog = kDialogSlots.find(slot); dialog != kDialogSlots.end())
+            boxes.expectEditor(GetLangItem(dialog->second), [](QDialog& shown) { pressCancel(shown); });
         const int before = logLines();
         actionsOf(slot).first()->trigger();
         EXPECT_EQ(linesBehind(before).filter("WARN"), QStringList()) << row.slot;

@@ -3,6 +3,7 @@
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
 #include "common/lang_res.h"
+#include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_local_users.h"
@@ -101,7 +102,7 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(2, nullptr),
 
     menu(15),
-    item(16, &Main::actShowSystemTable, kDialogLater, ":/images/system.png"),
+    item(16, &Main::actShowSystemTable, dialog<Cdlg_sys_tbl>(), ":/images/system.png"),
     item(425, &Main::actShowTimeCondition, frame<Cfrm_time_cond>()),
     line(),
     item(17, &Main::actShowLocalUsers, frame<Cfrm_local_users>(), ":/images/users.png"),

@@ -84,9 +84,22 @@ void SipService::serveConfigured()
 {
     const auto system = _store.system().get();
     const std::string address(BclTrimmed(BclFieldText(system->localAddr)));
-    _agent.serveUdp(address, system->servedUdpPort());
+    _agent.serveUdp(address, udpPortToServe(*system));
     if (_hasStreams)
         _streams.serve({address, system->tcpPort, system->tlsPort, certificateNames(*system)});
+}
+
+// A number that is no port leaves the one that is served; at the start the default one takes its place.
+uint16_t SipService::udpPortToServe(const Cdb_sys_data& system) const
+{
+    const uint16_t configured = system.servedUdpPort();
+    if (configured == system.udpPort)
+        return configured;
+    const uint16_t served = _agent.servedUdpPort();
+    const uint16_t port = served != 0 ? served : configured;
+    ServerLog("SIP over UDP cannot use port %d: ports are 1 to 65535. Port %u is served.", system.udpPort,
+              unsigned{port});
+    return port;
 }
 
 void SipService::step()

@@ -37,6 +37,7 @@ private:
     // What a request's credentials say of its source. False: it is not to be answered.
     [[nodiscard]] bool noteCredentials(const SipSource& source, Credentials credentials);
     void serveConfigured();
+    [[nodiscard]] uint16_t udpPortToServe(const Cdb_sys_data& system) const;
     void onStoreChange(const Cdb_change& change);
     void step();
 

@@ -278,6 +278,12 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     current = std::move(next);
 }
 
+uint16_t SipAgent::servedUdpPort() const
+{
+    const Service& current = _impl->current;
+    return current.bound.empty() ? uint16_t{0} : current.port;
+}
+
 uint16_t SipAgent::openStreams()
 {
     _impl->streams = nta_agent_create(

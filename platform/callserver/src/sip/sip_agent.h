@@ -44,6 +44,9 @@ public:
     // could not be bound of it is tried again.
     void serveUdp(const std::string& address, uint16_t port);
 
+    // The port that is served now; 0: none.
+    [[nodiscard]] uint16_t servedUdpPort() const;
+
     // Begins to serve connections. Gives the port of 127.0.0.1 to which they are to be passed, 0 without one. Once.
     [[nodiscard]] uint16_t openStreams();
 
