@@ -6,6 +6,7 @@
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_ext_lines.h"
 #include "frm_local_users.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
@@ -106,7 +107,7 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(425, &Main::actShowTimeCondition, frame<Cfrm_time_cond>()),
     line(),
     item(17, &Main::actShowLocalUsers, frame<Cfrm_local_users>(), ":/images/users.png"),
-    item(18, &Main::actShowExtLines, kLater, ":/images/extline.png"),
+    item(18, &Main::actShowExtLines, frame<Cfrm_ext_lines>(), ":/images/extline.png"),
     item(19, &Main::actShowPeerServers, frame<Cfrm_peer_servers>()),
     submenu(395),
     inside(item(397, &Main::actShowRtGroup, frame<Cfrm_route_group>())),

@@ -2,6 +2,7 @@
 #include "common/dlg_common.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_ext_lines.h"
 #include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
@@ -68,6 +69,21 @@ std::string sortable(unsigned number)
 const std::vector<Page>& pages()
 {
     static const std::vector<Page> all = {
+        {
+            .name = "ExtLines",
+            .caption = 159,
+            .columns = {165, 283, 170, 171, 362, 351},
+            .select = "select * from tbl_ext_line",
+            .count = kUncounted,
+            .help = "manual/index.html#config_ext_line",
+            .make = make<Cfrm_ext_lines>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_ext_line_info record;
+                    BclCopyStr(record.extName, std::to_string(1000 + number).c_str());
+                    return store.DbExtLineSet(record);
+                },
+        },
         {
             .name = "LocalUsers",
             .caption = 110,
