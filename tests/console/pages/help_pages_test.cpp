@@ -1,7 +1,9 @@
 // The pages of the help: whole, linked, and naming what the editors show.
 #include "common/dlg_common.h"
+#include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_ext_lines.h"
 #include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
@@ -102,11 +104,10 @@ QList<HelpPage> allPages()
 
 class HelpPages : public PageFixture {
 protected:
-    // The page that F1 opens in this frame, as it lies in the sources.
-    template <class Frame>
-    HelpPage openedFrom()
+    // The page that F1 opens in this window, as it lies in the sources.
+    HelpPage openedFrom(QWidget& shown)
     {
-        pressKey(this->template open<Frame>(), Qt::Key_F1);
+        pressKey(shown, Qt::Key_F1);
         const QStringList opened = help.takeOpened();
         EXPECT_EQ(opened.size(), 1);
         const QString address = opened.value(0).mid(QString("help/").size());
@@ -114,47 +115,62 @@ protected:
         EXPECT_TRUE(QFileInfo(path).isFile()) << path.toStdString();
         return read(path, address.section('#', 1));
     }
-    // Labels, groups, buttons and tabs of all dialogs of the page.
-    QStringList textsOfEditors()
+    // The dialogs of a page, or the one that the window is.
+    static QList<const Cdlg_common*> dialogsOf(const QWidget& shown)
     {
-        QStringList texts = labelsOfEditors();
-        for (const Cdlg_common* const editor : frame().findChildren<Cdlg_common*>()) {
-            for (const QAbstractButton* const button : editor->findChildren<QAbstractButton*>()) {
+        QList<const Cdlg_common*> dialogs;
+        if (const auto* const dialog = qobject_cast<const Cdlg_common*>(&shown))
+            dialogs.append(dialog);
+        for (const Cdlg_common* const dialog : shown.findChildren<Cdlg_common*>())
+            dialogs.append(dialog);
+        return dialogs;
+    }
+    // Labels, groups, buttons and tabs of all dialogs.
+    static QStringList textsOf(const QWidget& shown)
+    {
+        QStringList texts = labelsOf(shown);
+        for (const Cdlg_common* const dialog : dialogsOf(shown)) {
+            for (const QAbstractButton* const button : dialog->findChildren<QAbstractButton*>()) {
                 if (button->isCheckable())
                     texts.append(button->text());
             }
-            for (const QTabWidget* const tabs : editor->findChildren<QTabWidget*>()) {
+            for (const QTabWidget* const tabs : dialog->findChildren<QTabWidget*>()) {
                 for (int at = 0; at < tabs->count(); ++at)
                     texts.append(tabs->tabText(at));
             }
         }
         return texts;
     }
-    QStringList labelsOfEditors()
+    static QStringList labelsOf(const QWidget& shown)
     {
         QStringList texts;
-        for (const Cdlg_common* const editor : frame().findChildren<Cdlg_common*>()) {
-            for (const QLabel* const label : editor->findChildren<QLabel*>())
+        for (const Cdlg_common* const dialog : dialogsOf(shown)) {
+            for (const QLabel* const label : dialog->findChildren<QLabel*>())
                 texts.append(label->text());
-            for (const QGroupBox* const group : editor->findChildren<QGroupBox*>())
+            for (const QGroupBox* const group : dialog->findChildren<QGroupBox*>())
                 texts.append(group->title());
         }
         texts.removeAll(QString());
         return texts;
     }
-    template <class Frame>
-    void expectThatEveryFieldIsExplained(int minimum, const QString& heading = {})
+    // `heading`: of the section, where it is not the window's title.
+    void expectThatEveryFieldIsExplained(QWidget& shown, int minimum, const QString& heading = {})
     {
-        const HelpPage page = openedFrom<Frame>();
-        const QStringList texts = textsOfEditors();
+        const HelpPage page = openedFrom(shown);
+        const QStringList texts = textsOf(shown);
         EXPECT_GE(texts.size(), minimum);
         EXPECT_EQ(page.emptyCells, 0);
-        for (const QString& label : labelsOfEditors())
+        for (const QString& label : labelsOf(shown))
             EXPECT_TRUE(page.fields.contains(label)) << label.toStdString();
         for (const QString& text : texts)
             EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
-        EXPECT_EQ(page.headings.value(0), heading.isEmpty() ? frame().windowTitle() : heading);
+        EXPECT_EQ(page.headings.value(0), heading.isEmpty() ? shown.windowTitle() : heading);
         EXPECT_TRUE(page.text.contains("Example: "));
+    }
+    template <class Frame>
+    void expectThatEveryFieldIsExplained(int minimum, const QString& heading = {})
+    {
+        expectThatEveryFieldIsExplained(this->template open<Frame>(), minimum, heading);
     }
 };
 
@@ -208,6 +224,17 @@ TEST_F(HelpPages, LieBesideTheProgram)
             << source.toStdString();
     }
     EXPECT_GE(files, 4);
+}
+
+TEST_F(HelpPages, SystemSettingsExplainEveryField)
+{
+    Cdlg_sys_tbl dialog(&store(), nullptr);
+    expectThatEveryFieldIsExplained(dialog, 40);
+}
+
+TEST_F(HelpPages, ExternalLinesExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_ext_lines>(35);
 }
 
 TEST_F(HelpPages, LocalUsersExplainEveryField)
