@@ -180,7 +180,6 @@ void Cdlg_sys_tbl::_setupUI_TabSMTP()
 
 void Cdlg_sys_tbl::onShow()
 {
-    _tabs->setCurrentIndex(0);
     const Cdb_sys_tbl* const record = _store->DbGetSysTbl();
     if (record == nullptr)
         return;

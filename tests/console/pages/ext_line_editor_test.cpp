@@ -1,10 +1,13 @@
 // The editor of an external line.
 #include "bcl2/text.h"
 #include "cachedb2/switch_variants.h"
+#include "dlg_ext_line.h"
 #include "frm_ext_lines.h"
 #include "support/editor_roundtrip.h"
 #include "support/ext_lines_fixture.h"
+#include "support/tab_layout.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -534,6 +537,28 @@ TEST_F(ExtLineEditor, WhatTheStoreRefusesClosesItWithoutAMessageAndChangesNoRow)
     });
     EXPECT_EQ(column(0), QStringList{"main"});
     EXPECT_EQ(cell(0, 1), "");
+}
+
+TEST_F(ExtLineEditor, InputsOfAllTabsBeginAndEndInOneLine)
+{
+    open<Cfrm_ext_lines>();
+    add([](QDialog& editor) {
+        expectInputsInOneLine(editor);
+        pressCancel(editor);
+    });
+}
+
+TEST_F(ExtLineEditor, NoTabIsWiderThanTheWindowAlsoWithLongTextsInBothDirections)
+{
+    lengthenTexts();
+    for (const Qt::LayoutDirection direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+        QApplication::setLayoutDirection(direction);
+        Cdlg_ext_line editor(&store(), nullptr);
+        editor.setFixedWidth(kNarrowEditor);
+        editor.Init(nullptr, kLineAdd);
+        editor.show();
+        expectTabsFit(editor);
+    }
 }
 
 } // namespace

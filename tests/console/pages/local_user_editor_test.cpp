@@ -6,6 +6,7 @@
 #include "frm_local_users.h"
 #include "support/editor_roundtrip.h"
 #include "support/local_users_fixture.h"
+#include "support/tab_layout.h"
 
 #include <QAction>
 #include <QApplication>
@@ -16,7 +17,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
-#include <QSet>
 #include <QTabWidget>
 
 namespace {
@@ -703,40 +703,21 @@ TEST_F(LocalUserEditor, BadInputIsCutOrReadAsNothingAndDoesNoHarm)
 TEST_F(LocalUserEditor, InputsOfAllTabsBeginAndEndInOneLine)
 {
     add([](QDialog& editor) {
-        auto* const tabs = editor.findChild<QTabWidget*>();
-        QSet<QPair<int, int>> edges;
-        for (int at = 0; at < tabs->count(); ++at) {
-            tabs->setCurrentIndex(at);
-            QCoreApplication::processEvents();
-            for (const QLineEdit* const each : tabs->widget(at)->findChildren<QLineEdit*>())
-                edges.insert({each->mapTo(&editor, {}).x(), each->width()});
-            for (const QComboBox* const each : tabs->widget(at)->findChildren<QComboBox*>())
-                edges.insert({each->mapTo(&editor, {}).x(), each->width()});
-        }
-        EXPECT_EQ(edges.size(), 1);
+        expectInputsInOneLine(editor);
         pressCancel(editor);
     });
 }
 
-// As long as German makes them.
 TEST_F(LocalUserEditor, NoTabIsWiderThanTheWindowAlsoWithLongTextsInBothDirections)
 {
-    for (QString& text : gStrPlxRes) {
-        if (text.size() > 3)
-            text += QString(text.size() * 35 / 100, 'n');
-    }
+    lengthenTexts();
     for (const Qt::LayoutDirection direction : {Qt::LeftToRight, Qt::RightToLeft}) {
         QApplication::setLayoutDirection(direction);
         Cdlg_local_user editor(&store(), nullptr);
-        editor.setFixedWidth(560); // on the narrowest of the desktops that get the smaller share
+        editor.setFixedWidth(kNarrowEditor);
         editor.Init(nullptr, kUsrAdd);
         editor.show();
-        auto* const tabs = editor.findChild<QTabWidget*>();
-        for (int at = 0; at < tabs->count(); ++at) {
-            tabs->setCurrentIndex(at);
-            QCoreApplication::processEvents();
-            EXPECT_LE(tabs->widget(at)->minimumSizeHint().width(), tabs->widget(at)->width()) << at;
-        }
+        expectTabsFit(editor);
     }
 }
 
