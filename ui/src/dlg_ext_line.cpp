@@ -299,5 +299,5 @@ void Cdlg_ext_line::accept()
     _record = named();
     (void)_store->DbExtLineGet(_record); // what the dialog does not show stays; a new line has its defaults
     _form.read(_record);
-    _store->DbExtLineSet(_record) == kDbOk ? Cdlg_common::accept() : reject();
+    _closeBy(_store->DbExtLineSet(_record));
 }
