@@ -68,7 +68,7 @@ void Cdlg_local_user::Init(const Cdb_usr_info* record, Eusr_op mode)
 
 bool Cdlg_local_user::refuse(const QString& text)
 {
-    _refuse(GetLangItem(77), text);
+    _refuseParam(text);
     return false;
 }
 

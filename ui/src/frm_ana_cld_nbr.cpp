@@ -344,9 +344,9 @@ void Cfrm_ana_cld_nbr::onSearchBtn()
 {
     QString dialPlan;
     QString prefix;
-    if (queryBox(dialPlan, GetLangItem(224), QStringLiteral("default")) != 0 || BclStrIsBlank(dialPlan))
+    if (!_askFor(dialPlan, 224, QStringLiteral("default")))
         return;
-    if (queryBox(prefix, GetLangItem(207), QString()) != 0 || BclStrIsBlank(prefix))
+    if (!_askFor(prefix, 207))
         return;
     Analysis record;
     if (!read(dialPlan, prefix, record))

@@ -149,7 +149,7 @@ void Cfrm_ana_clr_nbr::onDeleteBtn()
 void Cfrm_ana_clr_nbr::onSearchBtn()
 {
     QString prefix;
-    if (queryBox(prefix, GetLangItem(222), QString()) != 0 || BclStrIsBlank(prefix))
+    if (!_askFor(prefix, 222))
         return;
     Analysis record;
     if (!read(prefix, record))

@@ -225,7 +225,7 @@ void Cfrm_local_users::onDeleteBtn()
 void Cfrm_local_users::onSearchBtn()
 {
     QString name;
-    if (queryBox(name, GetLangItem(118), QString()) != 0 || BclStrIsBlank(name))
+    if (!_askFor(name, 118))
         return;
     Cdb_usr_info user;
     if (_store->DbGetUsrInfo(name.toUtf8().constData(), user) != kDbOk)

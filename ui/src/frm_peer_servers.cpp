@@ -79,7 +79,7 @@ void Cdlg_peer_server::Init(const Cdb_sip_domain_data* record, int sid)
 
 void Cdlg_peer_server::accept()
 {
-    const auto refuse = [this](int item) { _refuse(GetLangItem(77), GetLangItem(item)); };
+    const auto refuse = [this](int item) { _refuseParam(GetLangItem(item)); };
     const int sid = BclStrToInt(_edtSid->text());
     if (_edtAddress->text().isEmpty())
         return refuse(74);
@@ -176,7 +176,7 @@ void Cfrm_peer_servers::onDeleteBtn()
 void Cfrm_peer_servers::onSearchBtn()
 {
     QString text;
-    if (queryBox(text, GetLangItem(183), QString()) != 0 || BclStrIsBlank(text))
+    if (!_askFor(text, 183))
         return;
     const unsigned sid = BclStrToU32(text);
     Cdb_sip_domain_data record;

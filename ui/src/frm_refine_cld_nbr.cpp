@@ -148,9 +148,9 @@ void Cfrm_refine_cld_nbr::onSearchBtn()
 {
     QString groupId;
     QString prefix;
-    if (queryBox(groupId, GetLangItem(407), QString()) != 0 || BclStrIsBlank(groupId))
+    if (!_askFor(groupId, 407))
         return;
-    if (queryBox(prefix, GetLangItem(207), QString()) != 0 || BclStrIsBlank(prefix))
+    if (!_askFor(prefix, 207))
         return;
     Refinement record;
     if (!read(groupId, prefix, record))

@@ -145,9 +145,9 @@ void Cfrm_refine_clr_nbr::onSearchBtn()
 {
     QString groupId;
     QString prefix;
-    if (queryBox(groupId, GetLangItem(315), QString()) != 0 || BclStrIsBlank(groupId))
+    if (!_askFor(groupId, 315))
         return;
-    if (queryBox(prefix, GetLangItem(316), QString()) != 0 || BclStrIsBlank(prefix))
+    if (!_askFor(prefix, 316))
         return;
     Refinement record;
     if (!read(groupId, prefix, record))

@@ -109,7 +109,7 @@ void Cfrm_route_group::onDeleteBtn()
 void Cfrm_route_group::onSearchBtn()
 {
     QString text;
-    if (queryBox(text, GetLangItem(396), QString()) != 0 || BclStrIsBlank(text))
+    if (!_askFor(text, 396))
         return;
     Cdb_route_group record;
     record.groupID = BclStrToU32(text);

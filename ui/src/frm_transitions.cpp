@@ -160,7 +160,7 @@ int Cdlg_transition::readInputs()
 void Cdlg_transition::accept()
 {
     if (const int wrong = readInputs(); wrong != 0)
-        return _refuse(GetLangItem(77), GetLangItem(wrong));
+        return _refuseParam(GetLangItem(wrong));
     Cdlg_common::accept();
 }
 
@@ -248,7 +248,7 @@ void Cfrm_transitions::onDeleteBtn()
 void Cfrm_transitions::onSearchBtn()
 {
     QString text;
-    if (queryBox(text, GetLangItem(190), QString()) != 0 || BclStrIsBlank(text))
+    if (!_askFor(text, 190))
         return;
     const int id = BclStrToInt(text);
     Transition record;

@@ -101,6 +101,12 @@ void Cdlg_common::_refuse(const QString& title, const QString& text)
     reject();
 }
 
+void Cdlg_common::_refuseParam(const QString& text)
+{
+    PlxWarningInvalidParam(text);
+    reject();
+}
+
 void Cdlg_common::_closeBy(unsigned result)
 {
     result == kDbOk ? Cdlg_common::accept() : reject();

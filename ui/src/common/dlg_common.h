@@ -32,6 +32,7 @@ protected:
     void _addButtonBox(QBoxLayout* layout);
     // Warns, then closes the dialog as rejected: nothing is stored.
     void _refuse(const QString& title, const QString& text);
+    void _refuseParam(const QString& text); // in the words for a bad value
     // For editors that store their record themselves: by the store's result. A record that was refused needs no word.
     void _closeBy(unsigned result);
     void setHelpTopicID(Ehelp_topics topic) { _helpTopic = topic; }

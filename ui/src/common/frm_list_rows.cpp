@@ -3,6 +3,7 @@
 #include "common/frm_list.h"
 #include "common/input_box.h"
 #include "common/lang_res.h"
+#include "common/qstr.h"
 #include "common/record_view.h"
 #include "common/warning_box.h"
 
@@ -204,6 +205,11 @@ void Cfrm_list::_enableToolbar()
 unsigned Cfrm_list::queryBox(QString& result, const QString& label, const QString& text)
 {
     return InputBox(result, this, GetLangItem(373), label, text);
+}
+
+bool Cfrm_list::_askFor(QString& result, int labelItem, const QString& text)
+{
+    return queryBox(result, GetLangItem(labelItem), text) == 0 && !BclStrIsBlank(result);
 }
 
 QString Cfrm_list::translateSIPTransport(unsigned char transport)
