@@ -7,6 +7,9 @@
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_ext_lines.h"
+#include "frm_hg_dect.h"
+#include "frm_hg_info.h"
+#include "frm_hg_oper.h"
 #include "frm_local_users.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
@@ -126,9 +129,9 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(26, &Main::actShowClrRewriting, kLater),
     item(348, &Main::actShowFrmIVRTrigger, kLater),
     submenu(285),
-    inside(item(277, &Main::actShowFrmHGInfo, kLater)),
-    inside(item(289, &Main::actShowFrmHGOper, kLater)),
-    inside(item(293, &Main::actShowFrmHGDect, kLater)),
+    inside(item(277, &Main::actShowFrmHGInfo, frame<Cfrm_hg_info>())),
+    inside(item(289, &Main::actShowFrmHGOper, frame<Cfrm_hg_oper>())),
+    inside(item(293, &Main::actShowFrmHGDect, frame<Cfrm_hg_dect>())),
     submenu(457),
     inside(item(459, &Main::actShowFrmRGUser, kLater)),
     inside(item(293, &Main::actShowFrmRGDetection, kLater)),

@@ -4,6 +4,9 @@
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_ext_lines.h"
+#include "frm_hg_dect.h"
+#include "frm_hg_info.h"
+#include "frm_hg_oper.h"
 #include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
@@ -268,6 +271,13 @@ TEST_F(HelpPages, RefinementsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_refine_clr_nbr>(4);
     expectThatEveryFieldIsExplained<Cfrm_refine_cld_nbr>(4);
+}
+
+TEST_F(HelpPages, HuntingGroupsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_hg_info>(9, item(285));
+    expectThatEveryFieldIsExplained<Cfrm_hg_oper>(3, item(285));
+    expectThatEveryFieldIsExplained<Cfrm_hg_dect>(3, item(285));
 }
 
 TEST_F(HelpPages, TimeConditionsExplainEveryField)

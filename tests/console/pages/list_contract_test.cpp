@@ -3,6 +3,9 @@
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_ext_lines.h"
+#include "frm_hg_dect.h"
+#include "frm_hg_info.h"
+#include "frm_hg_oper.h"
 #include "frm_local_users.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
@@ -47,6 +50,8 @@ struct Page {
     const char* help;            // address of its documentation
     std::function<std::unique_ptr<Cfrm_list>(Cdb_fac_mgr*)> make;
     std::function<unsigned(Cdb_fac_mgr&, unsigned number)> addRow; // rows sort by their numbers
+    std::function<void(Cdb_fac_mgr&)> prepare = {};                // makes what its editor opens with only
+    unsigned most = 1000;                                          // rows that the table can hold
 };
 
 void PrintTo(const Page& page, std::ostream* out)
@@ -64,6 +69,13 @@ std::unique_ptr<Cfrm_list> make(Cdb_fac_mgr* store)
 std::string sortable(unsigned number)
 {
     return std::to_string(1000 + number);
+}
+
+void addHuntingGroup(Cdb_fac_mgr& store)
+{
+    Cdb_hunting_group_cfg_data group;
+    group.groupID = 1;
+    ASSERT_EQ(store.DbAddHuntingGroup(group), kDbOk);
 }
 
 const std::vector<Page>& pages()
@@ -232,6 +244,55 @@ const std::vector<Page>& pages()
                     return store.DbTimeConditionAdd(record);
                 },
         },
+        {
+            .name = "HuntingGroups",
+            .caption = 277,
+            .columns = {282, 283, 281, 284},
+            .select = "select * from tbl_hunting_group order by groupID",
+            .count = "select count(*) from tbl_hunting_group",
+            .help = "hunting_group/index.html",
+            .make = make<Cfrm_hg_info>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_hunting_group_cfg_data record;
+                    record.groupID = number;
+                    return store.DbAddHuntingGroup(record);
+                },
+            .most = 100,
+        },
+        {
+            .name = "HuntingOperators",
+            .caption = 289,
+            .columns = {287, 288, 353},
+            .toolbar = "Add Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_hunting_group_operator order by operator",
+            .count = "select count(*) from tbl_hunting_group_operator",
+            .help = "hunting_group/index.html",
+            .make = make<Cfrm_hg_oper>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_hunting_group_operator_data record;
+                    record.operatorNbr.SetNbr(sortable(number).c_str());
+                    return store.DbAddHGOperator(record);
+                },
+            .prepare = addHuntingGroup,
+        },
+        {
+            .name = "HuntingDetection",
+            .caption = 293,
+            .columns = {291, 292, 288},
+            .select = "select * from tbl_hunting_group_detect order by dialPlan, calledNbr",
+            .count = "select count(*) from tbl_hunting_group_detect",
+            .help = "hunting_group/index.html",
+            .make = make<Cfrm_hg_dect>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_hunting_group_detect_data record;
+                    BclCopyStr(record.calledNbr, sortable(number).c_str());
+                    return store.DbHGAddDetect(record);
+                },
+            .prepare = addHuntingGroup,
+        },
     };
     return all;
 }
@@ -352,7 +413,8 @@ TEST_P(ListContract, PagesThroughItsTableAndWarnsAtBothEnds)
     constexpr std::array<unsigned, 5> kSizes = {0, 50, 51, 100, 101};
     unsigned rows = 0;
     openPage();
-    for (const unsigned size : kSizes) {
+    for (const unsigned wanted : kSizes) {
+        const unsigned size = std::min(wanted, GetParam().most);
         while (rows < size)
             ASSERT_EQ(GetParam().addRow(store(), ++rows), kDbOk);
         frame().hide();
@@ -458,6 +520,8 @@ TEST_P(ListContract, NothingInItsEditorLacksItsText)
 
 TEST_P(ListContract, EveryInputOfItsEditorIsNamedAndTabFollowsTheReadingOrder)
 {
+    if (GetParam().prepare)
+        GetParam().prepare(store());
     openPage();
     boxes.expectEditor(editor().windowTitle(), [](QDialog& shown) {
         layOutEveryTab(shown);
