@@ -15,6 +15,8 @@
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
+#include "frm_rg_detection.h"
+#include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
 #include "frm_time_cond.h"
@@ -133,8 +135,8 @@ constexpr auto kItems = std::to_array<MenuItem>({
     inside(item(289, &Main::actShowFrmHGOper, frame<Cfrm_hg_oper>())),
     inside(item(293, &Main::actShowFrmHGDect, frame<Cfrm_hg_dect>())),
     submenu(457),
-    inside(item(459, &Main::actShowFrmRGUser, kLater)),
-    inside(item(293, &Main::actShowFrmRGDetection, kLater)),
+    inside(item(459, &Main::actShowFrmRGUser, frame<Cfrm_rg_user>())),
+    inside(item(293, &Main::actShowFrmRGDetection, frame<Cfrm_rg_detection>())),
     item(352, &Main::actShowFrmSpeedDial, kLater),
     line(),
     item(392, &Main::actShowFrmCallRecord, kLater),

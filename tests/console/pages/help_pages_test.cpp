@@ -11,6 +11,8 @@
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
+#include "frm_rg_detection.h"
+#include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
 #include "frm_time_cond.h"
@@ -278,6 +280,12 @@ TEST_F(HelpPages, HuntingGroupsExplainEveryField)
     expectThatEveryFieldIsExplained<Cfrm_hg_info>(9, item(285));
     expectThatEveryFieldIsExplained<Cfrm_hg_oper>(3, item(285));
     expectThatEveryFieldIsExplained<Cfrm_hg_dect>(3, item(285));
+}
+
+TEST_F(HelpPages, RingGroupsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_rg_user>(2, item(457));
+    expectThatEveryFieldIsExplained<Cfrm_rg_detection>(4, item(457));
 }
 
 TEST_F(HelpPages, TimeConditionsExplainEveryField)

@@ -10,6 +10,8 @@
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
+#include "frm_rg_detection.h"
+#include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
 #include "frm_time_cond.h"
@@ -292,6 +294,39 @@ const std::vector<Page>& pages()
                     return store.DbHGAddDetect(record);
                 },
             .prepare = addHuntingGroup,
+        },
+        {
+            .name = "RingMembers",
+            .caption = 459,
+            .columns = {458, 459},
+            .toolbar = "Add Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_rg_user order by groupID, user",
+            .count = "select count(*) from tbl_rg_user",
+            .help = "ring_group/service_guide_ring_group.htm",
+            .make = make<Cfrm_rg_user>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_rg_user record;
+                    record.groupID = number;
+                    BclCopyStr(record.user, "1000");
+                    return store.DbRGUserAdd(record);
+                },
+        },
+        {
+            .name = "RingDetection",
+            .caption = 293,
+            .columns = {291, 292, 283, 458},
+            .select = "select * from tbl_rg_detect order by dialPlan, cldNbr",
+            .count = "select count(*) from tbl_rg_detect",
+            .help = "ring_group/service_guide_ring_group.htm",
+            .make = make<Cfrm_rg_detection>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_rg_detection record;
+                    record.groupID = 1;
+                    BclCopyStr(record.cldNbr, sortable(number).c_str());
+                    return store.DbRGDetectionSet(record);
+                },
         },
     };
     return all;

@@ -1,0 +1,60 @@
+// The page of the ring group detection: which calls ring which group.
+#pragma once
+
+#include "cachedb2/ring_groups.h"
+#include "common/dlg_common.h"
+#include "common/frm_list.h"
+
+class QComboBox;
+class QLineEdit;
+
+// Edits one rule and stores it.
+class Cdlg_rg_detection : public Cdlg_common {
+    Q_OBJECT
+
+public:
+    Cdlg_rg_detection(Cdb_fac_mgr* store, QWidget* parent);
+
+    // Prepares the dialog; null: for a new rule.
+    void init(const Cdb_rg_detection* record);
+    // What it stored, after it was accepted.
+    [[nodiscard]] const Cdb_rg_detection& record() const { return _record; }
+
+public slots:
+    void accept() override;
+
+private:
+    enum class Mode { Add, Edit };
+
+    void setupUi();
+
+    QComboBox* _cmbDialPlan = nullptr;
+    QLineEdit* _edtCalledNbr = nullptr;
+    QLineEdit* _edtName = nullptr;
+    QLineEdit* _edtGroupId = nullptr;
+    Cdb_rg_detection _record;
+    Mode _mode = Mode::Add;
+};
+
+class Cfrm_rg_detection : public Cfrm_list {
+    Q_OBJECT
+
+public:
+    Cfrm_rg_detection(Cdb_fac_mgr* store, QWidget* parent);
+
+protected:
+    void loadData() override;
+    [[nodiscard]] uint32_t getRecordCnt() override;
+    void onAddBtn() override;
+    void onEditBtn() override;
+    void onSearchBtn() override;
+    void onDeleteBtn() override;
+
+private:
+    void initColumnView();
+    void addItem(const Cdb_rg_detection& record);
+    void setRest(int row, const Cdb_rg_detection& record); // all cells but the key's
+    [[nodiscard]] bool read(const QString& dialPlan, const QString& calledNbr, Cdb_rg_detection& record);
+
+    Cdlg_rg_detection* _editor;
+};
