@@ -17,8 +17,10 @@ constexpr unsigned kOfficeHours = 1; // a time condition
 constexpr uint8_t kWorkdays = 0b0111110;
 constexpr unsigned kBranch = 1; // peer servers
 constexpr unsigned kCarrier = 2;
-constexpr unsigned kOutside = 1;   // a routing group
-constexpr unsigned kOurNumber = 1; // a caller refinement group
+constexpr unsigned kOutside = 1;     // a routing group
+constexpr unsigned kOurNumber = 1;   // a caller refinement group
+constexpr unsigned kSwitchboard = 1; // a hunting group
+constexpr unsigned kSales = 1;       // a ring group
 
 // Number transitions.
 constexpr unsigned kAddAreaCode = 1;
@@ -181,6 +183,58 @@ bool addDialPlan(Cdb_fac_mgr& store)
            addCalledAnalysis(store);
 }
 
+bool addOperator(Cdb_fac_mgr& store, const char* number, bool isExternal)
+{
+    Cdb_hunting_group_operator_data record;
+    record.operatorNbr.SetNbr(number);
+    record.groupID = kSwitchboard;
+    record.isExternal = isExternal ? 1 : 0;
+    return store.DbHasOperator(number) == kDbHas || store.DbAddHGOperator(record) == kDbOk;
+}
+
+// 800, also for the branch office, one of whose extensions helps out.
+bool addSwitchboard(Cdb_fac_mgr& store)
+{
+    Cdb_hunting_group_cfg_data group;
+    group.groupID = kSwitchboard;
+    group.strategy = 2; // longest idle first
+    group.operatorTime = 15;
+    group.isQueueOn = 1;
+    group.queueCounter = 5;
+    group.queueDuration = 120;
+    BclCopyStr(group.name, "Switchboard");
+    if (store.DbHasHGInfo(kSwitchboard) != kDbHas && store.DbAddHuntingGroup(group) != kDbOk)
+        return false;
+    for (const char* plan : {"default", "branch"}) {
+        Cdb_hunting_group_detect_data rule;
+        BclCopyStr(rule.dialPlan, plan);
+        BclCopyStr(rule.calledNbr, "800");
+        if (store.DbHGGetDetect(rule) == kDbOk)
+            continue;
+        rule.groupID = kSwitchboard;
+        if (store.DbHGAddDetect(rule) != kDbOk)
+            return false;
+    }
+    return addOperator(store, "1001", false) && addOperator(store, "1002", false) && addOperator(store, "2001", true);
+}
+
+// 801 rings at three telephones.
+bool addSales(Cdb_fac_mgr& store)
+{
+    for (const char* user : {"1004", "1005", "1006"}) {
+        Cdb_rg_user member;
+        member.groupID = kSales;
+        BclCopyStr(member.user, user);
+        if (store.DbRGUserHas(member) != kDbHas && store.DbRGUserAdd(member) != kDbOk)
+            return false;
+    }
+    Cdb_rg_detection rule;
+    BclCopyStr(rule.cldNbr, "801");
+    BclCopyStr(rule.name, "Sales");
+    rule.groupID = kSales;
+    return store.DbRGDetectionHas(rule.index()) == kDbHas || store.DbRGDetectionSet(rule) == kDbOk;
+}
+
 bool printUsers(Cdb_fac_mgr& store)
 {
     for (unsigned number = kFirstUser; number < kFirstUser + kUsers; ++number) {
@@ -200,7 +254,7 @@ int main()
     BclOpenLog();
     Cdb_fac_mgr store;
     if (!store.isOpen() || !addUsers(store) || !addOfficeHours(store) || !addPeers(store) || !addDialPlan(store) ||
-        !printUsers(store)) {
+        !addSwitchboard(store) || !addSales(store) || !printUsers(store)) {
         std::fprintf(stderr, "The demo office could not be made.\n");
         return 1;
     }
