@@ -1,14 +1,18 @@
 // The base of the editors.
 #include "common/desktop.h"
 #include "common/dlg_common.h"
+#include "common/form_grid.h"
 #include "support/page_fixture.h"
 
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QIcon>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace {
 
@@ -27,6 +31,7 @@ public:
         Cdlg_common::accept();
     }
     using Cdlg_common::_refuse;
+    using Cdlg_common::_refuseParam;
     using Cdlg_common::setHelpTopicID;
 
     QLineEdit* edit;
@@ -129,6 +134,25 @@ TEST_F(DlgCommon, RefusingWarnsAndThenCloses)
         pressOk(box);
     });
     EXPECT_EQ(editor.exec(), QDialog::Rejected);
+    boxes.expectEditor(QString(), [&](QDialog&) { editor._refuseParam("Text"); });
+    boxes.expect(item(77), "Text");
+    EXPECT_EQ(editor.exec(), QDialog::Rejected);
+}
+
+TEST_F(DlgCommon, LockedInputsAreGreyAndCanStillBeRead)
+{
+    Editor editor(&store());
+    Cform_grid grid(static_cast<QVBoxLayout*>(editor.layout()));
+    const std::pair<QWidget*, QPalette::ColorRole> kInputs[] = {{grid.addEdit(282), QPalette::Text},
+                                                                {grid.addCombo(282), QPalette::ButtonText}};
+    for (const auto& [input, role] : kInputs) {
+        QColor ink = input->palette().color(QPalette::Active, role);
+        const QColor locked = input->palette().color(QPalette::Disabled, role);
+        EXPECT_LT(locked.alphaF(), 0.8);
+        EXPECT_GT(locked.alphaF(), 0.5);
+        ink.setAlphaF(locked.alphaF());
+        EXPECT_EQ(locked, ink) << input->metaObject()->className();
+    }
 }
 
 } // namespace

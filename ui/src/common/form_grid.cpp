@@ -21,15 +21,15 @@ namespace {
 // By the direction of the layout: left to themselves, labels follow the direction of their letters.
 constexpr Qt::Alignment kLabelAlignment = Qt::AlignLeft | Qt::AlignVCenter;
 
-// A locked key is still there to be read: the toolkit's grey is too faint for that.
-void keepReadable(QLineEdit* edit)
+// A locked key is still there to be read: the toolkit's grey is too faint for that. The role is that of the text.
+void keepReadable(QWidget* input, QPalette::ColorRole role)
 {
     constexpr double kStrength = 0.65;
-    QPalette palette = edit->palette();
-    QColor ink = palette.color(QPalette::Active, QPalette::Text);
+    QPalette palette = input->palette();
+    QColor ink = palette.color(QPalette::Active, role);
     ink.setAlphaF(kStrength);
-    palette.setColor(QPalette::Disabled, QPalette::Text, ink);
-    edit->setPalette(palette);
+    palette.setColor(QPalette::Disabled, role, ink);
+    input->setPalette(palette);
 }
 
 // Else the longest item would widen a dialog whose width is fixed.
@@ -94,7 +94,7 @@ void Cform_grid::addRow(int item, QWidget* input)
 QLineEdit* Cform_grid::addEdit(int item)
 {
     auto* const edit = new QLineEdit;
-    keepReadable(edit);
+    keepReadable(edit, QPalette::Text);
     addRow(item, edit);
     return edit;
 }
@@ -110,6 +110,7 @@ QComboBox* Cform_grid::addCombo(int item)
 {
     auto* const box = new QComboBox;
     keepNarrow(box);
+    keepReadable(box, QPalette::ButtonText);
     addRow(item, box);
     return box;
 }
