@@ -7,6 +7,7 @@
 #include "cachedb2/fac_mgr.h"
 
 #include <cstdio>
+#include <functional>
 #include <string>
 
 namespace {
@@ -26,6 +27,10 @@ constexpr unsigned kSales = 1;       // a ring group
 constexpr unsigned kAddAreaCode = 1;
 constexpr unsigned kToInternational = 2;
 constexpr unsigned kAddOurPrefix = 3;
+constexpr unsigned kFromInternational = 4;
+constexpr unsigned kToExtension = 5;
+
+constexpr const char* kBranchPlan = "branch"; // calls of the branch reach extensions only
 
 void printLogLine(void*, void* text, void*)
 {
@@ -54,7 +59,8 @@ bool addOfficeHours(Cdb_fac_mgr& store)
 }
 
 // Its address is kept for documentation (RFC 5737): nothing leaves for it.
-bool addPeer(Cdb_fac_mgr& store, unsigned sid, const char* description, const char* address, unsigned timeCondition)
+bool addPeer(Cdb_fac_mgr& store, unsigned sid, const char* description, const char* address,
+             const std::function<void(Cdb_sip_domain_data&)>& complete)
 {
     Cdb_sip_domain_data peer;
     if (store.DbPeerServerGet(sid, peer) == kDbOk)
@@ -62,17 +68,22 @@ bool addPeer(Cdb_fac_mgr& store, unsigned sid, const char* description, const ch
     peer.Init();
     BclCopyStr(peer.description, description);
     BclCopyStr(peer.peerAddr, address);
-    peer.timeCondId = timeCondition;
+    complete(peer);
     return store.DbPeerServerSet(sid, peer) == kDbOk;
 }
 
 bool addPeers(Cdb_fac_mgr& store)
 {
-    return addPeer(store, kBranch, "Branch office", "192.0.2.10", 0) &&
-           addPeer(store, kCarrier, "Carrier, in office hours", "198.51.100.20", kOfficeHours);
+    const auto ofBranch = [](Cdb_sip_domain_data& peer) { BclCopyStr(peer.dialPlan, kBranchPlan); };
+    const auto ofCarrier = [](Cdb_sip_domain_data& peer) {
+        peer.timeCondId = kOfficeHours;
+        peer.backupSid = kBranch;
+    };
+    return addPeer(store, kBranch, "Branch office", "192.0.2.10", ofBranch) &&
+           addPeer(store, kCarrier, "Carrier, in office hours", "198.51.100.20", ofCarrier);
 }
 
-bool addTransition(Cdb_fac_mgr& store, unsigned id, unsigned type, unsigned length, const char* digits,
+bool addTransition(Cdb_fac_mgr& store, unsigned id, Enbr_trans_type type, unsigned length, const char* digits,
                    const char* description)
 {
     if (store.DbNbrTransHas(id) == kDbHas)
@@ -88,18 +99,18 @@ bool addTransition(Cdb_fac_mgr& store, unsigned id, unsigned type, unsigned leng
 
 bool addTransitions(Cdb_fac_mgr& store)
 {
-    constexpr unsigned kAdd = 1;
-    constexpr unsigned kReplace = 2;
-    return addTransition(store, kAddAreaCode, kAdd, 0, "044", "Our area code before a local number") &&
-           addTransition(store, kToInternational, kReplace, 2, "+", "A plus in the place of 00") &&
-           addTransition(store, kAddOurPrefix, kAdd, 0, "044550", "Extension to our number with area code");
+    return addTransition(store, kAddAreaCode, kTransAdd, 0, "044", "Our area code before a local number") &&
+           addTransition(store, kToInternational, kTransReplace, 2, "+", "A plus in the place of 00") &&
+           addTransition(store, kFromInternational, kTransReplace, 1, "00", "00 in the place of a plus") &&
+           addTransition(store, kAddOurPrefix, kTransAdd, 0, "044550", "Extension to our number with area code") &&
+           addTransition(store, kToExtension, kTransDelete, 6, "", "Our number with area code to extension");
 }
 
 bool addTrunk(Cdb_fac_mgr& store, unsigned peerServer)
 {
     Cdb_route route;
     route.groupID = kOutside;
-    route.routeType = 2;
+    route.routeType = kRouteTrunk;
     route.peerServerId = peerServer;
     return store.DbRouteAdd(route) == kDbOk;
 }
@@ -125,13 +136,13 @@ bool addCallerRefinement(Cdb_fac_mgr& store)
            store.DbNbrClrRefineSet(refinement) == kDbOk;
 }
 
-// Calls of the branch reach extensions only.
+// Callers from abroad come with a plus: telephones cannot dial that back.
 bool addCallerAnalysis(Cdb_fac_mgr& store)
 {
     Cdb_nbr_clr_ana_data analysis;
-    BclCopyStr(analysis.callerPrefix, "2");
-    BclCopyStr(analysis.dialPlan, "branch");
-    BclCopyStr(analysis.description, "Callers of the branch office");
+    BclCopyStr(analysis.callerPrefix, "+");
+    BclCopyStr(analysis.description, "00 in the place of the plus");
+    analysis.transId = kFromInternational;
     return store.DbNbrClrAnaHas(analysis.callerPrefix) == kDbHas || store.DbNbrClrAnaSet(analysis) == kDbOk;
 }
 
@@ -139,22 +150,25 @@ struct Row {
     const char* plan;
     const char* prefix;
     const char* description;
-    unsigned routeType; // 0 local user, 2 trunk, 4 reject, 6 routing group
-    unsigned level = 0;
+    Ert_type routeType;
+    unsigned level = 0; // what users may dial with it: 1 local, 3 national, 4 international numbers
     unsigned transition = 0;
 };
 
 constexpr Row kCalledAnalysis[] = {
-    {"default", "10", "Extensions", 0},
-    {"default", "110", "Emergency", 6},
-    {"default", "112", "Emergency", 6},
-    {"default", "911", "Emergency", 6},
-    {"default", "2", "Extensions of the branch office", 2},
-    {"default", "5", "Numbers of our area", 6, 1, kAddAreaCode},
-    {"default", "0", "National", 6, 2},
-    {"default", "00", "International", 6, 3, kToInternational},
-    {"branch", "10", "Extensions", 0},
-    {"branch", ".", "Nothing else", 4},
+    {"default", "10", "Extensions", kRtLocalUser},
+    {"default", "0445501", "Our own number, from outside", kRtLocalUser, 0, kToExtension},
+    {"default", "110", "Emergency", kRtGroup},
+    {"default", "112", "Emergency", kRtGroup},
+    {"default", "119", "Emergency", kRtGroup},
+    {"default", "911", "Emergency", kRtGroup},
+    {"default", "999", "Emergency", kRtGroup},
+    {"default", "2", "Extensions of the branch office", kRtSipTrunk},
+    {"default", "5", "Numbers of our area", kRtGroup, 1, kAddAreaCode},
+    {"default", "0", "National", kRtGroup, 3},
+    {"default", "00", "International", kRtGroup, 4, kToInternational},
+    {kBranchPlan, "10", "Extensions", kRtLocalUser},
+    {kBranchPlan, ".", "Nothing else", kRtReject},
 };
 
 bool addCalledAnalysis(Cdb_fac_mgr& store)
@@ -165,9 +179,9 @@ bool addCalledAnalysis(Cdb_fac_mgr& store)
         BclCopyStr(analysis.calledPrefix, row.prefix);
         BclCopyStr(analysis.description, row.description);
         analysis.routeType = row.routeType;
-        analysis.peerServerId = row.routeType == 2 ? kBranch : 0;
-        analysis.rtGroupId = row.routeType == 6 ? kOutside : 0;
-        analysis.clrRefineGroup = row.routeType == 6 ? kOurNumber : 0;
+        analysis.peerServerId = row.routeType == kRtSipTrunk ? kBranch : 0;
+        analysis.rtGroupId = row.routeType == kRtGroup ? kOutside : 0;
+        analysis.clrRefineGroup = row.routeType == kRtGroup ? kOurNumber : 0;
         analysis.level = row.level;
         analysis.calledChanged = row.transition == 0 ? 0 : 1;
         analysis.transId = row.transition;

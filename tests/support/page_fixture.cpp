@@ -14,6 +14,7 @@
 
 #include <array>
 #include <csignal>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <utility>
 
@@ -60,6 +61,20 @@ void PageFixture::refuseWrites()
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
     limit.rlim_cur = 0;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+void PageFixture::writeFromOutside(const char* sql)
+{
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open((qgetenv("PARLOVEX_HOME") + "/config.db").constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+const int& PageFixture::countWrites()
+{
+    _store->addListener([this](const Cdb_change&) { ++_writes; });
+    return _writes;
 }
 
 void PageFixture::show(std::unique_ptr<Cfrm_list> frame)

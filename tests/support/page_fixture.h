@@ -41,6 +41,12 @@ protected:
     // From here on the store fails to write, as on a full disk.
     static void refuseWrites();
 
+    // Writes as another program may, past the checks of the store.
+    static void writeFromOutside(const char* sql);
+
+    // Writes of the store from now on, as they come in.
+    [[nodiscard]] const int& countWrites();
+
     // Shows a list frame of this type, as the main window would.
     template <class Frame>
     Frame& open()
@@ -108,4 +114,5 @@ private:
     std::unique_ptr<Cdb_fac_mgr> _store;
     std::unique_ptr<Cfrm_list> _frame;
     QStringList _statements;
+    int _writes = 0;
 };

@@ -295,6 +295,7 @@ void Cfrm_ana_cld_nbr::_addItem(const Cdb_nbr_cld_ana_data* record)
     _setItemValue(row, 7, QString::number(record->level));
 }
 
+// Rows of other services are not this page's.
 bool Cfrm_ana_cld_nbr::read(const QString& dialPlan, const QString& prefix, Cdb_nbr_cld_ana_data& record)
 {
     BclCopyQStr(record.dialPlan, dialPlan);
@@ -329,6 +330,7 @@ void Cfrm_ana_cld_nbr::onEditBtn()
     _store->DbNbrCldAnaSet(_editor->record());
     _deleteRow(_rowOfKey(key));
     _addItem(&_editor->record());
+    _selectLastRow();
 }
 
 void Cfrm_ana_cld_nbr::onDeleteBtn()

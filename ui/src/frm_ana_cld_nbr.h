@@ -5,15 +5,6 @@
 #include "common/dlg_record.h"
 #include "common/frm_list.h"
 
-// What a call is sent to, as the analysis stores it.
-enum Ert_type : uint32_t {
-    kRtLocalUser = 0,
-    kRtExtLine = 1,
-    kRtSipTrunk = 2,
-    kRtReject = 4,
-    kRtGroup = 6,
-};
-
 // Edits one row of the analysis; its list frame stores it.
 class Cdlg_ana_cld_nbr : public Cdlg_record<Cdb_nbr_cld_ana_data> {
     Q_OBJECT

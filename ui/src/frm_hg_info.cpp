@@ -198,6 +198,7 @@ void Cfrm_hg_info::onEditBtn()
         return;
     _deleteRow(_rowOfKey(key));
     _addItem(_editor->groupID(), &_editor->record());
+    _selectLastRow();
 }
 
 void Cfrm_hg_info::onDeleteBtn()

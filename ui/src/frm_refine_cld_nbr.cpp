@@ -2,21 +2,16 @@
 
 #include "cachedb2/fac_mgr.h"
 #include "common/combo_fill.h"
-#include "common/combo_value.h"
-#include "common/enabling.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
-#include "common/qstr.h"
 #include "common/read_rows.h"
 #include "common/warning_box.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QVBoxLayout>
 
 using Refinement = Cdb_nbr_cld_refine;
 
-Cdlg_refine_cld_nbr::Cdlg_refine_cld_nbr(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(store, parent)
+Cdlg_refine_cld_nbr::Cdlg_refine_cld_nbr(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_storing(store, parent)
 {
     setHelpTopicID(kHelpRefineCalled);
     GetLangItem(406, this, "");
@@ -27,47 +22,25 @@ void Cdlg_refine_cld_nbr::setupUi()
 {
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout);
-    _edtGroupId = grid.addEdit(407);
-    _edtPrefix = grid.addEdit(207);
-    _edtDescription = grid.addEdit(283);
-    _cmbTransition = grid.addCombo(190);
+    _key.numberOrNone(_indexItem(grid.addEdit(407)), &Refinement::groupID);
+    _key.text(_indexItem(grid.addEdit(207)), &Refinement::calledPrefix);
+    _form.text(grid.addEdit(283), &Refinement::description);
+    _form.choice(_cmbTransition = grid.addCombo(190), &Refinement::transId);
     _addButtonBox(layout);
-}
-
-void Cdlg_refine_cld_nbr::_enableIndexItems()
-{
-    EnableEditControl(_edtGroupId);
-    EnableEditControl(_edtPrefix);
-}
-
-void Cdlg_refine_cld_nbr::_disableIndexItems()
-{
-    DisableEditControl(_edtGroupId);
-    DisableEditControl(_edtPrefix);
 }
 
 void Cdlg_refine_cld_nbr::Init(const Cdb_nbr_cld_refine* record)
 {
     InitNbrTransitionView(_store, _cmbTransition);
-    _mode = record == nullptr ? Mode::Add : Mode::Edit;
-    _record = record == nullptr ? Refinement() : *record;
-    _edtGroupId->setText(record == nullptr ? QString() : QString::number(_record.groupID));
-    _edtPrefix->setText(QString::fromUtf8(_record.calledPrefix));
-    _edtDescription->setText(QString::fromUtf8(_record.description));
-    ComboBoxSetVal(_cmbTransition, _record.transId);
-    record == nullptr ? _enableIndexItems() : _disableIndexItems();
+    Cdlg_storing::Init(record);
 }
 
 void Cdlg_refine_cld_nbr::accept()
 {
-    _record.init();
-    _record.groupID = BclStrToU32(_edtGroupId->text());
+    _readInputs();
     if (_record.groupID == 0)
         return reject();
-    BclCopyQStr(_record.calledPrefix, _edtPrefix->text());
-    BclCopyQStr(_record.description, _edtDescription->text());
-    _record.transId = ComboBoxGetValU32(_cmbTransition);
-    _closeBy(_mode == Mode::Add ? _store->DbRefineCalledNbrAdd(_record) : _store->DbRefineCalledNbrUpdate(_record));
+    _closeBy(_isNew ? _store->DbRefineCalledNbrAdd(_record) : _store->DbRefineCalledNbrUpdate(_record));
 }
 
 Cfrm_refine_cld_nbr::Cfrm_refine_cld_nbr(Cdb_fac_mgr* store, QWidget* parent)

@@ -3,14 +3,11 @@
 #pragma once
 
 #include "cachedb2/numbers.h"
-#include "common/dlg_common.h"
+#include "common/dlg_storing.h"
 #include "common/frm_list.h"
 
-class QComboBox;
-class QLineEdit;
-
 // Edits one prefix of a group and stores it.
-class Cdlg_refine_cld_nbr : public Cdlg_common {
+class Cdlg_refine_cld_nbr : public Cdlg_storing<Cdb_nbr_cld_refine> {
     Q_OBJECT
 
 public:
@@ -18,25 +15,14 @@ public:
 
     // Prepares the dialog; null: for a new prefix.
     void Init(const Cdb_nbr_cld_refine* record);
-    // What it stored, after it was accepted.
-    [[nodiscard]] const Cdb_nbr_cld_refine& record() const { return _record; }
 
 public slots:
     void accept() override;
 
 private:
-    enum class Mode { Add, Edit };
-
     void setupUi();
-    void _enableIndexItems();
-    void _disableIndexItems();
 
-    QLineEdit* _edtGroupId = nullptr;
-    QLineEdit* _edtPrefix = nullptr;
-    QLineEdit* _edtDescription = nullptr;
     QComboBox* _cmbTransition = nullptr;
-    Cdb_nbr_cld_refine _record;
-    Mode _mode = Mode::Add;
 };
 
 class Cfrm_refine_cld_nbr : public Cfrm_list {

@@ -16,18 +16,14 @@
 
 namespace {
 
-// Route types, which are the numbers of their buttons too.
-constexpr int kExtLine = 1;
-constexpr int kTrunk = 2;
-
 constexpr int kInputColumns = 4;
 
 QString typeText(unsigned type)
 {
     switch (type) {
-    case kExtLine:
+    case kRouteExtLine:
         return GetLangItem(214);
-    case kTrunk:
+    case kRouteTrunk:
         return GetLangItem(215);
     default:
         return QStringLiteral("Unknown");
@@ -48,11 +44,12 @@ void Cdlg_route::setupUi()
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout, kInputColumns);
     _cmbGroup = grid.addCombo(396);
-    _type = grid.addRadios(208, {{214, kExtLine}, {215, kTrunk}});
+    // The types are the numbers of their buttons.
+    _type = grid.addRadios(208, {{214, kRouteExtLine}, {215, kRouteTrunk}});
     _cmbExtLine = grid.addEditableCombo(323);
     _cmbPeerServer = grid.addEditableCombo(217);
     _addButtonBox(layout);
-    connect(_type->button(kTrunk), &QAbstractButton::toggled, this, &Cdlg_route::chkRtTrunkClick);
+    connect(_type->button(kRouteTrunk), &QAbstractButton::toggled, this, &Cdlg_route::chkRtTrunkClick);
 }
 
 void Cdlg_route::Init()
@@ -60,13 +57,13 @@ void Cdlg_route::Init()
     InitRtGroupView(_store, _cmbGroup);
     InitExtLineView(_store, _cmbExtLine);
     InitPeerServerView(_store, _cmbPeerServer);
-    _type->button(kExtLine)->setChecked(true);
+    _type->button(kRouteExtLine)->setChecked(true);
     updateView();
 }
 
 void Cdlg_route::updateView()
 {
-    showTarget(_type->checkedId() != kExtLine);
+    showTarget(_type->checkedId() != kRouteExtLine);
 }
 
 void Cdlg_route::chkRtTrunkClick(bool checked)
@@ -110,11 +107,11 @@ bool Cdlg_route::readInputs()
     _record.init();
     _record.groupID = ComboBoxGetValU32(_cmbGroup);
     _record.routeType = static_cast<uint8_t>(_type->checkedId());
-    if (_record.routeType == kExtLine) {
+    if (_record.routeType == kRouteExtLine) {
         Cbcl_tmp_str line;
         ComboBoxGetValStr(_cmbExtLine, line);
         _record.extLine.SetNbr(line.c_str());
-    } else {
+    } else if (_record.routeType == kRouteTrunk) {
         _record.peerServerId = ComboBoxGetValU32(_cmbPeerServer);
     }
     return _record.groupID != 0 && (!_record.extLine.IsEmpty() || _record.peerServerId != 0);
@@ -165,7 +162,7 @@ Cdb_route Cfrm_route::recordOf(int row) const
 {
     Cdb_route record;
     record.groupID = BclStrToU32(_getItemValue(row, 0));
-    record.routeType = _getItemValue(row, 1) == typeText(kExtLine) ? kExtLine : kTrunk;
+    record.routeType = _getItemValue(row, 1) == typeText(kRouteExtLine) ? kRouteExtLine : kRouteTrunk;
     record.extLine.SetNbr(_getItemValue(row, 2).toUtf8().constData());
     record.peerServerId = BclStrToU32(_getItemValue(row, 3));
     return record;

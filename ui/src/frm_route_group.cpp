@@ -3,14 +3,12 @@
 #include "cachedb2/fac_mgr.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
-#include "common/qstr.h"
 #include "common/read_rows.h"
 #include "common/warning_box.h"
 
-#include <QLineEdit>
 #include <QVBoxLayout>
 
-Cdlg_route_group::Cdlg_route_group(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(store, parent)
+Cdlg_route_group::Cdlg_route_group(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_storing(store, parent)
 {
     setHelpTopicID(kHelpRoutingGroup);
     GetLangItem(397, this, "");
@@ -21,28 +19,18 @@ void Cdlg_route_group::setupUi()
 {
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout);
-    _edtGroupId = grid.addEdit(396);
-    _edtDescription = grid.addEdit(283);
+    _edtGroupId = _indexItem(grid.addEdit(396));
+    _key.numberOrNone(_edtGroupId, &Cdb_route_group::groupID);
+    _form.text(grid.addEdit(283), &Cdb_route_group::description);
     _addButtonBox(layout);
-}
-
-void Cdlg_route_group::Init(const Cdb_route_group* record)
-{
-    _mode = record == nullptr ? Mode::Add : Mode::Edit;
-    _record = record == nullptr ? Cdb_route_group() : *record;
-    _edtGroupId->setText(record == nullptr ? QString() : QString::number(_record.groupID));
-    _edtGroupId->setEnabled(record == nullptr);
-    _edtDescription->setText(QString::fromUtf8(_record.description));
 }
 
 void Cdlg_route_group::accept()
 {
     if (BclStrIsBlank(_edtGroupId->text()))
         return _refuse(QStringLiteral("Invalid parameter"), QStringLiteral("Please configure 'Group ID'."));
-    _record.init();
-    _record.groupID = BclStrToU32(_edtGroupId->text());
-    BclCopyQStr(_record.description, _edtDescription->text());
-    _closeBy(_mode == Mode::Add ? _store->DbRouteGroupAdd(_record) : _store->DbRouteGroupUpdate(_record));
+    _readInputs();
+    _closeBy(_isNew ? _store->DbRouteGroupAdd(_record) : _store->DbRouteGroupUpdate(_record));
 }
 
 Cfrm_route_group::Cfrm_route_group(Cdb_fac_mgr* store, QWidget* parent)

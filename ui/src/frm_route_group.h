@@ -2,35 +2,23 @@
 #pragma once
 
 #include "cachedb2/routing.h"
-#include "common/dlg_common.h"
+#include "common/dlg_storing.h"
 #include "common/frm_list.h"
 
-class QLineEdit;
-
 // Edits one routing group and stores it.
-class Cdlg_route_group : public Cdlg_common {
+class Cdlg_route_group : public Cdlg_storing<Cdb_route_group> {
     Q_OBJECT
 
 public:
     Cdlg_route_group(Cdb_fac_mgr* store, QWidget* parent);
 
-    // Prepares the dialog; null: for a new group.
-    void Init(const Cdb_route_group* record);
-    // What it stored, after it was accepted.
-    [[nodiscard]] const Cdb_route_group& record() const { return _record; }
-
 public slots:
     void accept() override;
 
 private:
-    enum class Mode { Add, Edit };
-
     void setupUi();
 
     QLineEdit* _edtGroupId = nullptr;
-    QLineEdit* _edtDescription = nullptr;
-    Cdb_route_group _record;
-    Mode _mode = Mode::Add;
 };
 
 class Cfrm_route_group : public Cfrm_list {

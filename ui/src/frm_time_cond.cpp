@@ -2,7 +2,6 @@
 
 #include "cachedb2/fac_mgr.h"
 #include "common/display_text.h"
-#include "common/enabling.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
 #include "common/read_rows.h"
@@ -34,7 +33,7 @@ QString weekdaysText(unsigned mask)
 
 } // namespace
 
-Cdlg_time_cond::Cdlg_time_cond(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(store, parent)
+Cdlg_time_cond::Cdlg_time_cond(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_storing(store, parent)
 {
     setHelpTopicID(kHelpTimeCondition);
     GetLangItem(425, this, "");
@@ -45,7 +44,8 @@ void Cdlg_time_cond::setupUi()
 {
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout, 2);
-    _edtId = grid.addEdit(426);
+    _edtId = _indexItem(grid.addEdit(426));
+    _key.numberOrNone(_edtId, &Cdb_time_cond::ID);
     _form.text(grid.addEdit(283), &Cdb_time_cond::description);
     addTime(grid.addEdit(427), &Cdb_time_cond::startHour, &Cdb_time_cond::startMinute);
     addTime(grid.addEdit(428), &Cdb_time_cond::endHour, &Cdb_time_cond::endMinute);
@@ -70,22 +70,9 @@ void Cdlg_time_cond::addTime(QLineEdit* edit, uint8_t Cdb_time_cond::*hour, uint
                });
 }
 
-void Cdlg_time_cond::enableIndexItems()
-{
-    EnableEditControl(_edtId);
-}
-
-void Cdlg_time_cond::disableIndexItems()
-{
-    DisableEditControl(_edtId);
-}
-
 void Cdlg_time_cond::init(const Cdb_time_cond* record)
 {
-    _mode = record == nullptr ? Mode::Add : Mode::Edit;
-    _record = record == nullptr ? Cdb_time_cond() : *record;
-    _form.show(_record);
-    _edtId->setText(record == nullptr ? QString() : QString::number(_record.ID));
+    Init(record);
     record == nullptr ? enableIndexItems() : disableIndexItems();
 }
 
@@ -93,10 +80,8 @@ void Cdlg_time_cond::accept()
 {
     if (BclStrIsBlank(_edtId->text()))
         return _refuse(QStringLiteral("Invalid parameter"), QStringLiteral("Please configure 'Time condition ID'."));
-    _record.init();
-    _record.ID = BclStrToU32(_edtId->text());
-    _form.read(_record);
-    _closeBy(_mode == Mode::Add ? _store->DbTimeConditionAdd(_record) : _store->DbTimeConditionUpdate(_record));
+    _readInputs();
+    _closeBy(_isNew ? _store->DbTimeConditionAdd(_record) : _store->DbTimeConditionUpdate(_record));
 }
 
 Cfrm_time_cond::Cfrm_time_cond(Cdb_fac_mgr* store, QWidget* parent)

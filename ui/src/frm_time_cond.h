@@ -2,12 +2,11 @@
 #pragma once
 
 #include "cachedb2/time_condition.h"
-#include "common/dlg_common.h"
+#include "common/dlg_storing.h"
 #include "common/frm_list.h"
-#include "common/record_form.h"
 
 // Edits one time condition and stores it.
-class Cdlg_time_cond : public Cdlg_common {
+class Cdlg_time_cond : public Cdlg_storing<Cdb_time_cond> {
     Q_OBJECT
 
 public:
@@ -15,24 +14,17 @@ public:
 
     // Prepares the dialog; null: for a new time condition.
     void init(const Cdb_time_cond* record);
-    // What it stored, after it was accepted.
-    [[nodiscard]] const Cdb_time_cond& record() const { return _record; }
 
 public slots:
     void accept() override;
 
 private:
-    enum class Mode { Add, Edit };
-
     void setupUi();
+    void enableIndexItems() { _enableIndexItems(); }
+    void disableIndexItems() { _disableIndexItems(); }
     void addTime(QLineEdit* edit, uint8_t Cdb_time_cond::*hour, uint8_t Cdb_time_cond::*minute);
-    void enableIndexItems();
-    void disableIndexItems();
 
     QLineEdit* _edtId = nullptr;
-    Crecord_form<Cdb_time_cond> _form;
-    Cdb_time_cond _record;
-    Mode _mode = Mode::Add;
 };
 
 // Shows the whole table at once.

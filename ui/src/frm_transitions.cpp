@@ -14,11 +14,6 @@ using Transition = Cdb_nbr_trans_data;
 
 namespace {
 
-// Types of a transition, which are the numbers of their buttons too.
-constexpr int kAdd = 1;
-constexpr int kReplace = 2;
-constexpr int kDelete = 3;
-
 constexpr unsigned kMaxStart = 31;
 constexpr unsigned kMaxLength = 32;
 constexpr int kMaxDigits = 32; // characters
@@ -32,11 +27,11 @@ void clearAndDisable(QLineEdit* edit)
 QString typeText(unsigned type)
 {
     switch (type) {
-    case kAdd:
+    case kTransAdd:
         return GetLangItem(195);
-    case kReplace:
+    case kTransReplace:
         return GetLangItem(197);
-    case kDelete:
+    case kTransDelete:
         return GetLangItem(196);
     default:
         return QStringLiteral("Unknown");
@@ -58,7 +53,8 @@ void Cdlg_transition::setupUi()
     Cform_grid grid(layout);
     _edtId = grid.addEdit(190);
     _edtDescription = grid.addEdit(283);
-    _type = grid.addRadios(191, {{195, kAdd}, {197, kReplace}, {196, kDelete}});
+    // The types are the numbers of their buttons.
+    _type = grid.addRadios(191, {{195, kTransAdd}, {197, kTransReplace}, {196, kTransDelete}});
     _edtStart = grid.addEdit(192);
     _edtLength = grid.addEdit(193);
     _edtDigits = grid.addEdit(194);
@@ -69,11 +65,11 @@ void Cdlg_transition::setupUi()
 void Cdlg_transition::transTypeButtonsClick(int id)
 {
     switch (id) {
-    case kAdd:
+    case kTransAdd:
         return _initAddTypeView();
-    case kReplace:
+    case kTransReplace:
         return _initReplaceTypeView();
-    case kDelete:
+    case kTransDelete:
         return _initDeleteTypeView();
     default:
         return;
@@ -82,7 +78,7 @@ void Cdlg_transition::transTypeButtonsClick(int id)
 
 void Cdlg_transition::_setTransTypeButton(int id)
 {
-    _type->button(id == 0 ? kAdd : id)->setChecked(true);
+    _type->button(id == 0 ? int{kTransAdd} : id)->setChecked(true);
 }
 
 void Cdlg_transition::_initAddTypeView()
@@ -90,7 +86,7 @@ void Cdlg_transition::_initAddTypeView()
     EnableEditControl(_edtDigits);
     clearAndDisable(_edtStart);
     clearAndDisable(_edtLength);
-    _setTransTypeButton(kAdd);
+    _setTransTypeButton(kTransAdd);
 }
 
 void Cdlg_transition::_initReplaceTypeView()
@@ -98,7 +94,7 @@ void Cdlg_transition::_initReplaceTypeView()
     EnableEditControl(_edtDigits);
     EnableEditControl(_edtStart);
     EnableEditControl(_edtLength);
-    _setTransTypeButton(kReplace);
+    _setTransTypeButton(kTransReplace);
 }
 
 void Cdlg_transition::_initDeleteTypeView()
@@ -106,7 +102,7 @@ void Cdlg_transition::_initDeleteTypeView()
     clearAndDisable(_edtDigits);
     EnableEditControl(_edtStart);
     EnableEditControl(_edtLength);
-    _setTransTypeButton(kDelete);
+    _setTransTypeButton(kTransDelete);
 }
 
 void Cdlg_transition::Init(const Cdb_nbr_trans_data* record, int id)
@@ -119,7 +115,7 @@ void Cdlg_transition::Init(const Cdb_nbr_trans_data* record, int id)
     _edtDigits->setText(QString::fromUtf8(shown.digits));
     _edtStart->setText(QString::number(shown.startPos));
     _edtLength->setText(QString::number(shown.length));
-    transTypeButtonsClick(record == nullptr ? kAdd : static_cast<int>(shown.type));
+    transTypeButtonsClick(record == nullptr ? int{kTransAdd} : static_cast<int>(shown.type));
 }
 
 int Cdlg_transition::readInputs()
@@ -132,7 +128,7 @@ int Cdlg_transition::readInputs()
     record.transid = static_cast<uint32_t>(id);
     record.type = static_cast<uint32_t>(_type->checkedId());
     const QString digits = _edtDigits->text();
-    if (record.type == kAdd) {
+    if (record.type == kTransAdd) {
         if (digits.isEmpty())
             return 199;
     } else {
@@ -143,7 +139,7 @@ int Cdlg_transition::readInputs()
     }
     if (digits.size() > kMaxDigits)
         return 200;
-    if (record.type != kAdd) {
+    if (record.type != kTransAdd) {
         // What is negative is too large as well.
         record.startPos = static_cast<uint32_t>(BclStrToInt(_edtStart->text()));
         record.length = static_cast<uint32_t>(BclStrToInt(_edtLength->text()));
@@ -234,6 +230,7 @@ void Cfrm_transitions::onEditBtn()
     _store->DbNbrTransSet(_editor->record());
     _deleteRow(_rowOfKey(key));
     _addItem(id, &_editor->record());
+    _selectLastRow();
 }
 
 void Cfrm_transitions::onDeleteBtn()

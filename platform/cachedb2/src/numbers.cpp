@@ -10,10 +10,6 @@
 
 namespace {
 
-constexpr int kTransAdd = 1;
-constexpr int kTransReplace = 2;
-constexpr int kTransDelete = 3;
-
 // Stored order of tbl_nbr_trans.
 using NbrTransData = Cdb_nbr_trans_data;
 constexpr std::array kNbrTransDataFields = {

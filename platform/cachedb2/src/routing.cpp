@@ -28,10 +28,8 @@ constexpr std::array kRouteFields = {
 
 bool hasTarget(const Cdb_route& route)
 {
-    constexpr uint8_t kExternalLine = 1;
-    constexpr uint8_t kTrunk = 2;
-    return (route.routeType == kExternalLine && !BclTrimmed(route.extLine.view()).empty()) ||
-           (route.routeType == kTrunk && route.peerServerId != 0);
+    return (route.routeType == kRouteExtLine && !BclTrimmed(route.extLine.view()).empty()) ||
+           (route.routeType == kRouteTrunk && route.peerServerId != 0);
 }
 
 } // namespace

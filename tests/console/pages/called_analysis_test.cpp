@@ -33,9 +33,11 @@ protected:
         Cdb_sip_domain_data peer;
         BclCopyStr(peer.peerAddr, "10.0.0.3");
         ASSERT_EQ(store().DbPeerServerSet(3, peer), kDbOk);
-        Cdb_route_group group;
-        group.groupID = 4;
-        ASSERT_EQ(store().DbRouteGroupAdd(group), kDbOk);
+        for (const unsigned id : {4u, 5u}) {
+            Cdb_route_group group;
+            group.groupID = id;
+            ASSERT_EQ(store().DbRouteGroupAdd(group), kDbOk);
+        }
         Cdb_nbr_trans_data transition;
         transition.transid = 7;
         transition.type = 1;
@@ -402,8 +404,7 @@ TEST_F(CalledAnalysis, OkWithoutAChangeStoresNothing)
         keep(analysis("default", std::to_string(type).c_str()));
     }
     open<Cfrm_ana_cld_nbr>();
-    int writes = 0;
-    store().addListener([&writes](const Cdb_change&) { ++writes; });
+    const int& writes = countWrites();
     ASSERT_EQ(model().rowCount(), 10);
     for (int at = 0; at < model().rowCount(); ++at) {
         select(at);
@@ -419,6 +420,12 @@ TEST_F(CalledAnalysis, EveryInputHasItsOwnBytesOfTheRecord)
     const std::vector<std::tuple<Ert_type, int, RecordBytes>> kTargets = {
         {kRtExtLine, 323, whole(&Analysis::extLine)},
         {kRtSipTrunk, 217, whole(&Analysis::peerServerId)},
+        {kRtGroup, 396, whole(&Analysis::rtGroupId)},
+    };
+    const auto chooseAnother = [](QWidget& input_) {
+        auto& box = dynamic_cast<QComboBox&>(input_);
+        // The first entry of the routing groups is none, which is refused.
+        box.isEditable() ? box.setEditText("gw1") : box.setCurrentIndex(box.count() - 1 == box.currentIndex() ? 0 : 2);
     };
     open<Cfrm_ana_cld_nbr>();
     for (const auto& [type, target, targetBytes] : kTargets) {
@@ -437,7 +444,7 @@ TEST_F(CalledAnalysis, EveryInputHasItsOwnBytesOfTheRecord)
         trip.inputs = {
             {Input::Edit, 283, {whole(&Analysis::description)}},
             {Input::Combo, 208, {whole(&Analysis::routeType), targetBytes}},
-            {Input::Combo, target, {targetBytes}},
+            {Input::Combo, target, {targetBytes}, chooseAnother},
             {Input::Combo, 218, {whole(&Analysis::level)}},
             {Input::Check, 219, {whole(&Analysis::maxDuration)}},
             {Input::Edit, 219, {whole(&Analysis::maxDuration)}},
@@ -458,6 +465,49 @@ TEST_F(CalledAnalysis, EveryInputHasItsOwnBytesOfTheRecord)
                      whole(&Analysis::rtGroupId)};
         trip.check();
     }
+}
+
+TEST_F(CalledAnalysis, AGroupIsAskedForBeforeATransition)
+{
+    open<Cfrm_ana_cld_nbr>();
+    expectRefused("Please fill 'Routing group ID' since the route type is 'Routing group'.", [](QDialog& editor) {
+        chooseRoute(editor, 395);
+        check(editor, 210).setChecked(true);
+        combo(editor, 211).setCurrentIndex(-1);
+    });
+}
+
+TEST_F(CalledAnalysis, WhatTheStoreCannotWriteIsShownAllTheSame)
+{
+    keep(analysis("default", "1"));
+    open<Cfrm_ana_cld_nbr>();
+    refuseWrites();
+    add([](QDialog&) {});
+    EXPECT_EQ(column(1), (QStringList{"1", "00"}));
+    editFirst([](QDialog& editor) {
+        combo(editor, 218).setCurrentIndex(2);
+        pressOk(editor);
+    });
+    EXPECT_EQ(column(1), (QStringList{"00", "1"}));
+    EXPECT_EQ(cell(1, 7), "2");
+    EXPECT_EQ(stored("default", "1").level, 0u);
+}
+
+TEST_F(CalledAnalysis, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
+{
+    keep(analysis("default", "5"));
+    keep(analysis("default", "6"));
+    open<Cfrm_ana_cld_nbr>();
+    editFirst([this](QDialog& editor) {
+        keep(analysis("default", "1"));
+        frame().hide();
+        frame().show();
+        combo(editor, 218).setCurrentIndex(2);
+        pressOk(editor);
+    });
+    EXPECT_EQ(column(1), (QStringList{"1", "6", "5"}));
+    press(Delete);
+    EXPECT_EQ(column(1), (QStringList{"1", "6"})) << "the edited row stays the current one";
 }
 
 TEST_F(CalledAnalysis, AnEditedRowMovesToTheEndUntilRefresh)
@@ -529,6 +579,12 @@ TEST_F(CalledAnalysis, SearchAsksForThePlanBeginningWithTheDefaultAndThenForTheP
     press(Query);
     EXPECT_EQ(stored("default", "1").level, 2u);
     EXPECT_EQ(cell(0, 7), "0");
+    const int& writes = countWrites();
+    boxes.expectInput(item(373), item(224), "default", "default");
+    boxes.expectInput(item(373), item(207), QString(), "1");
+    boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
+    press(Query);
+    EXPECT_EQ(writes, 0);
     boxes.expectInputToCancel(item(373), item(224), "default");
     press(Query);
     boxes.expectInput(item(373), item(224), "default", "default");

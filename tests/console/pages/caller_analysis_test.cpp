@@ -1,11 +1,13 @@
 // The page of the caller number analysis.
 #include "bcl2/text.h"
 #include "frm_ana_clr_nbr.h"
+#include "support/editor_roundtrip.h"
 #include "support/page_fixture.h"
 
 #include <QComboBox>
 #include <QLineEdit>
 #include <QTreeView>
+#include <QtTest>
 
 namespace {
 
@@ -109,13 +111,74 @@ TEST_F(CallerAnalysis, AnEmptyPlanIsStoredEmptyAndStaysSo)
     open<Cfrm_ana_clr_nbr>();
     add([](QDialog& editor) { plan(editor).clearEditText(); });
     EXPECT_STREQ(stored("41").dialPlan, "");
-    int writes = 0;
-    store().addListener([&writes](const Cdb_change&) { ++writes; });
+    const int& writes = countWrites();
     editFirst([](QDialog& editor) {
         EXPECT_EQ(plan(editor).currentText(), QString());
         pressOk(editor);
     });
     EXPECT_EQ(writes, 0);
+}
+
+TEST_F(CallerAnalysis, ATypedPlanIsNotCompletedToALongerOne)
+{
+    keep(analysis("1", "nightshift"));
+    open<Cfrm_ana_clr_nbr>();
+    add([](QDialog& editor) {
+        plan(editor).lineEdit()->selectAll();
+        QTest::keyClicks(plan(editor).lineEdit(), "night");
+    });
+    EXPECT_STREQ(stored("41").dialPlan, "night");
+}
+
+TEST_F(CallerAnalysis, EveryInputHasItsOwnBytesOfTheRecord)
+{
+    using Input = EditorInput;
+    Analysis record = analysis("41", "night", 7);
+    BclCopyStr(record.description, "Branch");
+    keep(record);
+    open<Cfrm_ana_clr_nbr>();
+    EditorRoundTrip trip;
+    trip.record = bytesOf(record);
+    trip.defaults = bytesOf(Analysis());
+    trip.putBack = [&] { keep(record); };
+    trip.stored = [&] { return bytesOf(stored("41")); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(use); };
+    trip.inputs = {{Input::Edit, 283, {whole(&Analysis::description)}},
+                   {Input::Combo, 223, {whole(&Analysis::transId)}},
+                   {Input::Combo, 224, {whole(&Analysis::dialPlan)}}};
+    trip.locked = {{Input::Edit, 222, {whole(&Analysis::callerPrefix)}}};
+    trip.kept = {whole(&Analysis::reserved)};
+    trip.check();
+}
+
+TEST_F(CallerAnalysis, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
+{
+    keep(analysis("5"));
+    keep(analysis("6"));
+    open<Cfrm_ana_clr_nbr>();
+    editFirst([this](QDialog& editor) {
+        keep(analysis("1"));
+        frame().hide();
+        frame().show();
+        edit(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    EXPECT_EQ(column(1), (QStringList{"", "new", ""}));
+}
+
+TEST_F(CallerAnalysis, WhatTheStoreCannotWriteIsShownAllTheSame)
+{
+    keep(analysis("1"));
+    open<Cfrm_ana_clr_nbr>();
+    refuseWrites();
+    add([](QDialog&) {});
+    EXPECT_EQ(column(0), (QStringList{"1", "41"}));
+    editFirst([](QDialog& editor) {
+        edit(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    EXPECT_EQ(cell(0, 1), "new");
+    EXPECT_STREQ(stored("1").description, "");
 }
 
 TEST_F(CallerAnalysis, AnEmptyPrefixIsRefusedInWords)
@@ -211,6 +274,11 @@ TEST_F(CallerAnalysis, SearchEditsARecordAndLeavesTheListUntilRefresh)
     press(Query);
     EXPECT_STREQ(stored("1").dialPlan, "night");
     EXPECT_EQ(cell(0, 3), "default");
+    const int& writes = countWrites();
+    boxes.expectInput(item(373), item(222), QString(), "1");
+    boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
+    press(Query);
+    EXPECT_EQ(writes, 0);
     boxes.expectInput(item(373), item(222), QString(), "2");
     boxes.expect(item(443), item(442));
     press(Query);

@@ -200,13 +200,7 @@ TEST_F(Helpers, RefinementGroupsStandOnceAndEmptyTablesShowNoSelection)
 
 TEST_F(Helpers, AStoredRefinementGroupZeroStandsBesideTheFirstItem)
 {
-    // The store itself refuses it; another program may not.
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open((qgetenv("PARLOVEX_HOME") + "/config.db").constData(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, "insert into tbl_nbr_clr_refine values (0, '1', 0, '')", nullptr, nullptr, nullptr),
-              SQLITE_OK)
-        << sqlite3_errmsg(db);
-    sqlite3_close(db);
+    writeFromOutside("insert into tbl_nbr_clr_refine values (0, '1', 0, '')");
     InitRefineClrGroupIDView(&store(), &box);
     EXPECT_EQ(texts(box), (QStringList{"0", "0"}));
 }

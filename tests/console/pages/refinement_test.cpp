@@ -2,6 +2,7 @@
 #include "bcl2/text.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
+#include "support/editor_roundtrip.h"
 #include "support/page_fixture.h"
 
 #include <QComboBox>
@@ -175,6 +176,57 @@ TEST_F(CallerRefinement, EditRefreshesItsRowInPlace)
     EXPECT_STREQ(stored(1, "1").description, "new");
 }
 
+TEST_F(CallerRefinement, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
+{
+    keep(5, "1");
+    keep(6, "1");
+    open<Cfrm_refine_clr_nbr>();
+    editFirst(title(), [this](QDialog& editor) {
+        keep(1, "1");
+        frame().hide();
+        frame().show();
+        edit(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    EXPECT_EQ(column(2), (QStringList{"", "new", ""}));
+}
+
+TEST_F(CallerRefinement, EveryInputHasItsOwnBytesOfTheRecord)
+{
+    CallerRecord record;
+    record.groupID = 3;
+    record.transId = 7;
+    BclCopyStr(record.callerPrefix, "10");
+    BclCopyStr(record.description, "Extensions");
+    ASSERT_EQ(store().DbNbrClrRefineSet(record), kDbOk);
+    open<Cfrm_refine_clr_nbr>();
+    EditorRoundTrip trip;
+    trip.record = bytesOf(record);
+    trip.defaults = bytesOf(CallerRecord());
+    trip.putBack = [&] { ASSERT_EQ(store().DbNbrClrRefineSet(record), kDbOk); };
+    trip.stored = [&] { return bytesOf(stored(3, "10")); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(title(), use); };
+    trip.inputs = {{EditorInput::Edit, 283, {whole(&CallerRecord::description)}},
+                   {EditorInput::Combo, 223, {whole(&CallerRecord::transId)}}};
+    trip.locked = {{EditorInput::Edit, 315, {whole(&CallerRecord::groupID)}},
+                   {EditorInput::Edit, 316, {whole(&CallerRecord::callerPrefix)}}};
+    trip.kept = {whole(&CallerRecord::reserved)};
+    trip.check();
+}
+
+TEST_F(CallerRefinement, WhatAnEditCouldNotStoreIsShownAllTheSame)
+{
+    keep(1, "1", "old");
+    open<Cfrm_refine_clr_nbr>();
+    refuseWrites();
+    editFirst(title(), [](QDialog& editor) {
+        edit(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    EXPECT_EQ(cell(0, 2), "new");
+    EXPECT_STREQ(stored(1, "1").description, "old");
+}
+
 TEST_F(CallerRefinement, OneThatWasDeletedUnderItsEditorStaysDeleted)
 {
     keep(1, "1");
@@ -192,8 +244,7 @@ TEST_F(CallerRefinement, OkWithoutAChangeStoresNothing)
 {
     keep(1, "1", "x");
     open<Cfrm_refine_clr_nbr>();
-    int writes = 0;
-    store().addListener([&writes](const Cdb_change&) { ++writes; });
+    const int& writes = countWrites();
     editFirst(title(), [](QDialog& editor) { pressOk(editor); });
     EXPECT_EQ(writes, 0);
 }
@@ -225,6 +276,12 @@ TEST_F(CallerRefinement, SearchAsksForGroupAndPrefix)
     press(Query);
     EXPECT_STREQ(stored(1, "1").description, "new");
     EXPECT_EQ(cell(0, 2), "old");
+    const int& writes = countWrites();
+    boxes.expectInput(item(373), item(315), QString(), "1");
+    boxes.expectInput(item(373), item(316), QString(), "1");
+    boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
+    press(Query);
+    EXPECT_EQ(writes, 0);
     boxes.expectInput(item(373), item(315), QString(), "2");
     boxes.expectInput(item(373), item(316), QString(), "1");
     boxes.expect(item(443), item(442));
@@ -345,6 +402,44 @@ TEST_F(CalledRefinement, EditRefreshesItsRowInPlace)
     EXPECT_STREQ(stored(1, "1").description, "new");
 }
 
+TEST_F(CalledRefinement, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
+{
+    keep(5, "1");
+    keep(6, "1");
+    open<Cfrm_refine_cld_nbr>();
+    editFirst(title(), [this](QDialog& editor) {
+        keep(1, "1");
+        frame().hide();
+        frame().show();
+        edit(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    EXPECT_EQ(column(2), (QStringList{"", "new", ""}));
+}
+
+TEST_F(CalledRefinement, EveryInputHasItsOwnBytesOfTheRecord)
+{
+    CalledRecord record;
+    record.groupID = 3;
+    record.transId = 7;
+    BclCopyStr(record.calledPrefix, "00");
+    BclCopyStr(record.description, "Abroad");
+    ASSERT_EQ(store().DbRefineCalledNbrAdd(record), kDbOk);
+    open<Cfrm_refine_cld_nbr>();
+    EditorRoundTrip trip;
+    trip.record = bytesOf(record);
+    trip.defaults = bytesOf(CalledRecord());
+    trip.putBack = [&] { ASSERT_EQ(store().DbRefineCalledNbrUpdate(record), kDbOk); };
+    trip.stored = [&] { return bytesOf(stored(3, "00")); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(title(), use); };
+    trip.inputs = {{EditorInput::Edit, 283, {whole(&CalledRecord::description)}},
+                   {EditorInput::Combo, 190, {whole(&CalledRecord::transId)}}};
+    trip.locked = {{EditorInput::Edit, 407, {whole(&CalledRecord::groupID)}},
+                   {EditorInput::Edit, 207, {whole(&CalledRecord::calledPrefix)}}};
+    trip.kept = {whole(&CalledRecord::reserved)};
+    trip.check();
+}
+
 TEST_F(CalledRefinement, OneThatWasDeletedUnderItsEditorStaysDeletedAndItsRowAsItWas)
 {
     keep(1, "1", "old");
@@ -389,6 +484,11 @@ TEST_F(CalledRefinement, SearchStoresThroughItsDialog)
     boxes.expectInput(item(373), item(407), QString(), "2");
     boxes.expectInput(item(373), item(207), QString(), "1");
     boxes.expect(item(443), item(442));
+    press(Query);
+    boxes.expectInputToCancel(item(373), item(407), QString());
+    press(Query);
+    boxes.expectInput(item(373), item(407), QString(), "1");
+    boxes.expectInputToCancel(item(373), item(207), QString());
     press(Query);
 }
 

@@ -105,6 +105,23 @@ TEST_F(RouteGroups, EditChangesTheDescriptionOnly)
     press(Add);
 }
 
+TEST_F(RouteGroups, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
+{
+    keepGroup(5, "five");
+    keepGroup(6, "six");
+    open<Cfrm_route_group>();
+    select(1);
+    boxes.expectEditor(title(), [this](QDialog& editor) {
+        keepGroup(1, "one");
+        frame().hide();
+        frame().show();
+        input<QLineEdit>(editor, 283).setText("new");
+        pressOk(editor);
+    });
+    press(Edit);
+    EXPECT_EQ(column(1), (QStringList{"one", "five", "new"}));
+}
+
 TEST_F(RouteGroups, AGroupThatIsGoneIsNeitherEditedNorChangedNorDeleted)
 {
     keepGroup(5, "old");
@@ -318,6 +335,19 @@ TEST_F(Routes, DeleteTakesTheWholeRowForItsKey)
     press(Delete);
     EXPECT_EQ(column(2), QStringList{"gw2"});
     EXPECT_EQ(storedRoutes(), 1u);
+}
+
+TEST_F(Routes, ARowOfUnknownTypeIsDeletedAsATrunk)
+{
+    writeFromOutside("insert into tbl_route values (4, 7, '', 3)");
+    keep(4, 2, "", 3);
+    open<Cfrm_route>();
+    ASSERT_EQ(column(1), (QStringList{item(215), "Unknown"}));
+    select(1);
+    press(Delete);
+    EXPECT_EQ(column(1), QStringList{item(215)});
+    press(Refresh);
+    EXPECT_EQ(column(1), QStringList{"Unknown"}) << "the trunk to the same peer is gone";
 }
 
 TEST_F(Routes, ARouteThatIsGoneKeepsItsRowUntilRefresh)

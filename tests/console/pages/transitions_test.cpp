@@ -315,8 +315,7 @@ TEST_F(Transitions, OkWithoutAChangeStoresNothingAndLeavesTheRow)
     keep(transition(1, 2, 3, 4, "5"));
     keep(transition(2, 1, 0, 0, "5"));
     open<Cfrm_transitions>();
-    int writes = 0;
-    store().addListener([&writes](const Cdb_change&) { ++writes; });
+    const int& writes = countWrites();
     for (int at = 0; at < 2; ++at) {
         select(at);
         boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
@@ -360,6 +359,49 @@ TEST_F(Transitions, WhatTheStoreCannotWriteIsShownAllTheSame)
     EXPECT_EQ(column(0), QStringList{"5"});
 }
 
+TEST_F(Transitions, WhatAnEditCouldNotStoreIsShownAllTheSame)
+{
+    keep(transition(5, 1, 0, 0, "1"));
+    open<Cfrm_transitions>();
+    refuseWrites();
+    select(0);
+    boxes.expectEditor(title(), [](QDialog& editor) {
+        edit(editor, 194).setText("2");
+        pressOk(editor);
+    });
+    press(Edit);
+    EXPECT_EQ(cell(0, 5), "2");
+    EXPECT_STREQ(stored(5).digits, "1");
+}
+
+TEST_F(Transitions, AfterAnEditTheNextCommandMeetsTheSameRow)
+{
+    for (const unsigned id : {1u, 2u, 3u})
+        keep(transition(id, 1, 0, 0, "0"));
+    open<Cfrm_transitions>();
+    select(0);
+    boxes.expectEditor(title(), [](QDialog& editor) {
+        edit(editor, 194).setText("00");
+        pressOk(editor);
+    });
+    press(Edit);
+    press(Delete);
+    EXPECT_EQ(column(0), (QStringList{"2", "3"}));
+    EXPECT_EQ(store().DbNbrTransHas(1), 0u);
+}
+
+TEST_F(Transitions, AnUnusableRecordIsListedButNotOpened)
+{
+    keep(transition(5, 7, 0, 0, "1"));
+    open<Cfrm_transitions>();
+    EXPECT_EQ(cell(0, 2), "Unknown");
+    select(0);
+    press(Edit);
+    boxes.expectInput(item(373), item(190), QString(), "5");
+    boxes.expect(item(443), item(442));
+    press(Query);
+}
+
 TEST_F(Transitions, EditOfARecordThatIsGoneOpensNothing)
 {
     keep(transition(5, 1, 0, 0, "1"));
@@ -396,6 +438,11 @@ TEST_F(Transitions, SearchEditsARecordAndLeavesTheListUntilRefresh)
     press(Query);
     EXPECT_STREQ(stored(5).digits, "2");
     EXPECT_EQ(cell(0, 5), "1");
+    const int& writes = countWrites();
+    boxes.expectInput(item(373), item(190), QString(), "5");
+    boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
+    press(Query);
+    EXPECT_EQ(writes, 0);
 }
 
 TEST_F(Transitions, SearchForAnUnknownIdSaysSo)

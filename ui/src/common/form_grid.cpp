@@ -120,6 +120,7 @@ QComboBox* Cform_grid::addEditableCombo(int item)
     QComboBox* const box = addCombo(item);
     box->setEditable(true);
     box->setInsertPolicy(QComboBox::NoInsert);
+    box->setCompleter(nullptr); // it would make "night" the name "nightshift" that is there
     LetTextChooseItem(box);
     box->lineEdit()->setAccessibleName(box->accessibleName());
     return box;

@@ -64,8 +64,8 @@ void SetRowVisible(QWidget* input, bool isVisible);
 [[nodiscard]] Cform_grid addGroup(QBoxLayout* tab);
 // The same with a title: a language item that says what its inputs have in common.
 [[nodiscard]] Cform_grid addTitledGroup(QBoxLayout* tab, int item);
-// Appends a framed group of check boxes, as many to a row as the dialog is wide for and `most` allows; `title` as above,
-// 0: none.
+// Appends a framed group of check boxes, as many to a row as the dialog is wide for and `most` allows; `title` as
+// above, 0: none.
 [[nodiscard]] QList<QCheckBox*> addCheckGroup(QBoxLayout* tab, int title, const QList<int>& boxItems, int most);
 // Gives the labels of all groups of all these tabs the width of the widest, so that inputs stand in one line when tabs
 // change. Call when every input is there.

@@ -73,6 +73,8 @@ protected:
     void _setItemValue(int row, int column, const QVariant& value);
     int _appendRow(); // its number
     void _deleteRow(int row);
+    // Where an edited row was moved to the end: what is done next is done to it, not to its former neighbour.
+    void _selectLastRow();
     void _deleteAllRows();
 
     static constexpr uint32_t kRecordsPerPage = 50;

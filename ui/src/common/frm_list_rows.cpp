@@ -3,7 +3,6 @@
 #include "common/frm_list.h"
 #include "common/input_box.h"
 #include "common/lang_res.h"
-#include "common/qstr.h"
 #include "common/record_view.h"
 #include "common/warning_box.h"
 
@@ -105,6 +104,11 @@ void Cfrm_list::_deleteRow(int row)
 {
     if (row >= 0)
         _model->removeRow(row);
+}
+
+void Cfrm_list::_selectLastRow()
+{
+    _recordView->setCurrentIndex(_model->index(_model->rowCount() - 1, 0));
 }
 
 void Cfrm_list::_deleteAllRows()
@@ -209,7 +213,7 @@ unsigned Cfrm_list::queryBox(QString& result, const QString& label, const QStrin
 
 bool Cfrm_list::_askFor(QString& result, int labelItem, const QString& text)
 {
-    return queryBox(result, GetLangItem(labelItem), text) == 0 && !BclStrIsBlank(result);
+    return queryBox(result, GetLangItem(labelItem), text) == 0;
 }
 
 QString Cfrm_list::translateSIPTransport(unsigned char transport)

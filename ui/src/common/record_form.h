@@ -44,6 +44,16 @@ public:
              });
     }
 
+    // Of a number that is never 0: an empty line.
+    void numberOrNone(QLineEdit* edit, uint32_t Record::*field)
+    {
+        bind(
+            [=](const Record& record) {
+                edit->setText(record.*field == 0 ? QString() : QString::number(record.*field));
+            },
+            [=](Record& record) { record.*field = BclStrToU32(edit->text()); });
+    }
+
     // The data of the box's current item.
     template <class Number>
     void choice(QComboBox* box, Number Record::*field)

@@ -8,6 +8,9 @@
 
 class Cdb_query;
 
+// Type of a number transition.
+enum Enbr_trans_type : uint32_t { kTransAdd = 1, kTransReplace, kTransDelete };
+
 struct Cdb_nbr_trans_data {
     Cdb_nbr_trans_data() { Init(); }
     void Init();
@@ -20,7 +23,7 @@ struct Cdb_nbr_trans_data {
     void ToString(Cbcl_tmp_str& text) const;
 
     uint32_t transid;  // key, from 1
-    uint32_t type;     // 1 add, 2 replace, 3 delete
+    uint32_t type;     // an Enbr_trans_type
     uint32_t startPos; // 0 is the leftmost digit
     uint32_t length;
     char digits[33];
@@ -29,12 +32,21 @@ struct Cdb_nbr_trans_data {
 };
 static_assert(std::has_unique_object_representations_v<Cdb_nbr_trans_data>, "padding would break byte comparison");
 
+// What a call is sent to.
+enum Ert_type : uint32_t {
+    kRtLocalUser = 0,
+    kRtExtLine = 1,
+    kRtSipTrunk = 2,
+    kRtReject = 4,
+    kRtGroup = 6,
+};
+
 struct Cdb_nbr_cld_ana_data {
     Cdb_nbr_cld_ana_data() { Init(); }
     void Init();
     void InitV6(); // only the dial plan
 
-    uint32_t routeType;     // 0 local user, 1 external line, 2 trunk, 4 reject, 6 routing group
+    uint32_t routeType;     // an Ert_type
     uint32_t peerServerId;  // with route type 2
     uint32_t calledChanged; // 1: transId is applied
     uint32_t transId;

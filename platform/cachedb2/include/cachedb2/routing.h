@@ -18,6 +18,9 @@ struct Cdb_route_group {
 };
 static_assert(std::has_unique_object_representations_v<Cdb_route_group>, "padding would break byte comparison");
 
+// Type of a route.
+enum Eroute_type : uint8_t { kRouteExtLine = 1, kRouteTrunk = 2 };
+
 // All fields together are the key. The routes of a group are tried by type, those of a type in the order in which they
 // were added.
 struct Cdb_route {
@@ -26,7 +29,7 @@ struct Cdb_route {
 
     uint32_t groupID;      // not 0
     uint32_t peerServerId; // with route type 2, then not 0
-    uint8_t routeType;     // 1 external line, 2 trunk
+    uint8_t routeType;     // an Eroute_type
     Cphone_number extLine; // with route type 1, then not blank
     char reserved[2];      // fills the last word; always zero
 };
