@@ -142,7 +142,7 @@ void Cfrm_ext_lines::onDeleteBtn()
 void Cfrm_ext_lines::onSearchBtn()
 {
     QString name;
-    if (queryBox(name, GetLangItem(165), QString()) != 0)
+    if (!_askFor(name, 165))
         return;
     Line line;
     BclCopyQStr(line.extName, name);

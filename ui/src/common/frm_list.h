@@ -101,7 +101,7 @@ protected:
 
     // As InputBox, under the title of the query button.
     [[nodiscard]] unsigned queryBox(QString& result, const QString& label, const QString& text);
-    // The same for a part of a key, labelled with a language item. False: cancelled or blank.
+    // The same for a part of a key, labelled with a language item. False: cancelled or left empty.
     [[nodiscard]] bool _askFor(QString& result, int labelItem, const QString& text = {});
     void setHelpTopicID(Ehelp_topics topic) { _helpTopic = topic; }
     [[nodiscard]] static QString translateSIPTransport(unsigned char transport);
