@@ -1,6 +1,7 @@
 // Which input of an editor holds which field of its record, and how a value gets from one to the other.
 #pragma once
 
+#include "bcl2/number.h"
 #include "common/combo_value.h"
 #include "common/qstr.h"
 
@@ -23,6 +24,12 @@ public:
     {
         bind([=](const Record& record) { edit->setText(QString::fromUtf8(record.*field)); },
              [=](Record& record) { BclCopyQStr(record.*field, edit->text()); });
+    }
+
+    void text(QLineEdit* edit, Cphone_number Record::*field)
+    {
+        bind([=](const Record& record) { edit->setText(QString::fromUtf8((record.*field).c_str())); },
+             [=](Record& record) { (record.*field).SetNbr(edit->text().toLocal8Bit().constData()); });
     }
 
     // What is no number is 0.
@@ -62,6 +69,18 @@ public:
              [=](Record& record) { record.*field = static_cast<Number>(ComboBoxGetValU32(box)); });
     }
 
+    // The same for boxes whose first item stands for a value as the others do: a value that none has shows it.
+    template <class Number>
+    void oneOf(QComboBox* box, Number Record::*field)
+    {
+        bind(
+            [=](const Record& record) {
+                box->setCurrentIndex(0);
+                ComboBoxSelectData(box, static_cast<uint32_t>(record.*field));
+            },
+            [=](Record& record) { record.*field = static_cast<Number>(ComboBoxGetValU32(box)); });
+    }
+
     // The text that the box shows. An empty one, here or there, changes nothing.
     template <size_t N>
     void choiceText(QComboBox* box, char (Record::*field)[N])
@@ -75,6 +94,17 @@ public:
                 if (!BclStrIsBlank(box->currentText()))
                     BclCopyQStr(record.*field, box->currentText());
             });
+    }
+
+    // The text of the box's current item, the first one for a record whose text is none of them.
+    void chosenText(QComboBox* box, Cphone_number Record::*field)
+    {
+        bind(
+            [=](const Record& record) {
+                box->setCurrentIndex(0);
+                ComboBoxSelectText(box, QString::fromUtf8((record.*field).c_str()));
+            },
+            [=](Record& record) { (record.*field).SetNbr(box->currentText().toLocal8Bit().constData()); });
     }
 
     // One bit; the others stay as they are.
