@@ -6,11 +6,18 @@
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_call_recording.h"
+#include "frm_callshop.h"
+#include "frm_clr_rewriting.h"
+#include "frm_evt_channel_auth.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
 #include "frm_hg_info.h"
 #include "frm_hg_oper.h"
+#include "frm_ip_bwlist.h"
+#include "frm_ivr_trigger.h"
 #include "frm_local_users.h"
+#include "frm_lua_trigger.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
@@ -19,6 +26,8 @@
 #include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
+#include "frm_speed_dial.h"
+#include "frm_sys_black_list.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
 #include "log_view.h"
@@ -128,8 +137,8 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(406, &Main::actShowRefineCldNbr, frame<Cfrm_refine_cld_nbr>()),
 
     menu(24),
-    item(26, &Main::actShowClrRewriting, kLater),
-    item(348, &Main::actShowFrmIVRTrigger, kLater),
+    item(26, &Main::actShowClrRewriting, frame<Cfrm_clr_rewriting>()),
+    item(348, &Main::actShowFrmIVRTrigger, frame<Cfrm_ivr_trigger>()),
     submenu(285),
     inside(item(277, &Main::actShowFrmHGInfo, frame<Cfrm_hg_info>())),
     inside(item(289, &Main::actShowFrmHGOper, frame<Cfrm_hg_oper>())),
@@ -137,12 +146,12 @@ constexpr auto kItems = std::to_array<MenuItem>({
     submenu(457),
     inside(item(459, &Main::actShowFrmRGUser, frame<Cfrm_rg_user>())),
     inside(item(293, &Main::actShowFrmRGDetection, frame<Cfrm_rg_detection>())),
-    item(352, &Main::actShowFrmSpeedDial, kLater),
+    item(352, &Main::actShowFrmSpeedDial, frame<Cfrm_speed_dial>()),
     line(),
-    item(392, &Main::actShowFrmCallRecord, kLater),
-    item(444, &Main::actShowFrmIPBWList, kLater),
-    item(435, &Main::actShowFrmLuaTrigger, kLater),
-    item(25, &Main::actShowSysBlackList, kLater),
+    item(392, &Main::actShowFrmCallRecord, frame<Cfrm_call_recording>()),
+    item(444, &Main::actShowFrmIPBWList, frame<Cfrm_ip_bwlist>()),
+    item(435, &Main::actShowFrmLuaTrigger, frame<Cfrm_lua_trigger>()),
+    item(25, &Main::actShowSysBlackList, frame<Cfrm_sys_black_list>()),
     line(),
     submenu(33),
     inside(item(34, &Main::actShowFrmCCInfo, kRemoteLater)),
@@ -158,11 +167,11 @@ constexpr auto kItems = std::to_array<MenuItem>({
     inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
     inside(item(32, &Main::actShowFrmCallerPrepaid, kRemoteLater)),
     line(),
-    item(29, &Main::actShowCallshop, kLater),
+    item(29, &Main::actShowCallshop, frame<Cfrm_callshop>()),
     item(27, &Main::actShowCallBack, kDialogLater),
 
     menu(36),
-    item(415, &Main::actShowEvtChannelAuth, kLater),
+    item(415, &Main::actShowEvtChannelAuth, frame<Cfrm_evt_channel_auth>()),
     line(),
     item(271, &Main::actShowCallStatus),
     item(286, &Main::actShowHGInfo),

@@ -2,11 +2,18 @@
 #include "common/dlg_common.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_call_recording.h"
+#include "frm_callshop.h"
+#include "frm_clr_rewriting.h"
+#include "frm_evt_channel_auth.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
 #include "frm_hg_info.h"
 #include "frm_hg_oper.h"
+#include "frm_ip_bwlist.h"
+#include "frm_ivr_trigger.h"
 #include "frm_local_users.h"
+#include "frm_lua_trigger.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
@@ -14,6 +21,8 @@
 #include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
+#include "frm_speed_dial.h"
+#include "frm_sys_black_list.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
 #include "support/page_fixture.h"
@@ -326,6 +335,147 @@ const std::vector<Page>& pages()
                     record.groupID = 1;
                     BclCopyStr(record.cldNbr, sortable(number).c_str());
                     return store.DbRGDetectionSet(record);
+                },
+        },
+        {
+            .name = "CallerRewriting",
+            .caption = 26,
+            .columns = {232, 233, 470},
+            .select = "select * from tbl_clr_rewrite order by callerNbr",
+            .count = "select count(*) from tbl_clr_rewrite",
+            .help = "caller_id_rewriting/index.html",
+            .make = make<Cfrm_clr_rewriting>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_clr_rewriting_info record;
+                    BclCopyStr(record.callerNbr, sortable(number).c_str());
+                    return store.DbClrReWriteAdd(&record);
+                },
+        },
+        {
+            .name = "IvrTriggers",
+            .caption = 348,
+            .columns = {291, 292, 283, 347},
+            .select = "select * from tbl_ivr_trigger order by dialPlan, calledNbr",
+            .count = "select count(*) from tbl_ivr_trigger",
+            .help = "auto_attendant/index.html#multi-ivr",
+            .make = make<Cfrm_ivr_trigger>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_ivr_trigger_data record;
+                    record.calledNbr.SetNbr(sortable(number).c_str());
+                    return store.DbAddIVRTrigger(&record);
+                },
+        },
+        {
+            .name = "SpeedDials",
+            .caption = 352,
+            .columns = {232, 350, 283, 351},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_speed_dial  order by callerNbr, dialedNbr",
+            .count = kUncounted,
+            .help = "speed-dial/index.html",
+            .make = make<Cfrm_speed_dial>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_speed_dial_data record;
+                    record.callerNbr.SetNbr(sortable(number).c_str());
+                    record.dialedNbr.SetNbr("1");
+                    return store.DbAddSpeedDial(record);
+                },
+        },
+        {
+            .name = "CallRecording",
+            .caption = 392,
+            .columns = {228, 207, 283, 393},
+            .select = "select * from tbl_call_recording order by callerNbr, calledNbr",
+            .count = "select count(*) from tbl_call_recording",
+            .help = "call-recording/index.html",
+            .make = make<Cfrm_call_recording>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_call_record record;
+                    record.callerNbr.SetNbr(sortable(number).c_str());
+                    record.calledNbr.SetNbr(".");
+                    return store.DbAddCallRecord(record);
+                },
+        },
+        {
+            .name = "IpLists",
+            .caption = 444,
+            .columns = {416, 283, 445},
+            .select = "select * from tbl_ip_bwlist order by ipAddr",
+            .count = "select count(*) from tbl_ip_bwlist",
+            .help = "ip_black_white/index.html",
+            .make = make<Cfrm_ip_bwlist>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_ip_bwlist record;
+                    BclCopyStr(record.ipAddr, sortable(number).c_str());
+                    return store.DbIPBWListSet(record);
+                },
+        },
+        {
+            .name = "LuaTriggers",
+            .caption = 435,
+            .columns = {368, 291, 207, 283, 434},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_lua_trigger order by DP, dialPlan, calledNbr",
+            .count = "select count(*) from tbl_lua_trigger",
+            .help = "manual/index.html#lua_services",
+            .make = make<Cfrm_lua_trigger>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_lua_trigger record;
+                    record.calledNbr.SetNbr(sortable(number).c_str());
+                    return store.DbLuaTriggerAdd(record);
+                },
+        },
+        {
+            .name = "BlackList",
+            .caption = 225,
+            .columns = {228, 207, 283, 229},
+            .select = "select * from tbl_sys_blacklist order by callerNbr, calledNbr",
+            .count = "select count(*) from tbl_sys_blacklist",
+            .help = "system-black-list/index.html",
+            .make = make<Cfrm_sys_black_list>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_sys_black_item record;
+                    BclCopyStr(record.callerNbr, sortable(number).c_str());
+                    return store.DbSysBlackListAdd(&record);
+                },
+        },
+        {
+            .name = "CallShop",
+            .caption = 252,
+            .columns = {207, 283, 255, 256},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_call_shop order by calledNbr",
+            .count = "select count(*) from tbl_call_shop",
+            .help = "call_shop/index.html",
+            .make = make<Cfrm_callshop>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_call_shop_fee_rate_info record;
+                    BclCopyStr(record.calledNbr, sortable(number).c_str());
+                    return store.DbCallShopAdd(&record);
+                },
+        },
+        {
+            .name = "EventChannel",
+            .caption = 415,
+            .columns = {416},
+            .toolbar = "Add Delete Gap Previous Next Refresh",
+            .select = "select * from tbl_evt_channel_auth order by ipAddr",
+            .count = "select count(*) from tbl_evt_channel_auth",
+            .help = "event_channel/index.html",
+            .make = make<Cfrm_evt_channel_auth>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Cdb_evt_channel_auth record;
+                    BclCopyStr(record.ipAddr, sortable(number).c_str());
+                    return store.DbEvtChannelAuthAdd(record);
                 },
         },
     };
