@@ -291,8 +291,8 @@ TEST_F(StreamsTest, PortThatIsTakenLeavesTheFormerOne)
     record->tcpPort = record->tlsPort;
     record->SetModified();
     ASSERT_EQ(record->SaveDB(), kDbOk);
-    EXPECT_TRUE(events.waitForPart("log SIP over TCP cannot use 127.0.0.1:" + std::to_string(tlsPort)));
-    EXPECT_TRUE(events.waitFor("log SIP over TCP stays on 127.0.0.1:" + std::to_string(former) + "."));
+    EXPECT_TRUE(events.waitFor("log SIP over TCP cannot use 127.0.0.1:" + std::to_string(tlsPort) +
+                               ": Address already in use; it stays on 127.0.0.1:" + std::to_string(former) + "."));
     SipClient phone("127.0.0.1", former, Transport::Tcp);
     EXPECT_EQ(phone.request("OPTIONS", "1000").status, 200);
 }

@@ -85,7 +85,9 @@ TEST_F(ServerFollowsSettings, APortInUseIsOneLogLineAndTheFormerOneIsServedOn)
     ASSERT_TRUE(hasLine(failure));
     EXPECT_EQ(registered("1000", port), 200);
     EXPECT_EQ(linesWith(failure).size(), 1);
-    EXPECT_EQ(linesWith(failure)[0], failure + " of 127.0.0.1: Address already in use.");
+    EXPECT_EQ(linesWith(failure)[0],
+              failure + QStringLiteral(" of 127.0.0.1: Address already in use; it stays on 127.0.0.1:%1.").arg(port));
+    EXPECT_EQ(linesWith("SIP over").size(), 2) << "and the one of the start";
 }
 
 TEST_F(ServerFollowsSettings, ANumberThatIsNoPortIsOneLogLineAndTheFormerOneIsServedOn)
@@ -111,8 +113,10 @@ TEST_F(ServerFollowsSettings, AnAddressThatIsNotOfThisMachineLeavesTheFormerOne)
         const QString failure = QStringLiteral("SIP over UDP cannot use port %1 of %2: ").arg(port).arg(address);
         ASSERT_TRUE(hasLine(failure));
         EXPECT_EQ(registered("1000", port), 200) << address;
-        EXPECT_EQ(linesWith(failure).size(), 1);
+        ASSERT_EQ(linesWith(failure).size(), 1);
+        EXPECT_TRUE(linesWith(failure)[0].endsWith(QStringLiteral("; it stays on 127.0.0.1:%1.").arg(port)));
     }
+    EXPECT_EQ(linesWith("SIP over").size(), 3) << "and the one of the start";
 }
 
 TEST_F(ServerFollowsSettings, TcpAndTlsAreSwitchedOnMovedAndOff)
@@ -125,7 +129,11 @@ TEST_F(ServerFollowsSettings, TcpAndTlsAreSwitchedOnMovedAndOff)
     EXPECT_EQ(registered("1000", tcp, Transport::Tcp), 200);
     EXPECT_EQ(registered("1001", tls, Transport::Tls), 200);
     enter({{399, QString::number(tls)}});
-    EXPECT_TRUE(hasLine(QStringLiteral("SIP over TCP cannot use 127.0.0.1:%1").arg(tls)));
+    const QString failure = QStringLiteral("SIP over TCP cannot use 127.0.0.1:%1").arg(tls);
+    EXPECT_TRUE(hasLine(failure));
+    EXPECT_EQ(linesWith("SIP over TCP"),
+              (QStringList{QStringLiteral("SIP over TCP is ready on 127.0.0.1:%1.").arg(tcp),
+                           failure + QStringLiteral(": Address already in use; it stays on 127.0.0.1:%1.").arg(tcp)}));
     EXPECT_EQ(registered("1000", tcp, Transport::Tcp), 200);
     enter({{399, "0"}, {400, "0"}});
     EXPECT_TRUE(hasLine("SIP over TCP is switched off."));

@@ -101,8 +101,8 @@ void Cdlg_ext_line::_setupUI_TabOutgoingCall()
     _form.flag(requests.addCheck(340), &Line::flags, kLineEarlyMedia);
 
     Cform_grid limits = addGroup(tab);
-    _form.choice(_cmbTimeCondition = limits.addCombo(426), &Line::timeCondId);
-    _form.choice(_cmbRefineGroup = limits.addCombo(407), &Line::cldRefineGroup);
+    _form.reference(_cmbTimeCondition = limits.addCombo(426), &Line::timeCondId);
+    _form.reference(_cmbRefineGroup = limits.addCombo(407), &Line::cldRefineGroup);
     _form.number(limits.addEdit(125), &Line::noAnsTime);
     _form.number(limits.addEdit(322), &Line::maxOutCalls);
     std::tie(_chkMaxDuration, _edtMaxDuration) = limits.addCheckedEdit(177);
@@ -149,7 +149,7 @@ void Cdlg_ext_line::bindProxy()
             const bool isUsed = _chkProxy->isChecked();
             BclCopyQStr(record.proxyAddr, isUsed ? _edtProxyAddr->text() : QString());
             if (isUsed)
-                record.proxyPort = static_cast<uint16_t>(BclStrToInt(_edtProxyPort->text()));
+                record.proxyPort = BclNumberOf<uint16_t>(_edtProxyPort->text());
         });
 }
 

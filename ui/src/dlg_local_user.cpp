@@ -52,7 +52,8 @@ void Cdlg_local_user::Init(const Cdb_usr_info* record, Eusr_op mode)
     for (const Forward& forward : _forwards)
         forward.edit->setText(QString::fromUtf8((shown.*forward.number).c_str()));
     _edtIPAddr->setText(QString::fromUtf8(shown.ipAddr));
-    _edtIPPort->setText(shown.ipPort == 0 ? QString() : QString::number(shown.ipPort));
+    const bool hasPort = shown.ipPort != 0 || shown.hasFlag(kUsrIpAuth);
+    _edtIPPort->setText(hasPort ? QString::number(shown.ipPort) : QString());
 
     _edtName->setEnabled(mode == kUsrAdd);
     _chkPrepaid->setEnabled(_store->IsRemoteDbActive() != 0);

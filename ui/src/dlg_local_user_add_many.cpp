@@ -10,22 +10,11 @@
 #include <QLineEdit>
 #include <QVBoxLayout>
 
-#include <limits>
-
 namespace {
 
 constexpr uint32_t kMostUsers = 300; // in one run
 constexpr unsigned kGood = 0;
 constexpr unsigned kFaulty = 4;
-
-// Decimal, also behind zeros. What is too large becomes the largest number, behind which there are no users: not 0,
-// which would be others than those that were meant.
-uint32_t startNumberOf(const QString& digits)
-{
-    bool isInRange = false;
-    const uint32_t number = digits.toUInt(&isInRange);
-    return isInRange ? number : std::numeric_limits<uint32_t>::max();
-}
 
 } // namespace
 
@@ -51,7 +40,6 @@ void Cdlg_local_user_add_many::_setupUI_Widgets(Cform_grid& grid)
     _edtTotal = grid.addEdit(390);
     _chkRandom = grid.addCheck(391);
     _edtPassword = grid.addPassword(304);
-    _edtPassword->setMaxLength(Cphone_number::kBound); // cut later it would be another password
 }
 
 void Cdlg_local_user_add_many::init()
@@ -71,29 +59,34 @@ void Cdlg_local_user_add_many::chkRandPWDClick(bool isChecked)
     SwitchEditControl(_edtPassword, !isChecked);
 }
 
-const char* Cdlg_local_user_add_many::faultOfInputs() const
+QString Cdlg_local_user_add_many::faultOfInputs() const
 {
     if (BclStrIsBlank(_edtStart->text()))
-        return "Please configure 'start number'.";
+        return QStringLiteral("Please configure 'start number'.");
     if (BclStrIsBlank(_edtTotal->text()))
-        return "Please configure 'Total'.";
+        return QStringLiteral("Please configure 'Total'.");
     if (!_chkRandom->isChecked() && BclStrIsBlank(_edtPassword->text()))
-        return "Please configure 'Password'.";
+        return QStringLiteral("Please configure 'Password'.");
     if (BclIsAllDigits09(_edtStart->text().toStdString()) == 0)
-        return "'Start number' must only include '0'~'9' digits";
-    if (BclStrToU32(_edtTotal->text()) - 1 >= kMostUsers) // 0 becomes the largest number there is
-        return "'Total' is invalid.";
-    return nullptr;
+        return QStringLiteral("'Start number' must only include '0'~'9' digits");
+    if (_edtTotal->text().toUInt() - 1 >= kMostUsers) // 0 becomes the largest number there is
+        return QStringLiteral("'Total' is invalid.");
+    // Cut to its bound it would be another password.
+    if (!_chkRandom->isChecked() && _edtPassword->text().toLocal8Bit().size() > static_cast<int>(Cphone_number::kBound))
+        return GetLangItem(455);
+    return {};
 }
 
+// Numbers are decimal, also behind zeros.
 unsigned Cdlg_local_user_add_many::checkInputs()
 {
-    if (const char* const fault = faultOfInputs(); fault != nullptr) {
-        PlxWarningBox(QStringLiteral("Invalid parameter"), QString::fromLatin1(fault));
+    if (const QString fault = faultOfInputs(); !fault.isEmpty()) {
+        PlxWarningBox(QStringLiteral("Invalid parameter"), fault);
         return kFaulty;
     }
-    _startNumber = startNumberOf(_edtStart->text());
-    _total = BclStrToU32(_edtTotal->text());
+    bool isNumber = false;
+    _startNumber = _edtStart->text().toUInt(&isNumber);
+    _total = isNumber ? _edtTotal->text().toUInt() : 0; // behind the largest number there are no users
     _isRandom = _chkRandom->isChecked() ? 1 : 0;
     if (_isRandom == 0)
         _password.SetNbr(_edtPassword->text().toLocal8Bit().constData());

@@ -35,7 +35,7 @@ private:
     // 0 when the inputs are good, else 4, after a warning.
     [[nodiscard]] unsigned checkInputs();
     // What the first bad input deserves to be told; null: all are good.
-    [[nodiscard]] const char* faultOfInputs() const;
+    [[nodiscard]] QString faultOfInputs() const;
 
     uint32_t _startNumber = 0;
     uint32_t _total = 0;

@@ -122,7 +122,7 @@ void Cdlg_local_user::_setupUI_TabBasicCall()
     _edtExpiryDate->setPlaceholderText(QStringLiteral("YYYY-MM-DD"));
     bindExpiryDate();
     _form.choiceText(_cmbDialPlan = grid.addCombo(224), &User::dialPlan);
-    _form.choice(_cmbTimeCondition = grid.addCombo(426), &User::timeCondId);
+    _form.reference(_cmbTimeCondition = grid.addCombo(426), &User::timeCondId);
     _form.text(grid.addEdit(320), &User::dispName);
     _edtNoAnsTime = grid.addEdit(125);
     bindNoAnswerTime();
@@ -195,7 +195,7 @@ void Cdlg_local_user::bindCallWaitingLimit(QLineEdit* edit)
     _form.bind([=](const User& record) { edit->setText(QString::number(record.callWaitingLimit)); },
                [=](User& record) {
                    record.InitV8();
-                   record.callWaitingLimit = static_cast<uint8_t>(BclStrToU32(edit->text()));
+                   record.callWaitingLimit = BclNumberOf<uint8_t>(edit->text());
                    record.InitV13();
                });
 }

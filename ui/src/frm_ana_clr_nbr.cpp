@@ -24,8 +24,8 @@ void Cdlg_ana_clr_nbr::setupUi()
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout);
     _edtPrefix = grid.addEdit(222);
-    _edtDescription = grid.addEdit(283);
-    _cmbTransition = grid.addCombo(223);
+    _form.text(grid.addEdit(283), &Analysis::description);
+    _form.reference(_cmbTransition = grid.addCombo(223), &Analysis::transId);
     _cmbDialPlan = grid.addEditableCombo(224);
     _addButtonBox(layout);
 }
@@ -38,8 +38,7 @@ void Cdlg_ana_clr_nbr::Init(const Cdb_nbr_clr_ana_data* record)
     const Analysis& shown = _edited.opening;
     _edtPrefix->setText(QString::fromUtf8(shown.callerPrefix));
     _edtPrefix->setEnabled(record == nullptr);
-    _edtDescription->setText(QString::fromUtf8(shown.description));
-    ComboBoxSetVal(_cmbTransition, shown.transId);
+    _form.show(shown);
     if (record != nullptr)
         _cmbDialPlan->setCurrentText(QString::fromUtf8(shown.dialPlan)); // empty: the plan of the call's source
 }
@@ -48,8 +47,7 @@ void Cdlg_ana_clr_nbr::readInputs(Cdb_nbr_clr_ana_data& record) const
 {
     record.Init();
     BclCopyQStr(record.callerPrefix, _edtPrefix->text());
-    BclCopyQStr(record.description, _edtDescription->text());
-    record.transId = ComboBoxGetValU32(_cmbTransition);
+    _form.read(record);
     if (const QString plan = _cmbDialPlan->currentText(); !plan.isEmpty()) {
         record.InitV1();
         BclCopyQStr(record.dialPlan, plan);

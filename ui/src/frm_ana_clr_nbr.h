@@ -23,7 +23,6 @@ private:
     void readInputs(Cdb_nbr_clr_ana_data& record) const;
 
     QLineEdit* _edtPrefix = nullptr;
-    QLineEdit* _edtDescription = nullptr;
     QComboBox* _cmbTransition = nullptr;
     QComboBox* _cmbDialPlan = nullptr;
 };

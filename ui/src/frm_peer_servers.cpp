@@ -43,10 +43,10 @@ void Cdlg_peer_server::setupOutgoingTab()
     Cform_grid grid = addGridTab(_tabs, 164);
     _form.text(grid.addEdit(314), &Peer::outCallerNbr);
     _form.text(grid.addEdit(472), &Peer::uriParams);
-    _form.choice(_cmbTimeCondition = grid.addCombo(426), &Peer::timeCondId);
-    _form.choice(_cmbRefineGroup = grid.addCombo(407), &Peer::cldRefineGroup);
+    _form.reference(_cmbTimeCondition = grid.addCombo(426), &Peer::timeCondId);
+    _form.reference(_cmbRefineGroup = grid.addCombo(407), &Peer::cldRefineGroup);
     _form.number(grid.addEdit(322), &Peer::maxOutCalls);
-    _form.choice(_cmbBackupPeer = grid.addCombo(448), &Peer::backupSid);
+    _form.reference(_cmbBackupPeer = grid.addCombo(448), &Peer::backupSid);
     _form.flag(grid.addCheck(150), &Peer::flags, kPeerRelayMedia);
 }
 

@@ -25,7 +25,7 @@ void Cdlg_refine_cld_nbr::setupUi()
     _key.numberOrNone(_indexItem(grid.addEdit(407)), &Refinement::groupID);
     _key.text(_indexItem(grid.addEdit(207)), &Refinement::calledPrefix);
     _form.text(grid.addEdit(283), &Refinement::description);
-    _form.choice(_cmbTransition = grid.addCombo(190), &Refinement::transId);
+    _form.reference(_cmbTransition = grid.addCombo(190), &Refinement::transId);
     _addButtonBox(layout);
 }
 

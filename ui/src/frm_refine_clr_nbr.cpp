@@ -25,7 +25,7 @@ void Cdlg_refine_clr_nbr::setupUi()
     _edtGroupId = grid.addEdit(315);
     _form.text(_edtPrefix = grid.addEdit(316), &Refinement::callerPrefix);
     _form.text(grid.addEdit(283), &Refinement::description);
-    _form.choice(_cmbTransition = grid.addCombo(223), &Refinement::transId);
+    _form.reference(_cmbTransition = grid.addCombo(223), &Refinement::transId);
     _addButtonBox(layout);
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -113,8 +114,11 @@ void Cdb_sys_data::InitV24()
 
 void Cdb_sys_data::SetRealm(const char* text)
 {
-    const bool isBlank = BclTrimmed(text == nullptr ? "" : text).empty();
-    BclCopyStr(realm, isBlank ? kDefaultRealm : text);
+    // It stands in the headers of every challenge: a line break would end them there.
+    std::string clean(text == nullptr ? "" : text);
+    std::erase_if(clean, [](unsigned char each) { return each < 0x20 || each == 0x7f; });
+    const std::string_view trimmed = BclTrimmed(clean);
+    BclCopyStr(realm, trimmed.empty() ? kDefaultRealm : std::string(trimmed).c_str());
 }
 
 unsigned Cbcl_db_tbl::SaveDB()

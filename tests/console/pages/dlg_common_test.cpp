@@ -5,12 +5,15 @@
 #include "support/page_fixture.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QIcon>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QShowEvent>
 #include <QVBoxLayout>
+#include <QtTest/qtestspontaneevent.h>
 
 #include <utility>
 
@@ -95,6 +98,16 @@ TEST_F(DlgCommon, HooksRunAtEveryShow)
         EXPECT_EQ(editor.shown, round);
         editor.hide();
     }
+}
+
+TEST_F(DlgCommon, WhatWasTypedOutlivesAWindowThatIsRestored)
+{
+    Editor editor(&store());
+    editor.show();
+    QShowEvent restored;
+    QSpontaneKeyEvent::setSpontaneous(&restored); // as the window manager's are
+    qApp->notify(&editor, &restored);
+    EXPECT_EQ(editor.shown, 1);
 }
 
 TEST_F(DlgCommon, EveryUseBeginsWithTheFirstInputThatIsNotLocked)

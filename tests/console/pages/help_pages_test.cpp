@@ -247,6 +247,17 @@ TEST_F(HelpPages, LocalUsersExplainEveryField)
     expectThatEveryFieldIsExplained<Cfrm_local_users>(65);
 }
 
+TEST_F(HelpPages, ConferenceRoomsAreExplainedByTheirFields)
+{
+    openHelpTopic(kHelpConference);
+    const QString path = help.takeOpened().value(0).mid(QString("help/").size());
+    const HelpPage page = read(kPages.filePath(path));
+    EXPECT_TRUE(page.fields.contains(item(146)));
+    EXPECT_TRUE(page.fields.contains(item(276)));
+    EXPECT_EQ(page.emptyCells, 0);
+    EXPECT_TRUE(page.text.contains("Example: "));
+}
+
 TEST_F(HelpPages, PeerServersExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_peer_servers>(17);

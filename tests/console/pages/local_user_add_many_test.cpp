@@ -135,15 +135,29 @@ TEST_F(AddMany, ZerosInFrontOfTheStartNumberAreLost)
 
 TEST_F(AddMany, AStartNumberThatIsTooLargeMakesNoOtherUsers)
 {
-    addMany("49301234567", "2", "secret");
-    addMany(QString(60, '9'), "2", "secret");
+    for (const char* total : {"1", "2"}) {
+        addMany("49301234567", total, "secret");
+        addMany(QString(60, '9'), total, "secret");
+    }
     EXPECT_EQ(store().DbGetUsrCnt(), 0u);
 }
 
-TEST_F(AddMany, ALongPasswordIsNotCutUnseen)
+TEST_F(AddMany, TheTotalIsDecimalAsTheStartNumberIs)
 {
-    fillIn("2000", "1", QString(200, 'x'));
-    EXPECT_EQ(line(304).text().size(), 32);
+    addMany("0100", "010", "secret");
+    EXPECT_EQ(store().DbGetUsrCnt(), 10u);
+    Cdb_usr_info user;
+    EXPECT_EQ(store().DbGetUsrInfo("109", user), kDbOk);
+}
+
+TEST_F(AddMany, APasswordThatWouldBeCutIsRefused)
+{
+    expectRefused(item(455), "2000", "1", QString(33, 'x'));
+    expectRefused(item(455), "2000", "1", QString(20, QChar(0xe4)));
+    addMany("2000", "1", QString(16, QChar(0xe4)));
+    Cdb_usr_info user;
+    ASSERT_EQ(store().DbGetUsrInfo("2000", user), kDbOk);
+    EXPECT_EQ(QString::fromUtf8(user.password), QString(16, QChar(0xe4)));
 }
 
 } // namespace

@@ -628,6 +628,55 @@ TEST_F(LocalUserEditor, WhatTheStoreCannotWriteIsAcceptedButNotStored)
     EXPECT_STREQ(stored("2000").description, "");
 }
 
+TEST_F(LocalUserEditor, ATimeConditionThatIsGoneStaysUntilAnotherIsChosen)
+{
+    User record = user("2000");
+    record.timeCondId = 7;
+    keep(record);
+    edit("2000", [](QDialog& editor) {
+        EXPECT_EQ(choice(editor, 426).currentText(), "7");
+        line(editor, 283).setText("changed");
+        pressOk(editor);
+    });
+    EXPECT_EQ(stored("2000").timeCondId, 7u) << "0 would let the user call out at all hours";
+    edit("2000", [](QDialog& editor) {
+        choice(editor, 426).setCurrentIndex(0);
+        pressOk(editor);
+    });
+    EXPECT_EQ(stored("2000").timeCondId, 0u);
+}
+
+TEST_F(LocalUserEditor, NumbersAboveTheirFieldsBecomeTheLargestThere)
+{
+    keep(user("2000"));
+    edit("2000", [](QDialog& editor) {
+        line(editor, 147).setText("256");
+        showing<QRadioButton>(editor, 137).click();
+        line(editor, 139).setText("300");
+        pressOk(editor);
+    });
+    EXPECT_EQ(stored("2000").callWaitingLimit, 255);
+    EXPECT_EQ(stored("2000").followMeTime, 255);
+}
+
+TEST_F(LocalUserEditor, AnIpPortThatIsNoNumberDoesNotLockTheUserOut)
+{
+    keep(user("2000"));
+    edit("2000", [](QDialog& editor) {
+        check(editor, 430).setChecked(true);
+        line(editor, 416).setText("10.0.0.20");
+        line(editor, 431).setText("abc");
+        pressOk(editor);
+    });
+    EXPECT_EQ(stored("2000").ipPort, 0u);
+    edit("2000", [](QDialog& editor) {
+        line(editor, 283).setText("changed");
+        pressOk(editor);
+        EXPECT_EQ(editor.result(), QDialog::Accepted);
+    });
+    EXPECT_STREQ(stored("2000").description, "changed");
+}
+
 TEST_F(LocalUserEditor, ABlankDialPlanShowsAsDefault)
 {
     User record = user("2000");

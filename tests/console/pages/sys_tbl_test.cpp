@@ -289,6 +289,7 @@ TEST_F(SystemSettings, ABlankRealmIsTheDefaultOne)
 {
     EXPECT_STREQ(after(451, "office").realm, "office");
     EXPECT_STREQ(after(451, " ").realm, "parlovex");
+    EXPECT_STREQ(after(451, " head\r\noffice ").realm, "headoffice") << "a line break would end the challenge's header";
 }
 
 TEST_F(SystemSettings, TheAnnouncementLanguageIsWrittenOnlyWhenItChanges)

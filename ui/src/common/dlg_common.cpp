@@ -59,9 +59,11 @@ void Cdlg_common::accept()
 
 void Cdlg_common::showEvent(QShowEvent* event)
 {
-    onShow();
+    const bool isOpening = !event->spontaneous(); // else it comes back, with what was typed
+    if (isOpening)
+        onShow();
     QDialog::showEvent(event);
-    if (!event->spontaneous())
+    if (isOpening)
         focusFirstInput();
 }
 

@@ -25,7 +25,7 @@ public slots:
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
-    virtual void onShow() {} // at every show
+    virtual void onShow() {} // at every show, but not when the window manager restores it
     virtual void onF1Press();
 
     // Puts OK and Cancel below what `layout` holds, and behind it in the tab order. Call when every input is there.

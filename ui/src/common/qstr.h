@@ -8,8 +8,10 @@
 #include <QByteArray>
 #include <QString>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <list>
 #include <string>
 #include <string_view>
@@ -39,6 +41,15 @@ size_t BclCopyQStr(char (&dst)[N], const QString& text)
 // Numbers as the platform's functions of these names read them: "0x10" is 16, "010" is 8, what is no number is 0.
 [[nodiscard]] int32_t BclStrToInt(const QString& text);
 [[nodiscard]] uint32_t BclStrToU32(const QString& text);
+
+// The same for a narrower field: what it cannot hold becomes the nearest number that it can.
+template <class Number>
+Number BclNumberOf(const QString& text)
+{
+    const int64_t value = BclStrToInt(text);
+    return static_cast<Number>(
+        std::clamp<int64_t>(value, std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max()));
+}
 
 // True for the empty text only; blanks are not trimmed.
 [[nodiscard]] bool BclStrIsBlank(const QString& text);

@@ -37,7 +37,7 @@ public:
     void number(QLineEdit* edit, Number Record::*field)
     {
         bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
-             [=](Record& record) { record.*field = static_cast<Number>(BclStrToInt(edit->text())); });
+             [=](Record& record) { record.*field = BclNumberOf<Number>(edit->text()); });
     }
 
     // An empty line leaves the field as it is.
@@ -47,7 +47,7 @@ public:
         bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
              [=](Record& record) {
                  if (!BclStrIsBlank(edit->text()))
-                     record.*field = static_cast<Number>(BclStrToInt(edit->text()));
+                     record.*field = BclNumberOf<Number>(edit->text());
              });
     }
 
@@ -67,6 +67,20 @@ public:
     {
         bind([=](const Record& record) { ComboBoxSetVal(box, record.*field); },
              [=](Record& record) { record.*field = static_cast<Number>(ComboBoxGetValU32(box)); });
+    }
+
+    // The number of a record of another table: one that is gone meanwhile is shown by its number, and kept.
+    template <class Number>
+    void reference(QComboBox* box, Number Record::*field)
+    {
+        bind(
+            [=](const Record& record) {
+                const auto number = static_cast<uint32_t>(record.*field);
+                if (number != 0 && box->findData(number) < 0)
+                    box->addItem(QString::number(number), number);
+                ComboBoxSetVal(box, number);
+            },
+            [=](Record& record) { record.*field = static_cast<Number>(ComboBoxGetValU32(box)); });
     }
 
     // The same for boxes whose first item stands for a value as the others do: a value that none has shows it.

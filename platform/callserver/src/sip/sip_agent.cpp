@@ -64,17 +64,6 @@ std::string joined(const std::vector<std::string>& texts)
     return result;
 }
 
-void reportReady(const std::vector<std::string>& addresses, uint16_t port)
-{
-    if (addresses.empty())
-        return;
-    std::vector<std::string> texts;
-    texts.reserve(addresses.size());
-    for (const std::string& address : addresses)
-        texts.push_back(addressText(address, port));
-    ServerLog("SIP over UDP is ready on %s.", joined(texts).c_str());
-}
-
 // Why the address cannot be bound; empty when it can. The stack does not tell, and so it is not asked in vain.
 std::string bindError(const std::string& address, uint16_t port)
 {
@@ -102,18 +91,42 @@ bool contains(const std::vector<std::string>& list, const std::string& text)
 
 using Failures = std::map<std::string, std::string>; // address and reason
 
-// One line for each reason.
-void reportFailures(const Failures& failures, uint16_t port, bool isAll)
+// Only then may it be ourselves who are in the way.
+bool isInUse(const Failures& failures)
 {
+    return std::any_of(failures.begin(), failures.end(),
+                       [](const auto& failure) { return failure.second == strerror(EADDRINUSE); });
+}
+
+// Where packets are received on.
+std::string listed(const std::vector<std::string>& addresses, uint16_t port)
+{
+    std::vector<std::string> texts;
+    texts.reserve(addresses.size());
+    for (const std::string& address : addresses)
+        texts.push_back(addressText(address, port));
+    return joined(texts);
+}
+
+void reportReady(const std::vector<std::string>& addresses, uint16_t port)
+{
+    if (!addresses.empty())
+        ServerLog("SIP over UDP is ready on %s.", listed(addresses, port).c_str());
+}
+
+// One line for each reason. `former`: what is served on instead; empty: nothing.
+void reportFailures(const Failures& failures, uint16_t port, bool isAll, const std::string& former = {})
+{
+    const std::string instead = former.empty() ? "" : "; it stays on " + former;
     std::map<std::string, std::vector<std::string>> byReason;
     for (const auto& [address, reason] : failures)
         byReason[reason].push_back(address);
     for (const auto& [reason, failed] : byReason)
         if (isAll && failed.size() == failures.size())
-            ServerLog("SIP over UDP cannot use port %u: %s.", unsigned{port}, reason.c_str());
+            ServerLog("SIP over UDP cannot use port %u: %s%s.", unsigned{port}, reason.c_str(), instead.c_str());
         else
-            ServerLog("SIP over UDP cannot use port %u of %s: %s.", unsigned{port}, joined(failed).c_str(),
-                      reason.c_str());
+            ServerLog("SIP over UDP cannot use port %u of %s: %s%s.", unsigned{port}, joined(failed).c_str(),
+                      reason.c_str(), instead.c_str());
 }
 
 } // namespace
@@ -252,23 +265,20 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     next.port = port;
     _impl->open(next);
     const bool hasFormer = !current.bound.empty();
-    if (!next.failed.empty() && hasFormer && current.port == port) {
-        // Our own sockets may be in the way.
+    if (isInUse(next.failed) && hasFormer && current.port == port) {
         current.close();
         next.bind(next.wanted(_impl->addresses));
         if (next.bound.empty())
             _impl->open(current);
     }
-    reportFailures(next.failed, port, next.isForAll() && next.bound.empty());
+    const bool isKept = next.bound.empty() && hasFormer;
+    reportFailures(next.failed, port, next.isForAll() && next.bound.empty(),
+                   isKept ? listed(current.bound, current.port) : std::string());
     if (next.bound.empty()) {
         if (next.failed.empty())
             ServerLog("SIP over UDP waits for the machine to have a network address.");
         if (hasFormer || !next.isForAll()) {
             next.close();
-            if (hasFormer) {
-                reportReady(current.bound, current.port);
-                reportFailures(current.failed, current.port, current.isForAll() && current.bound.empty());
-            }
             return;
         }
     } else {

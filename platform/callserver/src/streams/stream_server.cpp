@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -409,8 +410,8 @@ struct StreamServer::Impl {
             return true;
         Listener next;
         std::string error = next.open(address, port);
-        if (!error.empty() && current.isOpen() && current.port() == port) {
-            // Our own sockets may be in the way.
+        const bool mayBeOurs = error.find(strerror(EADDRINUSE)) != std::string::npos;
+        if (mayBeOurs && current.isOpen() && current.port() == port) {
             const std::string former = current.address();
             current.close();
             error = next.open(address, port);
@@ -424,9 +425,10 @@ struct StreamServer::Impl {
         }
         if (isQuiet)
             return false;
-        ServerLog("SIP over %s cannot use %s: %s.", kind.name, listeningText(address, port).c_str(), error.c_str());
-        if (current.isOpen())
-            ServerLog("SIP over %s stays on %s.", kind.name, listeningText(current.address(), current.port()).c_str());
+        const std::string instead =
+            current.isOpen() ? "; it stays on " + listeningText(current.address(), current.port()) : "";
+        ServerLog("SIP over %s cannot use %s: %s%s.", kind.name, listeningText(address, port).c_str(), error.c_str(),
+                  instead.c_str());
         return false;
     }
 
