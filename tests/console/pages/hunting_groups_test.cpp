@@ -450,6 +450,7 @@ TEST_F(HuntingGroups, AStrategyFromAboveIsKeptUntilAnotherIsChosen)
     EXPECT_EQ(stored(6).strategy, 1) << "what is below 1 shows as 1";
     EXPECT_EQ(column(2), (QStringList{"Unknown", item(411)}));
     editFirst([](QDialog& editor) {
+        EXPECT_FALSE(strategy(editor, 411).isChecked()) << "that of the group before";
         strategy(editor, 412).click();
         pressOk(editor);
     });
@@ -635,7 +636,8 @@ TEST_F(HuntingOperators, AddOpensEmptyWhateverWasThereBefore)
     keepGroup(6);
     open<Cfrm_hg_oper>();
     for (int round = 0; round < 2; ++round) {
-        expectEditor([](QDialog& editor) {
+        expectEditor([round](QDialog& editor) {
+            EXPECT_EQ(combo(editor, 288).count(), 2 + round) << "groups that came meanwhile are offered";
             EXPECT_EQ(edit(editor, 287).text(), QString());
             EXPECT_EQ(combo(editor, 288).currentIndex(), 0);
             EXPECT_FALSE(check(editor, 354).isChecked());
@@ -647,6 +649,7 @@ TEST_F(HuntingOperators, AddOpensEmptyWhateverWasThereBefore)
             pressCancel(editor);
         });
         press(Add);
+        keepGroup(static_cast<unsigned>(7 + round));
     }
 }
 
@@ -775,7 +778,11 @@ TEST_F(HuntingDetection, AddOpensEmptyWhateverWasThereBefore)
         EXPECT_EQ(combo(editor, 282).currentData().toInt(), 6);
         pressCancel(editor);
     });
+    keepGroup(7);
+    keepRule("weekend", "80", 7);
     expectEditor([](QDialog& editor) {
+        EXPECT_EQ(combo(editor, 282).count(), 3) << "groups that came meanwhile are offered";
+        EXPECT_GE(combo(editor, 291).findText("weekend"), 0);
         EXPECT_EQ(combo(editor, 291).currentText(), "default");
         EXPECT_EQ(edit(editor, 292).text(), QString());
         EXPECT_EQ(combo(editor, 282).currentData().toInt(), 5);

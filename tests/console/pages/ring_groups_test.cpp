@@ -286,7 +286,9 @@ TEST_F(RingDetection, AddOpensEmptyWhateverWasThereBefore)
         EXPECT_EQ(edit(editor, 458).text(), "5");
         pressCancel(editor);
     });
+    keep("weekend", "801", 5);
     boxes.expectEditor(title(), [](QDialog& editor) {
+        EXPECT_GE(plan(editor).findText("weekend"), 0) << "plans that came meanwhile are offered";
         EXPECT_EQ(plan(editor).currentText(), "default");
         EXPECT_TRUE(plan(editor).isEnabled());
         EXPECT_TRUE(edit(editor, 292).isEnabled());
