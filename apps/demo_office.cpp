@@ -249,6 +249,117 @@ bool addSales(Cdb_fac_mgr& store)
     return store.DbRGDetectionHas(rule.index()) == kDbHas || store.DbRGDetectionSet(rule) == kDbOk;
 }
 
+// The menu's file and the module are for whoever tries them to write.
+bool addTriggers(Cdb_fac_mgr& store)
+{
+    Cdb_ivr_trigger_data menu;
+    menu.calledNbr.SetNbr("850");
+    BclCopyStr(menu.name, "Menu");
+    BclCopyStr(menu.fileName, "menu.xml");
+    Cdb_lua_trigger door;
+    door.DP = kLuaNumberCollected;
+    door.calledNbr.SetNbr("802");
+    BclCopyStr(door.name, "Door opener");
+    door.moduleName.SetNbr("door");
+    return (store.DbGetIVRTrigger(&menu) == kDbOk || store.DbAddIVRTrigger(&menu) == kDbOk) &&
+           (store.DbLuaTriggerGet(&door) == kDbOk || store.DbLuaTriggerAdd(door) == kDbOk);
+}
+
+bool addSpeedDial(Cdb_fac_mgr& store, const char* caller, const char* destination, const char* name)
+{
+    Cdb_speed_dial_data speedDial;
+    speedDial.callerNbr.SetNbr(caller);
+    speedDial.dialedNbr.SetNbr("7");
+    speedDial.destination.SetNbr(destination);
+    BclCopyStr(speedDial.name, name);
+    return store.DbAddSpeedDial(speedDial) == kDbOk;
+}
+
+bool addSpeedDials(Cdb_fac_mgr& store)
+{
+    return store.DbGetSpeedDialCnt() != 0 || (addSpeedDial(store, ".", "2000", "Branch office") &&
+                                              addSpeedDial(store, "1001", "2005", "Workshop of the branch office"));
+}
+
+bool addRecordingRule(Cdb_fac_mgr& store, const char* caller, unsigned char recording, const char* name)
+{
+    Cdb_call_record rule;
+    rule.callerNbr.SetNbr(caller);
+    rule.calledNbr.SetNbr("0");
+    if (store.DbCallRecordGet(rule) == kDbOk)
+        return true;
+    rule.recording = recording;
+    BclCopyStr(rule.name, name);
+    return store.DbAddCallRecord(rule) == kDbOk;
+}
+
+bool addRecordingRules(Cdb_fac_mgr& store)
+{
+    constexpr unsigned char kNo = 1;
+    constexpr unsigned char kYes = 2;
+    return addRecordingRule(store, "10", kNo, "Calls out") && addRecordingRule(store, "1004", kYes, "Sales: calls out");
+}
+
+bool addBlackList(Cdb_fac_mgr& store)
+{
+    Cdb_sys_black_item premium;
+    BclCopyStr(premium.calledNbr, "0900");
+    if (store.DbSysBlackListGet(premium) == kDbOk)
+        return true;
+    BclCopyStr(premium.name, "Premium rate");
+    return store.DbSysBlackListAdd(&premium) == kDbOk;
+}
+
+bool addIpList(Cdb_fac_mgr& store)
+{
+    constexpr unsigned kAllow = 1;
+    Cdb_ip_bwlist local;
+    local.action = kAllow;
+    BclCopyStr(local.ipAddr, "127.0.0.0/8");
+    BclCopyStr(local.name, "This machine");
+    return store.DbIPBWListSet(local) == kDbOk;
+}
+
+bool addRewriting(Cdb_fac_mgr& store)
+{
+    Cdb_clr_rewriting_info reception;
+    BclCopyStr(reception.callerNbr, "1000");
+    if (store.DbClrReWriteGet(&reception) == kDbOk)
+        return true;
+    BclCopyStr(reception.displayName, "Reception");
+    return store.DbClrReWriteAdd(&reception) == kDbOk;
+}
+
+bool addWallboard(Cdb_fac_mgr& store)
+{
+    if (store.rows<Cdb_evt_channel_auth>().get()->size() != 0)
+        return true;
+    Cdb_evt_channel_auth local;
+    BclCopyStr(local.ipAddr, "127.0.0.1");
+    return store.DbEvtChannelAuthAdd(local) == kDbOk;
+}
+
+bool addRate(Cdb_fac_mgr& store, const char* prefix, unsigned fee, const char* description)
+{
+    Cdb_call_shop_fee_rate_info rate;
+    BclCopyStr(rate.calledNbr, prefix);
+    BclCopyStr(rate.description, description);
+    rate.interval = 60;
+    rate.fee = fee;
+    return store.DbCallShopAdd(&rate) == kDbOk;
+}
+
+bool addRates(Cdb_fac_mgr& store)
+{
+    return store.rows<Cdb_call_shop_fee_rate_info>().get()->size() != 0 ||
+           (addRate(store, ".", 40, "Everywhere else") && addRate(store, "0", 5, "National"));
+}
+
+bool addLists(Cdb_fac_mgr& store)
+{
+    return addBlackList(store) && addIpList(store) && addRewriting(store) && addWallboard(store) && addRates(store);
+}
+
 bool printUsers(Cdb_fac_mgr& store)
 {
     for (unsigned number = kFirstUser; number < kFirstUser + kUsers; ++number) {
@@ -268,7 +379,8 @@ int main()
     BclOpenLog();
     Cdb_fac_mgr store;
     if (!store.isOpen() || !addUsers(store) || !addOfficeHours(store) || !addPeers(store) || !addDialPlan(store) ||
-        !addSwitchboard(store) || !addSales(store) || !printUsers(store)) {
+        !addSwitchboard(store) || !addSales(store) || !addTriggers(store) || !addSpeedDials(store) ||
+        !addRecordingRules(store) || !addLists(store) || !printUsers(store)) {
         std::fprintf(stderr, "The demo office could not be made.\n");
         return 1;
     }

@@ -3,11 +3,18 @@
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
+#include "frm_call_recording.h"
+#include "frm_callshop.h"
+#include "frm_clr_rewriting.h"
+#include "frm_evt_channel_auth.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
 #include "frm_hg_info.h"
 #include "frm_hg_oper.h"
+#include "frm_ip_bwlist.h"
+#include "frm_ivr_trigger.h"
 #include "frm_local_users.h"
+#include "frm_lua_trigger.h"
 #include "frm_peer_servers.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
@@ -15,6 +22,8 @@
 #include "frm_rg_user.h"
 #include "frm_route.h"
 #include "frm_route_group.h"
+#include "frm_speed_dial.h"
+#include "frm_sys_black_list.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
 #include "support/page_fixture.h"
@@ -302,6 +311,35 @@ TEST_F(HelpPages, RingGroupsExplainEveryField)
 TEST_F(HelpPages, TimeConditionsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_time_cond>(12);
+}
+
+TEST_F(HelpPages, TriggersExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_ivr_trigger>(4);
+    expectThatEveryFieldIsExplained<Cfrm_lua_trigger>(5);
+}
+
+TEST_F(HelpPages, SpeedDialAndCallRecordingExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_speed_dial>(4);
+    expectThatEveryFieldIsExplained<Cfrm_call_recording>(4);
+}
+
+TEST_F(HelpPages, AccessListsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_sys_black_list>(4);
+    expectThatEveryFieldIsExplained<Cfrm_ip_bwlist>(3);
+    expectThatEveryFieldIsExplained<Cfrm_evt_channel_auth>(1);
+}
+
+TEST_F(HelpPages, CallerRewritingExplainsEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_clr_rewriting>(3);
+}
+
+TEST_F(HelpPages, CallShopRatesExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_callshop>(4);
 }
 
 } // namespace
