@@ -23,6 +23,7 @@ TEST_F(BookingsOfAServer, AreMadeForTheCallsInWhichTheOneBeforeWasKilled)
         Ctbl_sub_balance record;
         BclCopyStr(record.cSubName, "1000");
         record.nBalance = 500;
+        ASSERT_TRUE(waitUntil([&] { return database.isActive(); }));
         ASSERT_EQ(kDbOk, database.set(record));
         // Leaving without the end of a call is what a killed process does.
         Cdb_bookings bookings(database, home.path() + "/");

@@ -1,11 +1,13 @@
 // A process that spends the money of subscriber "1000":
 //   billing_client debit COUNT FOLDER ADDRESS PORT USER PASSWORD DATABASE    one cent, until COUNT were acknowledged;
 //                                      a line with the number of those that were not
-//   billing_client book COUNT ...      COUNT calls, a line "ID COST" for each whose end was acknowledged
+//   billing_client book COUNT ...      COUNT calls, or until SIGTERM; a line "ID COST" for each whose end was
+//                                      acknowledged
 //   billing_client settle 0 ...        what earlier ones left behind
 
 #include "dbproxy2/bookings.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
@@ -17,6 +19,10 @@
 namespace {
 
 constexpr std::chrono::seconds kPatience{60};
+constexpr int kMostFailures = 1000; // of reservations
+
+volatile std::sig_atomic_t isToEnd = 0;
+
 const Cdb_balance_key kAccount{Ebalance_kind::Subscriber, "1000"};
 
 bool waitForActive(const Cdb_remote& remote)
@@ -62,23 +68,27 @@ bool end(Cdb_bookings& bookings, const std::string& id, int64_t cost)
     return write(STDOUT_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size());
 }
 
-int book(Cdb_bookings& bookings, int count)
+int book(const Cdb_remote& remote, Cdb_bookings& bookings, int count)
 {
     std::deque<std::string> open; // some calls run at the same time
-    for (int i = 0; i < count; ++i) {
+    int failed = 0;
+    for (int done = 0; done < count && isToEnd == 0;) {
         const std::string id = Cdb_bookings::newId();
         const Ebooking_result result = reserve(bookings, id, 100, 0);
         if (result == Ebooking_result::Refused)
             return 4;
-        if (result == Ebooking_result::Done) {
-            open.push_back(id);
-            (void)reserve(bookings, id, 200, 37);
-        } else
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (result != Ebooking_result::Done) {
+            if (++failed > kMostFailures || !waitForActive(remote))
+                return 7;
+            continue;
+        }
+        ++done;
+        open.push_back(id);
+        (void)reserve(bookings, id, 200, 37);
         if (open.size() < 3)
             continue;
         // Nothing, some of the reservation, more than it.
-        if (!end(bookings, open.front(), int64_t{60} * (i % 5)))
+        if (!end(bookings, open.front(), int64_t{60} * (done % 5)))
             return 5;
         open.pop_front();
     }
@@ -94,6 +104,7 @@ int main(int argc, char** argv)
 {
     if (argc != 9)
         return 1;
+    std::signal(SIGTERM, [](int) { isToEnd = 1; });
     const std::string mode = argv[1];
     const int count = atoi(argv[2]);
     const std::string folder = argv[3];
@@ -105,6 +116,6 @@ int main(int argc, char** argv)
         return debit(remote, count);
     Cdb_bookings bookings(remote, folder);
     if (mode == "book")
-        return book(bookings, count);
+        return book(remote, bookings, count);
     return bookings.waitUntilBooked(kPatience) ? 0 : 6;
 }

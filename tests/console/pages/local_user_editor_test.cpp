@@ -6,6 +6,7 @@
 #include "frm_local_users.h"
 #include "support/editor_roundtrip.h"
 #include "support/local_users_fixture.h"
+#include "support/patience.h"
 #include "support/tab_layout.h"
 
 #include <QAction>
@@ -180,7 +181,7 @@ protected:
 TEST_F(LocalUserEditor, EveryInputHasItsOwnBytesOfTheRecord)
 {
     keepUnusual();
-    ASSERT_NE(store().IsRemoteDbActive(), 0u);
+    ASSERT_TRUE(waitUntil([this] { return store().IsRemoteDbActive() != 0; }));
     const User opening = stored("2000");
     EditorRoundTrip trip;
     trip.record = bytesOf(opening);
