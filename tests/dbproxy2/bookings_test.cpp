@@ -4,6 +4,7 @@
 #include "bcl2/text.h"
 #include "dbproxy2/remote_fixture.h"
 #include "dbproxy2/slow_proxy.h"
+#include "support/fault_vfs.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,6 +14,7 @@
 #include <ctime>
 #include <future>
 #include <random>
+#include <sqlite3.h>
 #include <sstream>
 #include <thread>
 #include <unistd.h>
@@ -74,6 +76,19 @@ protected:
         std::promise<Result> promise;
         bookings().end(id, cost, [&](Result result) { promise.set_value(result); });
         return promise.get_future().get();
+    }
+    // The end of a call, which nobody waits for.
+    std::future<Result> beginEnd(const std::string& id, int64_t cost)
+    {
+        auto promise = std::make_shared<std::promise<Result>>();
+        bookings().end(id, cost, [promise](Result result) { promise->set_value(result); });
+        return promise->get_future();
+    }
+    // A value of the journal.
+    std::string journal(const std::string& expression)
+    {
+        return RemoteFixture::sql(Engine::Embedded, "attach database '" + path("bookings.db") + "' as j; select " +
+                                                        expression + " from j.tbl_pending");
     }
     // A call with a reservation.
     std::string openCall(int64_t total, int64_t costSoFar = 0)
@@ -221,6 +236,101 @@ TEST_P(RemoteBookings, AreMadeByThemselvesWhenTheDatabaseIsBack)
     EXPECT_EQ(880, balance());
 }
 
+TEST_P(RemoteBookings, AreOnDiskBeforeTheFirstOfManyIsMade)
+{
+    const std::string first = openCall(100);
+    const std::string second = openCall(100, 10);
+    const std::string third = openCall(100, 10);
+    // Until all stand in the queue.
+    std::promise<void> go;
+    bookings().reserve(first, kUser, 0, 0, [until = go.get_future().share()](Result) { until.wait(); });
+    std::string seen;
+    std::string seenLater;
+    bookings().end(first, 50, [&](Result) { seen = journal("sum(nCost=60 and nIsEnded=1)"); });
+    bookings().reserve(second, kUser, 200, 37, [&](Result result) {
+        EXPECT_EQ(Result::Done, result);
+        seenLater = journal("sum(nCost=60 and nIsEnded=1)");
+    });
+    auto secondEnd = beginEnd(second, 60);
+    auto thirdEnd = beginEnd(third, 60);
+    auto again = beginEnd(third, 70);
+    go.set_value();
+    EXPECT_EQ(Result::Done, secondEnd.get());
+    EXPECT_EQ(Result::Done, thirdEnd.get());
+    EXPECT_EQ(Result::Refused, again.get());
+    EXPECT_EQ("2", seen);
+    EXPECT_EQ("2", seenLater) << "what it costs in the end stays";
+    EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(1000 - 50 - 60 - 60, balance());
+}
+
+TEST_P(RemoteBookingsOnAServer, AreOnDiskSoonThoughItHangs)
+{
+    std::vector<std::string> ids;
+    for (int i = 0; i < 5; ++i)
+        ids.push_back(openCall(100, 10));
+    server().suspend();
+    std::vector<std::future<Result>> ends;
+    ends.reserve(ids.size());
+    for (const std::string& id : ids)
+        ends.push_back(beginEnd(id, 60));
+    EXPECT_TRUE(bookings().waitUntilKept(kTestPatience));
+    EXPECT_EQ("5", journal("sum(nCost=60 and nIsEnded=1)"));
+    for (auto& end : ends)
+        EXPECT_EQ(Result::Kept, end.get());
+    EXPECT_FALSE(bookings().waitUntilBooked(std::chrono::milliseconds(10)));
+    server().resume();
+    EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ("700", sql("select nBalance from tbl_sub_balance"));
+    EXPECT_EQ("5", sql("select count(*) from tbl_booking where nState=2 and nCost=60"));
+}
+
+// The journal has the cost that was told last, and the end must get there as soon as it can be written.
+TEST_F(RemoteFixture, KeepsAnEndWhenTheDiskOfTheJournalIsBack)
+{
+    installFaultVfs("/bookings.db");
+    open(settings(Engine::Embedded));
+    ASSERT_TRUE(waitForActive());
+    Ctbl_sub_balance account;
+    BclCopyStr(account.cSubName, "1000");
+    account.nBalance = 1000;
+    ASSERT_EQ(kDbOk, remote().set(account));
+    {
+        Cdb_bookings bookings(remote(), folder());
+        const std::string id = Cdb_bookings::newId();
+        std::promise<Result> reserved;
+        bookings.reserve(id, {Ebalance_kind::Subscriber, "1000"}, 300, 10,
+                         [&](Result result) { reserved.set_value(result); });
+        ASSERT_EQ(Result::Done, reserved.get_future().get());
+        remote().apply({});
+        armFault({FileCall::Write, SQLITE_IOERR_WRITE, true}, 1);
+        std::promise<Result> ended;
+        bookings.end(id, 120, [&](Result result) { ended.set_value(result); });
+        EXPECT_EQ(Result::NotKept, ended.get_future().get());
+        EXPECT_FALSE(bookings.waitUntilKept(std::chrono::milliseconds(10)));
+        EXPECT_TRUE(disarmFault());
+        EXPECT_TRUE(bookings.waitUntilKept(kTestPatience));
+    }
+    // Another run.
+    remote().apply(settings(Engine::Embedded));
+    ASSERT_TRUE(waitForActive());
+    Cdb_bookings bookings(remote(), folder());
+    EXPECT_TRUE(bookings.waitUntilBooked(kTestPatience));
+    ASSERT_EQ(kDbOk, remote().get(account));
+    EXPECT_EQ(880, account.nBalance);
+}
+
+// Between looking for an open row and adding a closed one, a late reservation may come to a node of a cluster.
+TEST_P(RemoteBookings, AreNotTakenForMadeWhenARowIsThatIsNot)
+{
+    const std::string id = openCall(300);
+    sql("update tbl_booking set nState=0");
+    EXPECT_EQ(Result::Kept, end(id, 120));
+    sql("update tbl_booking set nState=1");
+    EXPECT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(880, balance());
+}
+
 TEST_P(RemoteBookings, AreMadeOnceHoweverOftenTheyAreTried)
 {
     const std::string id = openCall(300);
@@ -258,6 +368,7 @@ TEST_P(RemoteBookingsOnAServer, AreMadeWhereTheirReservationLies)
     EXPECT_TRUE(waitForLog("1 bookings belong to another database"));
     EXPECT_EQ(Result::Done, end(openCall(30), 20)) << "a call of this database";
     EXPECT_EQ(30, balance());
+    EXPECT_EQ(Result::Refused, reserve(ended, 30)) << "it has ended, and still is to be booked elsewhere";
     EXPECT_FALSE(bookings().waitUntilBooked(std::chrono::milliseconds(10)));
     EXPECT_EQ("0", RemoteFixture::sql(Engine::Embedded, "select count(*) from tbl_booking where cBooking='" + ended +
                                                             "' or cBooking='" + runs + "'"));

@@ -31,6 +31,7 @@ constexpr unsigned kCloseEventsMs = 2000;
 constexpr unsigned kParkMs = 1000;
 constexpr unsigned kFlushMs = 2000;
 constexpr std::chrono::milliseconds kBookMs{500};
+constexpr std::chrono::milliseconds kKeepMs{2500}; // longer than an operation of a database that hangs
 
 // First, before anything uses the library: its clean-up at exit would pull the ground from under running threads.
 bool initCrypto()
@@ -144,7 +145,7 @@ void CloseServer()
         sip->close(kParkMs);
     if (RegistrationWriter* writer = theWriter.load(); writer != nullptr)
         writer->flush(kFlushMs);
-    // What is not booked by then is on disk, and booked at the next start.
-    if (Cdb_bookings* bookings = theBookings.load(); bookings != nullptr)
-        (void)bookings->waitUntilBooked(kBookMs);
+    // What is not booked by then is booked at the next start, if it is on disk.
+    if (Cdb_bookings* bookings = theBookings.load(); bookings != nullptr && !bookings->waitUntilBooked(kBookMs))
+        (void)bookings->waitUntilKept(kKeepMs);
 }

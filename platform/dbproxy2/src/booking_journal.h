@@ -12,6 +12,7 @@ struct BookingEntry {
     Cdb_balance_key account;
     int64_t cost = 0; // if it ended now; of an ended call: for good
     bool isEnded = false;
+    bool isKept = false; // of an ended call: it is on disk as it stands here
 };
 
 class BookingJournal {

@@ -50,7 +50,13 @@ struct Cdb_bookings::Impl {
     [[nodiscard]] Ebooking_result reserve(Request& request);
     [[nodiscard]] Ebooking_result end(Request& request);
     [[nodiscard]] bool settle(const BookingEntry& entry);
+    void keepEnds();
+    void keep(const BookingEntry& end);
+    void keepWaiting();
+    [[nodiscard]] bool areAllKept() const;
+    [[nodiscard]] bool isWaiting(const std::string& id) const;
     void settleWaiting();
+    void clean(const std::string& database);
     void adopt(const std::string& database);
     void tellOfOthers(const std::string& database);
     void add(Request request);
@@ -59,17 +65,20 @@ struct Cdb_bookings::Impl {
     RemoteCore& core;
     BookingJournal journal;
     bool isLoaded = false;
-    std::map<std::string, BookingEntry> open;
-    std::deque<BookingEntry> ended; // to be booked
-    std::set<std::string> toldOf;   // databases that are waited for
+    std::map<std::string, BookingEntry> open; // isEnded: the end stands among the requests
+    std::deque<BookingEntry> ended;           // to be booked
+    std::set<std::string> toldOf;             // databases that are waited for
     Clock::time_point nextTry;
+    Clock::time_point nextKeep;
     Clock::time_point nextCleaning;
 
     std::mutex mutex;
     std::condition_variable changed;
     std::condition_variable booked;
-    std::deque<Request> requests;
-    bool isWorking = true; // something may be left to do
+    std::condition_variable kept;
+    std::deque<Request> requests; // the thread takes them away, and nobody else
+    bool isWorking = true;        // something may be left to do
+    bool isEverythingKept = true; // every end that came is on disk, if it is not booked
     bool isStopped = false;
     std::jthread thread;
 };
@@ -77,6 +86,7 @@ struct Cdb_bookings::Impl {
 void Cdb_bookings::Impl::add(Request request)
 {
     const std::scoped_lock lock(mutex);
+    isEverythingKept = isEverythingKept && !request.entry.isEnded;
     requests.push_back(std::move(request));
     isWorking = true;
     changed.notify_all();
@@ -89,8 +99,14 @@ void Cdb_bookings::Impl::run()
         lock.unlock();
         if (!isLoaded)
             load();
+        keepEnds();
+        keepWaiting();
         settleWaiting();
+        keepEnds();
         lock.lock();
+        isEverythingKept = areAllKept();
+        if (isEverythingKept)
+            kept.notify_all();
         if (!requests.empty()) {
             Request request = std::move(requests.front());
             requests.pop_front();
@@ -123,6 +139,7 @@ void Cdb_bookings::Impl::load()
             entry.isEnded = true;
             (void)journal.put(entry); // its cost stands in the journal already
         }
+        entry.isKept = true;
         ended.push_back(std::move(entry));
     }
 }
@@ -141,17 +158,22 @@ Ebooking_result Cdb_bookings::Impl::reserve(Request& request)
         return Ebooking_result::Refused;
     const auto found = open.find(entry.id);
     const bool isFirst = found == open.end();
+    if (isFirst && isWaiting(entry.id))
+        return Ebooking_result::Refused; // it has ended, and what the journal says of it must stay
     entry.database = isFirst ? core.identity() : found->second.database;
+    // Its end came behind this request, and the journal has that already.
+    const bool hasEnded = !isFirst && found->second.isEnded;
     // On disk before anything is taken: nobody else could give it back.
-    if (!isLoaded || entry.database.empty() || !journal.put(entry))
+    if (!isLoaded || entry.database.empty() || !(hasEnded || journal.put(entry)))
         return Ebooking_result::Unavailable;
     const SqlResult result = reserveBooking(core, entry, request.total, isFirst);
-    if (result.isDone() || !isFirst)
-        open.insert_or_assign(entry.id, entry);
-    else if (result.status == SqlStatus::Lost) {
-        entry.cost = 0;
+    if (result.isDone() || !isFirst) {
+        if (!hasEnded)
+            open.insert_or_assign(entry.id, entry);
+    } else if (result.status == SqlStatus::Lost) {
+        entry.cost = 0; // it was not let through
         entry.isEnded = true;
-        (void)journal.put(entry); // the cost of a call that was not let through is 0 already
+        entry.isKept = journal.put(entry);
         ended.push_back(entry);
     } else
         journal.remove(entry.id);
@@ -162,22 +184,79 @@ Ebooking_result Cdb_bookings::Impl::reserve(Request& request)
 
 Ebooking_result Cdb_bookings::Impl::end(Request& request)
 {
+    keep(request.entry);
     const auto found = open.find(request.entry.id);
     if (found == open.end())
         return Ebooking_result::Refused;
     BookingEntry entry = std::move(found->second);
     open.erase(found);
-    entry.cost = std::clamp<int64_t>(request.entry.cost, 0, kLargestSum);
-    if (entry.cost != request.entry.cost)
-        BclLog("Booking %s: a cost of %lld cents cannot be, %lld are booked.", entry.id.c_str(),
-               static_cast<long long>(request.entry.cost), static_cast<long long>(entry.cost));
-    entry.isEnded = true;
-    const bool isKept = journal.put(entry);
     if (settle(entry))
         return Ebooking_result::Done;
+    const bool isKept = entry.isKept;
     ended.push_back(std::move(entry));
     nextTry = Clock::now() + kRetryPause;
     return isKept ? Ebooking_result::Kept : Ebooking_result::NotKept;
+}
+
+// The ends that stand among the requests, before any of them is booked: with a server that hangs, each could wait for
+// seconds, and the process be gone by then.
+void Cdb_bookings::Impl::keepEnds()
+{
+    std::vector<BookingEntry> ends;
+    {
+        const std::scoped_lock lock(mutex);
+        for (const Request& request : requests)
+            if (request.entry.isEnded)
+                ends.push_back(request.entry);
+    }
+    for (const BookingEntry& end : ends)
+        keep(end);
+}
+
+// Once for each call. `end`: its id and its cost.
+void Cdb_bookings::Impl::keep(const BookingEntry& end)
+{
+    const auto found = open.find(end.id);
+    if (found == open.end() || found->second.isEnded)
+        return;
+    BookingEntry& entry = found->second;
+    entry.cost = std::clamp<int64_t>(end.cost, 0, kLargestSum);
+    if (entry.cost != end.cost)
+        BclLog("Booking %s: a cost of %lld cents cannot be, %lld are booked.", entry.id.c_str(),
+               static_cast<long long>(end.cost), static_cast<long long>(entry.cost));
+    entry.isEnded = true;
+    entry.isKept = journal.put(entry);
+}
+
+// What could not be put on disk as it ended.
+void Cdb_bookings::Impl::keepWaiting()
+{
+    const auto now = Clock::now();
+    if (now < nextKeep)
+        return;
+    for (BookingEntry& entry : ended) {
+        entry.isKept = entry.isKept || journal.put(entry);
+        if (!entry.isKept) {
+            nextKeep = now + kRetryPause;
+            return;
+        }
+    }
+}
+
+// Caller holds the mutex.
+bool Cdb_bookings::Impl::areAllKept() const
+{
+    const auto isKept = [this](const Request& request) {
+        const auto found = open.find(request.entry.id);
+        return !request.entry.isEnded || (found != open.end() && found->second.isKept);
+    };
+    return std::all_of(requests.begin(), requests.end(), isKept) &&
+           std::all_of(ended.begin(), ended.end(), [](const BookingEntry& entry) { return entry.isKept; });
+}
+
+bool Cdb_bookings::Impl::isWaiting(const std::string& id) const
+{
+    return std::any_of(ended.begin(), ended.end(), [&](const BookingEntry& entry) { return entry.id == id; });
 }
 
 bool Cdb_bookings::Impl::settle(const BookingEntry& entry)
@@ -195,10 +274,7 @@ void Cdb_bookings::Impl::settleWaiting()
     const std::string database = core.identity();
     if (database.empty())
         return;
-    if (now >= nextCleaning) {
-        nextCleaning = now + kCleaningPause;
-        removeOldBookings(core, database);
-    }
+    clean(database);
     if (ended.empty() || now < nextTry)
         return;
     adopt(database);
@@ -219,6 +295,18 @@ void Cdb_bookings::Impl::settleWaiting()
         if (!requests.empty() || isStopped)
             return;
     }
+}
+
+// The row of a booking whose answer was lost tells that it has been made: nothing is removed before that is known.
+void Cdb_bookings::Impl::clean(const std::string& database)
+{
+    const auto isOfHere = [&](const BookingEntry& entry) {
+        return entry.database == database || entry.database.empty();
+    };
+    if (!isLoaded || Clock::now() < nextCleaning || std::any_of(ended.begin(), ended.end(), isOfHere))
+        return;
+    nextCleaning = Clock::now() + kCleaningPause;
+    removeOldBookings(core, database);
 }
 
 // What an older journal holds belongs to the database that is connected first. On disk before it is booked: another one
@@ -285,4 +373,10 @@ bool Cdb_bookings::waitUntilBooked(std::chrono::milliseconds time)
 {
     std::unique_lock lock(_impl->mutex);
     return _impl->booked.wait_for(lock, time, [this] { return !_impl->isWorking && _impl->requests.empty(); });
+}
+
+bool Cdb_bookings::waitUntilKept(std::chrono::milliseconds time)
+{
+    std::unique_lock lock(_impl->mutex);
+    return _impl->kept.wait_for(lock, time, [this] { return _impl->isEverythingKept; });
 }

@@ -78,6 +78,17 @@ SqlResult raise(const SqlRun& run, const BookingEntry& entry, int64_t total)
     return result.isDone() ? takeCovered(run, entry.account, total - found.reserved) : result;
 }
 
+// A row that came between looking for an open one and adding one that is closed: booked before, or a late reservation,
+// which is found at the next attempt.
+SqlResult meetOther(const SqlRun& run, const BookingEntry& entry)
+{
+    Found found;
+    SqlResult result = find(run, entry, found);
+    if (result.isDone() && found.state != kBookingMade)
+        return {SqlStatus::Conflict, 0, "changed meanwhile"};
+    return result;
+}
+
 SqlResult settle(const SqlRun& run, const BookingEntry& entry)
 {
     SqlResult result = run(kClose, {entry.cost, std::string_view(entry.id)});
@@ -91,7 +102,7 @@ SqlResult settle(const SqlRun& run, const BookingEntry& entry)
     // No reservation counts, and from now on none can: a late one meets this row.
     result = insertRow(run, entry, 0, kBookingMade);
     if (result.status == SqlStatus::Duplicate)
-        return {}; // booked before
+        return meetOther(run, entry);
     return result.isDone() ? change(run, entry, -entry.cost) : result;
 }
 

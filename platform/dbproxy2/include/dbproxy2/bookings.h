@@ -40,7 +40,7 @@ public:
 
     // Raises what the balance holds ready for a call to `total` cents; the first one opens the call. `costSoFar` is
     // what it would cost if it ended now: what is booked when nobody can tell its end any more. After a first
-    // reservation that was not Done the call is unknown here.
+    // reservation that was not Done the call is unknown here. Refused for one whose end waits to be booked.
     void reserve(const std::string& id, const Cdb_balance_key& account, int64_t total, int64_t costSoFar,
                  Completion completion);
 
@@ -50,6 +50,9 @@ public:
 
     // True when every end has been booked; waits for that, at most so long.
     [[nodiscard]] bool waitUntilBooked(std::chrono::milliseconds time);
+    // True when every end that has come is booked or on disk; waits for that, at most so long. One operation of the
+    // database may have to come to its end before.
+    [[nodiscard]] bool waitUntilKept(std::chrono::milliseconds time);
 
 private:
     struct Impl;
