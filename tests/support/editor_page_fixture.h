@@ -11,8 +11,7 @@
 #include <utility>
 #include <vector>
 
-template <class Record>
-class EditorPageFixture : public PageFixture {
+class EditorFixture : public PageFixture {
 protected:
     using Use = std::function<void(QDialog&)>;
 
@@ -27,15 +26,6 @@ protected:
         for (const int label : labels)
             all += edit(editor, label).text();
         return all;
-    }
-
-    // In the order in which they were stored first.
-    [[nodiscard]] std::vector<Record> stored()
-    {
-        std::vector<Record> records;
-        for (const auto& record : store().template rows<Record>().get()->inOrder())
-            records.push_back(*record);
-        return records;
     }
 
     void expectEditor(const Use& use) { boxes.expectEditor(title(), use); }
@@ -83,10 +73,11 @@ protected:
         frame().show();
     }
 
-    // For the only record of the table, on the first row.
-    void checkThatEveryInputHasItsOwnBytes(const Record& record, const std::function<void()>& putBack,
-                                           std::vector<EditorInput> inputs, std::vector<EditorInput> locked,
-                                           std::vector<RecordBytes> kept = {})
+    // For the only record of the table, on the first row; `stored` reads it.
+    template <class Record>
+    void checkInputsOf(const Record& record, const std::function<void()>& putBack,
+                       const std::function<Record()>& stored, std::vector<EditorInput> inputs,
+                       std::vector<EditorInput> locked, std::vector<RecordBytes> kept = {})
     {
         EditorRoundTrip trip;
         trip.record = bytesOf(record);
@@ -95,11 +86,33 @@ protected:
             putBack();
             press(Refresh);
         };
-        trip.stored = [this] { return bytesOf(stored().at(0)); };
+        trip.stored = [stored] { return bytesOf(stored()); };
         trip.edit = [this](const Use& use) { editRow(0, use); };
         trip.inputs = std::move(inputs);
         trip.locked = std::move(locked);
         trip.kept = std::move(kept);
         trip.check();
+    }
+};
+
+// The same for a table of the store.
+template <class Record>
+class EditorPageFixture : public EditorFixture {
+protected:
+    // In the order in which they were stored first.
+    [[nodiscard]] std::vector<Record> stored()
+    {
+        std::vector<Record> records;
+        for (const auto& record : store().template rows<Record>().get()->inOrder())
+            records.push_back(*record);
+        return records;
+    }
+
+    void checkThatEveryInputHasItsOwnBytes(const Record& record, const std::function<void()>& putBack,
+                                           std::vector<EditorInput> inputs, std::vector<EditorInput> locked,
+                                           std::vector<RecordBytes> kept = {})
+    {
+        checkInputsOf<Record>(
+            record, putBack, [this] { return stored().at(0); }, std::move(inputs), std::move(locked), std::move(kept));
     }
 };

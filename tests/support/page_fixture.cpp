@@ -1,5 +1,6 @@
 #include "support/page_fixture.h"
 
+#include "dbproxy2/remote_db.h"
 #include "start_up.h"
 
 #include <QAction>
@@ -44,6 +45,7 @@ void PageFixture::SetUp()
     };
     _store->GetCacheDB()->watchStatements(keep);
     _store->GetLocalDB()->watchStatements(keep);
+    _store->DbGetRemote()->watchStatements(keep);
 }
 
 void PageFixture::TearDown()
@@ -63,10 +65,10 @@ void PageFixture::refuseWrites()
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
 }
 
-void PageFixture::writeFromOutside(const char* sql)
+void PageFixture::writeFromOutside(const char* sql, const char* file)
 {
     sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open((qgetenv("PARLOVEX_HOME") + "/config.db").constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_open((qgetenv("PARLOVEX_HOME") + '/' + file).constData(), &db), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
     sqlite3_close(db);
 }

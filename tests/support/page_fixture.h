@@ -42,7 +42,7 @@ protected:
     static void refuseWrites();
 
     // Writes as another program may, past the checks of the store.
-    static void writeFromOutside(const char* sql);
+    static void writeFromOutside(const char* sql, const char* file = "config.db");
 
     // Writes of the store from now on, as they come in.
     [[nodiscard]] const int& countWrites();

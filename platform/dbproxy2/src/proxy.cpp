@@ -27,6 +27,8 @@ unsigned Cdb_proxy::query(const char* sql)
     _fetched = 0;
     if (_database == nullptr || sql == nullptr || !isSelect(sql))
         return kDbFailed;
+    if (_database->_watch)
+        _database->_watch(sql);
     auto rows = std::make_unique<SqlRows>();
     if (!_database->_core->run("a page", sql, {}, rows.get()).isDone())
         return kDbFailed;

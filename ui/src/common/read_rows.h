@@ -1,10 +1,13 @@
-// Reads rows of the store with a cursor that lives no longer than the read. A statement that fails has no rows.
+// Reads rows of the store, and of its remote database, with a cursor that lives no longer than the read. A statement
+// that fails has no rows.
 #pragma once
 
 #include "cachedb2/local_db.h"
+#include "cachedb2/remote_tables.h"
 #include "dbproxy2/results.h"
 
 #include <cstdint>
+#include <utility>
 
 // Calls `take(const Cdb_query&)` on every row.
 template <class Take>
@@ -30,3 +33,16 @@ void forEachRecord(Clocal_db* db, const char* sql, void (*map)(const Cdb_query&,
 
 // The number that the statement counts; 0 when it fails.
 [[nodiscard]] uint32_t countRows(Clocal_db* db, const char* sql);
+
+// The same of the remote database: calls `take(const Cdb_proxy&)` on every row.
+template <class Take>
+void forEachRemoteRow(Cdb_fac_mgr* store, const char* sql, Take take)
+{
+    Cdba_proxy rows(store);
+    if (rows.query(sql) != kDbOk)
+        return;
+    while (rows.fetchRow() == kDbOk)
+        take(std::as_const(rows));
+}
+
+[[nodiscard]] uint32_t countRemoteRows(Cdb_fac_mgr* store, const char* sql);

@@ -8,8 +8,11 @@
 #include "dbproxy2/results.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 class RemoteCore;
 class RemoteTable;
@@ -96,6 +99,11 @@ public:
     // it fails although it may have been done; what must be exact goes through Cdb_bookings.
     [[nodiscard]] unsigned debit(const Cdb_balance_key& account, int64_t cents);
 
+    // Hears the text of every statement that a result set is asked to run, on the thread that asks. Set before others
+    // use it.
+    using Watch = std::function<void(std::string_view sql)>;
+    void watchStatements(Watch watch) { _watch = std::move(watch); }
+
 private:
     friend class Cdb_proxy;
     friend class Cdb_bookings;
@@ -107,4 +115,5 @@ private:
     [[nodiscard]] unsigned count(const RemoteTable& table);
 
     std::unique_ptr<RemoteCore> _core;
+    Watch _watch; // empty: nobody listens
 };
