@@ -1,5 +1,6 @@
 // The menus and the toolbar of the main window, and what their items open.
 #include "common/lang_res.h"
+#include "dlg_callback.h"
 #include "frm_peer_servers.h"
 #include "frm_time_cond.h"
 #include "log_view.h"
@@ -10,6 +11,7 @@
 #include <QDialog>
 #include <QDir>
 #include <QIcon>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QRegularExpression>
@@ -116,13 +118,16 @@ const std::vector<Row> kRows = {
 const QStringList kRemoteSlots = {"actShowFrmDisaAccount", "actShowFrmDisaCallerId",  "actShowFrmPrepaidRate",
                                   "actShowFrmSubBalance",  "actShowFrmCallerPrepaid", "actShowFrmCCFeeMatrix",
                                   "actShowFrmCCInfo"};
+// The frames that some of them open, once connected.
+const std::map<QString, QString> kRemoteFrames = {{"actShowFrmDisaAccount", "Cfrm_disa_account"},
+                                                  {"actShowFrmDisaCallerId", "Cfrm_disa_caller_id"}};
 // These show no page.
 const QStringList kOtherSlots = {"actLangSelect",       "actSaveLog",      "actClearLog",       "actShowCallStatus",
                                  "actShowHGInfo",       "actReleaseCalls", "actTraceOnIPAddr",  "actTraceOnCallerNbr",
                                  "actTraceOnCalledNbr", "actStopTrace",    "actShowHistoryCDR", "actHelpCheckVersion",
                                  "actHelpWebsite"};
 // These run a dialog, with this window title.
-const std::map<QString, int> kDialogSlots = {{"actShowSystemTable", 57}};
+const std::map<QString, int> kDialogSlots = {{"actShowSystemTable", 57}, {"actShowCallBack", 234}};
 
 // A console whose remote store the test connects and disconnects.
 class WindowWithRemoteStore : public Cfrm_main {
@@ -328,6 +333,24 @@ TEST_F(MainMenu, EveryPageOpensOrIsNamedInTheLog)
     }
 }
 
+TEST_F(MainMenu, TheCallbackSettingsAreReadAnewAtEachUse)
+{
+    startConsole();
+    const auto run = [this](const char* shown, const char* entered) {
+        boxes.expectEditor(GetLangItem(234), [=](QDialog& dialog) {
+            auto* const number = dialog.findChild<QLineEdit*>();
+            EXPECT_EQ(number->text(), shown);
+            number->setText(entered);
+            pressOk(dialog);
+        });
+        actionsOf("actShowCallBack").first()->trigger();
+    };
+    run("", "8000");
+    run("8000", "8001");
+    run("8001", "");
+    EXPECT_EQ(window->findChildren<Cdlg_callback*>().size(), 1);
+}
+
 TEST_F(MainMenu, TheSystemSettingsAreOneDialogThatIsRunAtEachUse)
 {
     startConsole();
@@ -363,6 +386,11 @@ TEST_F(MainMenu, RemotePagesAskForTheConnectionAtEveryUse)
         window->findChild<Clog_view*>()->showWaiting();
         return logView().toPlainText().split('\n').mid(before).filter(QRegularExpression("^(WARN|Please)|The page"));
     };
+    const auto withWindow = [&windows](const QString& name) {
+        QStringList names = windows + QStringList{name};
+        names.sort();
+        return names;
+    };
     int items = 0;
     for (const QString& slot : kRemoteSlots) {
         for (QAction* const action : actionsOf(slot)) {
@@ -373,8 +401,14 @@ TEST_F(MainMenu, RemotePagesAskForTheConnectionAtEveryUse)
             EXPECT_EQ(visibleWindows(), windows);
             main.isActive = true;
             EXPECT_NE(choose(action), warning) << slot.toStdString();
+            if (const auto frame = kRemoteFrames.find(slot); frame != kRemoteFrames.end()) {
+                EXPECT_EQ(visibleWindows(), withWindow(frame->second)) << slot.toStdString();
+            }
+            for (QDialog* const opened : window->findChildren<QDialog*>())
+                opened->hide();
             main.isActive = false;
-            EXPECT_EQ(choose(action), warning) << slot.toStdString();
+            EXPECT_EQ(choose(action), warning) << "also for a frame that was open: " << slot.toStdString();
+            EXPECT_EQ(visibleWindows(), windows);
         }
     }
     EXPECT_EQ(items, 8);

@@ -3,12 +3,15 @@
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
 #include "common/lang_res.h"
+#include "dlg_callback.h"
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_call_recording.h"
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
+#include "frm_disa_account.h"
+#include "frm_disa_caller_id.h"
 #include "frm_evt_channel_auth.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
@@ -70,7 +73,6 @@ constexpr int kLangChinese = 1;
 // For pages that are still to come.
 constexpr PageWindow kLater = {PageWindow::Way::Frame};
 constexpr PageWindow kRemoteLater = {PageWindow::Way::RemoteFrame};
-constexpr PageWindow kDialogLater = {PageWindow::Way::Dialog};
 
 constexpr MenuItem menu(int text)
 {
@@ -159,8 +161,8 @@ constexpr auto kItems = std::to_array<MenuItem>({
     inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
     inside(item(35, &Main::actShowFrmCCFeeMatrix, kRemoteLater)),
     submenu(298),
-    inside(item(299, &Main::actShowFrmDisaAccount, kRemoteLater)),
-    inside(item(300, &Main::actShowFrmDisaCallerId, kRemoteLater)),
+    inside(item(299, &Main::actShowFrmDisaAccount, remoteFrame<Cfrm_disa_account>())),
+    inside(item(300, &Main::actShowFrmDisaCallerId, remoteFrame<Cfrm_disa_caller_id>())),
     submenu(28),
     inside(item(31, &Main::actShowFrmSubBalance, kRemoteLater)),
     inside(line()),
@@ -168,7 +170,7 @@ constexpr auto kItems = std::to_array<MenuItem>({
     inside(item(32, &Main::actShowFrmCallerPrepaid, kRemoteLater)),
     line(),
     item(29, &Main::actShowCallshop, frame<Cfrm_callshop>()),
-    item(27, &Main::actShowCallBack, kDialogLater),
+    item(27, &Main::actShowCallBack, dialogWithInit<Cdlg_callback>()),
 
     menu(36),
     item(415, &Main::actShowEvtChannelAuth, frame<Cfrm_evt_channel_auth>()),

@@ -1,5 +1,6 @@
 // The pages of the help: whole, linked, and naming what the editors show.
 #include "common/dlg_common.h"
+#include "dlg_callback.h"
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
@@ -7,6 +8,8 @@
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
 #include "frm_evt_channel_auth.h"
+#include "frm_disa_account.h"
+#include "frm_disa_caller_id.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
 #include "frm_hg_info.h"
@@ -306,6 +309,18 @@ TEST_F(HelpPages, RingGroupsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_rg_user>(2, item(457));
     expectThatEveryFieldIsExplained<Cfrm_rg_detection>(4, item(457));
+}
+
+TEST_F(HelpPages, DisaExplainsEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_disa_account>(3, item(298));
+    expectThatEveryFieldIsExplained<Cfrm_disa_caller_id>(2, item(298));
+}
+
+TEST_F(HelpPages, CallbackExplainsEveryField)
+{
+    Cdlg_callback dialog(&store(), nullptr);
+    expectThatEveryFieldIsExplained(dialog, 3);
 }
 
 TEST_F(HelpPages, TimeConditionsExplainEveryField)

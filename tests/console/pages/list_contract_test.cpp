@@ -5,6 +5,8 @@
 #include "frm_call_recording.h"
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
+#include "frm_disa_account.h"
+#include "frm_disa_caller_id.h"
 #include "frm_evt_channel_auth.h"
 #include "frm_ext_lines.h"
 #include "frm_hg_dect.h"
@@ -463,6 +465,36 @@ const std::vector<Page>& pages()
                 },
         },
         {
+            .name = "DisaAccounts",
+            .caption = 301,
+            .columns = {303, 305},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select cAccount, cExtension from tbl_disa_account order by cAccount",
+            .help = "direct_inward_system_access/index.html",
+            .make = make<Cfrm_disa_account>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_disa_account record;
+                    BclCopyStr(record.cAccount, sortable(number).c_str());
+                    return tbl_disa_account_add(&store, record);
+                },
+        },
+        {
+            .name = "DisaCallerIds",
+            .caption = 306,
+            .columns = {308, 309},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select cCallerID, cDISAAccount from tbl_disa_caller_id order by cCallerID",
+            .help = "direct_inward_system_access/index.html",
+            .make = make<Cfrm_disa_caller_id>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_disa_caller_id record;
+                    BclCopyStr(record.cCallerID, sortable(number).c_str());
+                    return tbl_disa_caller_id_add(&store, record);
+                },
+        },
+        {
             .name = "EventChannel",
             .caption = 415,
             .columns = {416},
@@ -505,12 +537,6 @@ protected:
     {
         const QString count = QString::fromUtf8(GetParam().count);
         return count.isEmpty() ? QStringList{statementOf(page)} : QStringList{count, statementOf(page)};
-    }
-    // Presses a button of the toolbar, or does what it would where the page has none.
-    void pressIfShown(Button button)
-    {
-        if (actionOf(button)->isVisible())
-            press(button);
     }
     void expectNoMore() { boxes.expect(item(76), item(357)); }
     // Inputs of a tab that was never shown have no place yet.
@@ -583,10 +609,12 @@ TEST_P(ListContract, SendsItsStatements)
     frame().hide();
     frame().show();
     EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+    if (actionOf(Refresh)->isVisible()) {
+        press(Refresh);
+        EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
+    }
     if (!isPaged())
         return;
-    press(Refresh);
-    EXPECT_EQ(takeStatements(), QStringList{statementOf(0)});
     press(Next);
     EXPECT_EQ(takeStatements(), turningTo(1));
     press(Previous);
@@ -606,6 +634,13 @@ TEST_P(ListContract, PagesThroughItsTableAndWarnsAtBothEnds)
         frame().show();
         if (!isPaged()) {
             EXPECT_EQ(static_cast<unsigned>(model().rowCount()), size);
+            for (const Button button : {Previous, Next}) {
+                if (!actionOf(button)->isVisible())
+                    continue;
+                expectNoMore();
+                press(button);
+                EXPECT_EQ(static_cast<unsigned>(model().rowCount()), size);
+            }
             continue;
         }
         for (unsigned first = 0;; first += 50) {
@@ -676,7 +711,8 @@ TEST_P(ListContract, EscapeHidesItAndItComesBackOnTheSamePage)
 {
     addRows(51);
     openPage();
-    pressIfShown(Next);
+    if (isPaged())
+        press(Next);
     const QStringList rows = column(0);
     pressKey(view(), Qt::Key_Escape);
     EXPECT_TRUE(frame().isHidden());
