@@ -8,6 +8,9 @@
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_call_recording.h"
+#include "frm_caller_prepaid.h"
+#include "frm_callingcard_fee_matrix.h"
+#include "frm_callingcard_info.h"
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
 #include "frm_disa_account.h"
@@ -23,6 +26,7 @@
 #include "frm_lua_trigger.h"
 #include "frm_main.h"
 #include "frm_peer_servers.h"
+#include "frm_prepaid_rate.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
 #include "frm_rg_detection.h"
@@ -30,6 +34,7 @@
 #include "frm_route.h"
 #include "frm_route_group.h"
 #include "frm_speed_dial.h"
+#include "frm_sub_balance.h"
 #include "frm_sys_black_list.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
@@ -156,18 +161,18 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(25, &Main::actShowSysBlackList, frame<Cfrm_sys_black_list>()),
     line(),
     submenu(33),
-    inside(item(34, &Main::actShowFrmCCInfo, kRemoteLater)),
+    inside(item(34, &Main::actShowFrmCCInfo, remoteFrame<Cfrm_callingcard_info>())),
     inside(line()),
-    inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
-    inside(item(35, &Main::actShowFrmCCFeeMatrix, kRemoteLater)),
+    inside(item(30, &Main::actShowFrmPrepaidRate, remoteFrame<Cfrm_prepaid_rate>())),
+    inside(item(35, &Main::actShowFrmCCFeeMatrix, remoteFrame<Cfrm_callingcard_fee_matrix>())),
     submenu(298),
     inside(item(299, &Main::actShowFrmDisaAccount, remoteFrame<Cfrm_disa_account>())),
     inside(item(300, &Main::actShowFrmDisaCallerId, remoteFrame<Cfrm_disa_caller_id>())),
     submenu(28),
-    inside(item(31, &Main::actShowFrmSubBalance, kRemoteLater)),
+    inside(item(31, &Main::actShowFrmSubBalance, remoteFrame<Cfrm_sub_balance>())),
     inside(line()),
-    inside(item(30, &Main::actShowFrmPrepaidRate, kRemoteLater)),
-    inside(item(32, &Main::actShowFrmCallerPrepaid, kRemoteLater)),
+    inside(item(30, &Main::actShowFrmPrepaidRate, remoteFrame<Cfrm_prepaid_rate>())),
+    inside(item(32, &Main::actShowFrmCallerPrepaid, remoteFrame<Cfrm_caller_prepaid>())),
     line(),
     item(29, &Main::actShowCallshop, frame<Cfrm_callshop>()),
     item(27, &Main::actShowCallBack, dialogWithInit<Cdlg_callback>()),

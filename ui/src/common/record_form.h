@@ -40,6 +40,17 @@ public:
              [=](Record& record) { record.*field = BclNumberOf<Number>(edit->text()); });
     }
 
+    // The same, but a number that stands as it was shown stays, also one that is too large to be typed.
+    template <class Number>
+    void keptNumber(QLineEdit* edit, Number Record::*field)
+    {
+        bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
+             [=](Record& record) {
+                 if (edit->text() != QString::number(record.*field))
+                     record.*field = static_cast<Number>(BclStrToInt(edit->text()));
+             });
+    }
+
     // An empty line leaves the field as it is.
     template <class Number>
     void optionalNumber(QLineEdit* edit, Number Record::*field)
