@@ -1,8 +1,12 @@
 // What every list frame promises, held over all of them: a page is one more row of the table below.
+#include "cachedb2/remote_tables.h"
 #include "common/dlg_common.h"
 #include "frm_ana_cld_nbr.h"
 #include "frm_ana_clr_nbr.h"
 #include "frm_call_recording.h"
+#include "frm_caller_prepaid.h"
+#include "frm_callingcard_fee_matrix.h"
+#include "frm_callingcard_info.h"
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
 #include "frm_disa_account.h"
@@ -17,6 +21,7 @@
 #include "frm_local_users.h"
 #include "frm_lua_trigger.h"
 #include "frm_peer_servers.h"
+#include "frm_prepaid_rate.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
 #include "frm_rg_detection.h"
@@ -24,6 +29,7 @@
 #include "frm_route.h"
 #include "frm_route_group.h"
 #include "frm_speed_dial.h"
+#include "frm_sub_balance.h"
 #include "frm_sys_black_list.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
@@ -492,6 +498,82 @@ const std::vector<Page>& pages()
                     Ctbl_disa_caller_id record;
                     BclCopyStr(record.cCallerID, sortable(number).c_str());
                     return tbl_disa_caller_id_add(&store, record);
+                },
+        },
+        {
+            .name = "PrepaidRates",
+            .caption = 30,
+            .columns = {241, 242, 243, 337},
+            .select = "select rate_id, tariff_interval, tariff, onetime_fee from tbl_prepaid_rate  order by rate_id",
+            .count = kUncounted,
+            .help = "caller_prepaid/index.html",
+            .make = make<Cfrm_prepaid_rate>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_prepaid_rate record;
+                    record.rate_id = number;
+                    return tbl_prepaid_rate_set(&store, &record);
+                },
+        },
+        {
+            .name = "SubscriberBalances",
+            .caption = 244,
+            .columns = {246, 247},
+            .select = "select cSubName, nBalance from tbl_sub_balance order by cSubName",
+            .count = kUncounted,
+            .help = "caller_prepaid/index.html",
+            .make = make<Cfrm_sub_balance>,
+            .addRow = [](Cdb_fac_mgr& store,
+                         unsigned number) { return tbl_sub_balance_set(&store, sortable(number).c_str(), 0); },
+        },
+        {
+            .name = "CallerPrepaid",
+            .caption = 248,
+            .columns = {249, 207, 251},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select = "select cSubscriber, cRouteNbr, nRateId from tbl_caller_prepaid order by cSubscriber, cRouteNbr",
+            .count = kUncounted,
+            .help = "caller_prepaid/index.html",
+            .make = make<Cfrm_caller_prepaid>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_caller_prepaid record;
+                    BclCopyStr(record.cSubscriber, sortable(number).c_str());
+                    BclCopyStr(record.cRouteNbr, "0");
+                    return tbl_caller_prepaid_set(&store, &record);
+                },
+        },
+        {
+            .name = "CallingCardFees",
+            .caption = 264,
+            .columns = {291, 207, 241},
+            .toolbar = "Add Edit Delete Gap Previous Next Refresh",
+            .select =
+                "select cDialPlan, cRouteNbr, nRateId from tbl_callingcard_fee_matrix  order by cDialPlan, cRouteNbr",
+            .count = "select count(*) from tbl_callingcard_fee_matrix",
+            .help = "calling_card/index.html",
+            .make = make<Cfrm_callingcard_fee_matrix>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_callingcard_fee_matrix record;
+                    BclCopyStr(record.cDialPlan, sortable(number).c_str());
+                    BclCopyStr(record.cRouteNbr, "0");
+                    return tbl_callingcard_fee_matrix_set(&store, &record);
+                },
+        },
+        {
+            .name = "CallingCards",
+            .caption = 261,
+            .columns = {258, 260},
+            .select = "select cCard, nBalance from tbl_callingcard_balance  order by cCard",
+            .count = "select count(*) from tbl_callingcard_balance",
+            .help = "calling_card/index.html",
+            .make = make<Cfrm_callingcard_info>,
+            .addRow =
+                [](Cdb_fac_mgr& store, unsigned number) {
+                    Ctbl_callingcard_balance record;
+                    BclCopyStr(record.cCard, sortable(number).c_str());
+                    return tbl_callingcard_balance_set(&store, record);
                 },
         },
         {
