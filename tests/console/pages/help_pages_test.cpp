@@ -8,6 +8,9 @@
 #include "frm_callshop.h"
 #include "frm_clr_rewriting.h"
 #include "frm_evt_channel_auth.h"
+#include "frm_caller_prepaid.h"
+#include "frm_callingcard_fee_matrix.h"
+#include "frm_callingcard_info.h"
 #include "frm_disa_account.h"
 #include "frm_disa_caller_id.h"
 #include "frm_ext_lines.h"
@@ -19,6 +22,7 @@
 #include "frm_local_users.h"
 #include "frm_lua_trigger.h"
 #include "frm_peer_servers.h"
+#include "frm_prepaid_rate.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
 #include "frm_rg_detection.h"
@@ -27,6 +31,7 @@
 #include "frm_route_group.h"
 #include "frm_speed_dial.h"
 #include "frm_sys_black_list.h"
+#include "frm_sub_balance.h"
 #include "frm_time_cond.h"
 #include "frm_transitions.h"
 #include "support/page_fixture.h"
@@ -321,6 +326,19 @@ TEST_F(HelpPages, CallbackExplainsEveryField)
 {
     Cdlg_callback dialog(&store(), nullptr);
     expectThatEveryFieldIsExplained(dialog, 3);
+}
+
+TEST_F(HelpPages, PrepaidExplainsEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_prepaid_rate>(4, item(28));
+    expectThatEveryFieldIsExplained<Cfrm_caller_prepaid>(3, item(28));
+    expectThatEveryFieldIsExplained<Cfrm_sub_balance>(2, item(28));
+}
+
+TEST_F(HelpPages, CallingCardsExplainEveryField)
+{
+    expectThatEveryFieldIsExplained<Cfrm_callingcard_info>(6, item(33));
+    expectThatEveryFieldIsExplained<Cfrm_callingcard_fee_matrix>(3, item(33));
 }
 
 TEST_F(HelpPages, TimeConditionsExplainEveryField)
