@@ -5,6 +5,7 @@
 #include "bcl2/log.h"
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
+#include "cachedb2/remote_tables.h"
 
 #include <cstdio>
 #include <functional>
@@ -22,6 +23,8 @@ constexpr unsigned kOutside = 1;     // a routing group
 constexpr unsigned kOurNumber = 1;   // a caller refinement group
 constexpr unsigned kSwitchboard = 1; // a hunting group
 constexpr unsigned kSales = 1;       // a ring group
+constexpr unsigned kNational = 1;    // prepaid rates
+constexpr unsigned kInternational = 2;
 
 // Number transitions.
 constexpr unsigned kAddAreaCode = 1;
@@ -339,7 +342,7 @@ bool addWallboard(Cdb_fac_mgr& store)
     return store.DbEvtChannelAuthAdd(local) == kDbOk;
 }
 
-bool addRate(Cdb_fac_mgr& store, const char* prefix, unsigned fee, const char* description)
+bool addShopRate(Cdb_fac_mgr& store, const char* prefix, unsigned fee, const char* description)
 {
     Cdb_call_shop_fee_rate_info rate;
     BclCopyStr(rate.calledNbr, prefix);
@@ -349,15 +352,78 @@ bool addRate(Cdb_fac_mgr& store, const char* prefix, unsigned fee, const char* d
     return store.DbCallShopAdd(&rate) == kDbOk;
 }
 
-bool addRates(Cdb_fac_mgr& store)
+bool addShopRates(Cdb_fac_mgr& store)
 {
     return store.rows<Cdb_call_shop_fee_rate_info>().get()->size() != 0 ||
-           (addRate(store, ".", 40, "Everywhere else") && addRate(store, "0", 5, "National"));
+           (addShopRate(store, ".", 40, "Everywhere else") && addShopRate(store, "0", 5, "National"));
 }
 
 bool addLists(Cdb_fac_mgr& store)
 {
-    return addBlackList(store) && addIpList(store) && addRewriting(store) && addWallboard(store) && addRates(store);
+    return addBlackList(store) && addIpList(store) && addRewriting(store) && addWallboard(store) && addShopRates(store);
+}
+
+bool addRate(Cdb_fac_mgr& store, unsigned id, unsigned tariff, unsigned fee)
+{
+    Ctbl_prepaid_rate rate;
+    if (tbl_prepaid_rate_get(&store, id, &rate) == kDbOk)
+        return true;
+    rate.rate_id = id;
+    rate.tariff_interval = 60;
+    rate.tariff = tariff;
+    rate.onetime_fee = fee;
+    return tbl_prepaid_rate_set(&store, &rate) == kDbOk;
+}
+
+// For every prepaid user and every card without a dial plan of its own. The prefix is of the number after its analysis.
+bool addRateOf(Cdb_fac_mgr& store, const char* prefix, unsigned rateId)
+{
+    Ctbl_caller_prepaid caller;
+    BclCopyStr(caller.cSubscriber, ".");
+    BclCopyStr(caller.cRouteNbr, prefix);
+    caller.nRateId = rateId;
+    Ctbl_callingcard_fee_matrix card;
+    BclCopyStr(card.cDialPlan, "default");
+    BclCopyStr(card.cRouteNbr, prefix);
+    card.nRateId = rateId;
+    unsigned known = 0;
+    const bool hasCaller = tbl_caller_prepaid_has(&store, caller.cSubscriber, prefix) == kDbHas;
+    const bool hasCard = tbl_callingcard_fee_matrix_get(&store, card.cDialPlan, prefix, known) == kDbOk;
+    return (hasCaller || tbl_caller_prepaid_set(&store, &caller) == kDbOk) &&
+           (hasCard || tbl_callingcard_fee_matrix_set(&store, &card) == kDbOk);
+}
+
+// A user who pays for calls out of a balance.
+bool addPrepaidUser(Cdb_fac_mgr& store, const char* name, int cents)
+{
+    if (tbl_sub_balace_has(&store, name) == kDbHas)
+        return true;
+    Cdb_usr_info user;
+    if (store.DbGetUsrInfo(name, user) != kDbOk)
+        return false;
+    user.flags |= kUsrPrepaid;
+    return store.DbSetLocalUserData(user) == kDbOk && tbl_sub_balance_set(&store, name, cents) == kDbOk;
+}
+
+bool addCard(Cdb_fac_mgr& store)
+{
+    Ctbl_callingcard_balance card;
+    BclCopyStr(card.cCard, "55501234");
+    if (tbl_callingcard_balance_get(&store, card) == kDbOk)
+        return true;
+    BclCopyStr(card.cPin, "4711");
+    card.nBalance = 500;
+    return tbl_callingcard_balance_set(&store, card) == kDbOk;
+}
+
+// Ten euros for one user, little for another, and a card. Nothing where the remote database is away.
+bool addBilling(Cdb_fac_mgr& store)
+{
+    if (store.IsRemoteDbActive() == 0)
+        return true;
+    return addRate(store, kNational, 2, 5) && addRate(store, kInternational, 25, 10) &&
+           addRateOf(store, "0", kNational) && addRateOf(store, "+", kInternational) &&
+           addPrepaidUser(store, "1010", 1000) && addPrepaidUser(store, "1011", 3) && addCard(store);
 }
 
 bool printUsers(Cdb_fac_mgr& store)
@@ -380,7 +446,7 @@ int main()
     Cdb_fac_mgr store;
     if (!store.isOpen() || !addUsers(store) || !addOfficeHours(store) || !addPeers(store) || !addDialPlan(store) ||
         !addSwitchboard(store) || !addSales(store) || !addTriggers(store) || !addSpeedDials(store) ||
-        !addRecordingRules(store) || !addLists(store) || !printUsers(store)) {
+        !addRecordingRules(store) || !addLists(store) || !addBilling(store) || !printUsers(store)) {
         std::fprintf(stderr, "The demo office could not be made.\n");
         return 1;
     }

@@ -1,6 +1,7 @@
 // The office that the demo makes: whatever a record of it names is there.
 #include "bcl2/text.h"
 #include "cachedb2/fac_mgr.h"
+#include "cachedb2/remote_tables.h"
 #include "support/child_process.h"
 #include "support/console_fixture.h"
 
@@ -65,6 +66,34 @@ TEST_F(DemoOffice, NamesNothingThatIsNotThere)
         hours.ID = peer.timeCondId;
         EXPECT_TRUE(peer.timeCondId == 0 || store.DbTimeConditionGet(hours) == kDbOk);
     });
+}
+
+// Each row that names a rate names one that is there, and who pays for calls has a rate and a balance.
+TEST_F(DemoOffice, HasPrepaidUsersAndACardWithRates)
+{
+    (void)make("demo.txt");
+    Cdb_fac_mgr store;
+    ASSERT_NE(store.IsRemoteDbActive(), 0u);
+    for (const char* table : {"tbl_caller_prepaid", "tbl_callingcard_fee_matrix"}) {
+        Cdba_proxy rows(&store);
+        ASSERT_EQ(rows.query((std::string("select nRateId from ") + table).c_str()), kDbOk);
+        EXPECT_EQ(rows.getRecordsCnt(), 2u) << table;
+        while (rows.fetchRow() == kDbOk) {
+            Ctbl_prepaid_rate rate;
+            EXPECT_EQ(tbl_prepaid_rate_get(&store, rows.getRowU32Val(0), &rate), kDbOk) << table;
+            EXPECT_NE(rate.tariff_interval, 0u);
+        }
+    }
+    for (const char* name : {"1010", "1011"}) {
+        Cdb_usr_info user;
+        ASSERT_EQ(store.DbGetUsrInfo(name, user), kDbOk);
+        EXPECT_NE(user.flags & kUsrPrepaid, 0u) << name;
+        EXPECT_EQ(tbl_sub_balace_has(&store, name), kDbHas) << name;
+    }
+    Ctbl_callingcard_balance card;
+    BclCopyStr(card.cCard, "55501234");
+    EXPECT_EQ(tbl_callingcard_balance_get(&store, card), kDbOk);
+    EXPECT_GT(card.nBalance, 0);
 }
 
 TEST_F(DemoOffice, IsNotMadeTwice)
