@@ -118,6 +118,7 @@ void Cfrm_ivr_trigger::onEditBtn()
         return;
     _deleteRow(_rowOfKey(key));
     _addItem(_editor->record());
+    _selectLastRow();
 }
 
 // The row goes whatever the store says.

@@ -145,6 +145,7 @@ void Cfrm_lua_trigger::onEditBtn()
         return;
     _deleteRow(_rowOfKey(key));
     _addItem(_editor->record());
+    _selectLastRow();
 }
 
 // The row goes whatever the store says.

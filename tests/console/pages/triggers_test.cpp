@@ -146,6 +146,7 @@ TEST_F(IvrTriggers, EditShowsWhatTheStoreHoldsAndTheRowMovesToTheEndUntilRefresh
     });
     EXPECT_EQ(column(1), (QStringList{"81", "80"}));
     EXPECT_EQ(row(1), (QStringList{"default", "80", "new", "changed.xml"}));
+    EXPECT_EQ(view().currentIndex().row(), 1) << "what is done next is done to the same record";
     EXPECT_STREQ(stored().at(0).name, "new");
     press(Refresh);
     EXPECT_EQ(column(1), (QStringList{"80", "81"}));
@@ -406,6 +407,7 @@ TEST_F(LuaTriggers, EditShowsWhatTheStoreHoldsAndTheRowMovesToTheEndUntilRefresh
     });
     EXPECT_EQ(column(0), (QStringList{"3", "2"}));
     EXPECT_EQ(row(1), (QStringList{"2", item(369), "default", "80", "new", "changed"}));
+    EXPECT_EQ(view().currentIndex().row(), 1) << "what is done next is done to the same record";
     EXPECT_STREQ(stored().at(0).name, "new");
     EXPECT_STREQ(stored().at(1).name, "");
 }
