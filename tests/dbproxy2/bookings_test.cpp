@@ -442,6 +442,22 @@ TEST_P(RemoteBookings, AreForgottenWhenTheyAreVeryOld)
     EXPECT_EQ("10000000bbbbbbbbbbbbbbbbbbbbbbbb", sql("select min(cBooking) from tbl_booking"));
 }
 
+// The row of a booking tells that it was made, however old it is.
+TEST_P(RemoteBookings, AreNotForgottenWhileOneOfThemWaits)
+{
+    ASSERT_EQ(Result::Done, end(openCall(0), 0)); // there is a journal
+    endBookings();
+    const std::string old = "10000000aaaaaaaaaaaaaaaaaaaaaaaa"; // 1978
+    sql("insert into tbl_booking (cBooking, nAccountKind, cAccountName, nReserved, nCost, nState) values ('" + old +
+        "', 1, '1000', 0, 120, 2)");
+    RemoteFixture::sql(Engine::Embedded, "attach database '" + path("bookings.db") +
+                                             "' as j; insert into j.tbl_pending (cBooking, nAccountKind, "
+                                             "cAccountName, nCost, nIsEnded) values ('" +
+                                             old + "', 1, '1000', 120, 1)");
+    ASSERT_TRUE(bookings().waitUntilBooked(kTestPatience));
+    EXPECT_EQ(1000, balance());
+}
+
 TEST_P(RemoteBookings, LoseNoCentBetweenTwoThatDebitTogether)
 {
     constexpr int kEach = 5000;

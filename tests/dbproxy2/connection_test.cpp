@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,7 +17,9 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -225,6 +228,42 @@ TEST_F(RemoteConnection, IsNotLostWithATableThatSomebodyLocks)
     }
     ASSERT_EQ(0, mysql_query(backup.get(), "unlock tables"));
     EXPECT_EQ(kDbOk, remote().set(rate(1)));
+}
+
+TEST_F(RemoteConnection, IsNotLostWithASessionThatTheServerRefuses)
+{
+    startServer();
+    server().sql("alter user " + std::string(MariaServer::kUser) + "@'127.0.0.1' with max_user_connections 2");
+    open(settings(Engine::MariaDb));
+    ASSERT_TRUE(waitForLog("is connected"));
+    ASSERT_EQ(kDbOk, remote().set(rate(1)));
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> operations;
+    for (int i = 0; i < 4; ++i)
+        operations.emplace_back([&] {
+            while (!isOver)
+                EXPECT_EQ(kDbHas, remote().has(rate(1)));
+        });
+    EXPECT_TRUE(waitForLog("A further connection"));
+    isOver = true;
+    for (std::thread& operation : operations)
+        operation.join();
+    EXPECT_EQ(kDbHas, remote().has(rate(1)));
+    EXPECT_EQ(0, count(takeLog(), "is lost"));
+}
+
+TEST_F(RemoteConnection, TellsEachRefusalOnce)
+{
+    openServer();
+    Ctbl_sub_balance balance;
+    BclCopyStr(balance.cSubName, "1000");
+    server().sql("drop table billing.tbl_prepaid_rate, billing.tbl_sub_balance");
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(kDbFailed, remote().set(rate(1)));
+        EXPECT_EQ(kDbFailed, remote().set(balance));
+    }
+    close();
+    EXPECT_EQ(2, count(takeLog(), "refused"));
 }
 
 TEST_F(RemoteConnection, NoticesAServerThatHangsWhileNobodyAsks)

@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kReportPause = 60s; // the same refusal is not logged more often
+constexpr size_t kMostReports = 100;
 
 // Between the attempts of one operation.
 class ConflictPause {
@@ -137,10 +138,11 @@ void RemoteCore::report(const std::string& what, const SqlResult& result)
         return;
     {
         const std::scoped_lock lock(_reportMutex);
-        if (result.reason == _lastReport && Clock::now() - _lastReportTime < kReportPause)
+        const auto now = Clock::now();
+        std::erase_if(_reports, [now](const auto& report) { return now - report.second >= kReportPause; });
+        // Reasons that name what they are about could be many.
+        if (_reports.size() >= kMostReports || !_reports.try_emplace(result.reason, now).second)
             return;
-        _lastReport = result.reason;
-        _lastReportTime = Clock::now();
     }
     BclLog("The remote database refused %s: %s.", what.c_str(), result.reason.c_str());
 }

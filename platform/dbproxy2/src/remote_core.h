@@ -5,9 +5,12 @@
 #include "remote_link.h"
 #include "sql_run.h"
 
+#include <chrono>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 
 // Any thread.
 class RemoteCore {
@@ -41,6 +44,5 @@ private:
     std::vector<std::shared_ptr<RemoteLink>> _left; // those of former settings that have not come to their end
 
     std::mutex _reportMutex;
-    std::string _lastReport;
-    std::chrono::steady_clock::time_point _lastReportTime;
+    std::map<std::string, std::chrono::steady_clock::time_point> _reports; // reasons, and when they were logged
 };

@@ -256,9 +256,16 @@ void RemoteLink::addSession(Lock& lock, SqlEngine& engine)
 {
     lock.unlock();
     std::string reason;
-    std::unique_ptr<SqlSession> session = engine.connect({Clock::now() + kSessionTime, &_isLeft}, reason);
+    const auto begin = Clock::now();
+    std::unique_ptr<SqlSession> session = engine.connect({begin + kSessionTime, &_isLeft}, reason);
+    // A server may grant so many sessions and no more: the others work. Whether it is gone, the probe tells.
+    const bool isRefused = !session && Clock::now() - begin < kRefusalTime;
+    if (isRefused && !_isLeft)
+        BclLog("A further connection to the %s cannot be made: %s.", engine.name().c_str(), reason.c_str());
     lock.lock();
-    if (!session) {
+    if (isRefused)
+        _maxSessions = _sessions;
+    else if (!session) {
         if (_isActive)
             setLost(reason);
     } else if (!_isActive)

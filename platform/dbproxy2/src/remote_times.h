@@ -15,7 +15,8 @@ constexpr std::chrono::milliseconds kLongestConflictPause{100};
 constexpr std::chrono::milliseconds kProbePause{1900};
 constexpr std::chrono::milliseconds kProbeTime{2000};
 constexpr std::chrono::milliseconds kSessionTime{3000}; // for a further session
-static_assert(kProbePause + std::max(kProbeTime, kSessionTime) < std::chrono::seconds(5));
+constexpr std::chrono::milliseconds kRefusalTime{1000}; // a server that is there refuses one within this
+static_assert(kProbePause + std::max(kRefusalTime + kProbeTime, kSessionTime) < std::chrono::seconds(5));
 constexpr std::chrono::seconds kIdleTime{30}; // a session that rested longer is tried before somebody gets it
 
 constexpr std::chrono::milliseconds kConnectTime{5000};
