@@ -2,6 +2,7 @@
 #include "bcl2/text.h"
 #include "dbproxy2/bookings.h"
 #include "dbproxy2/remote_fixture.h"
+#include "embedded_engine.h"
 #include "support/fault_vfs.h"
 
 #include <sqlite3.h>
@@ -130,6 +131,26 @@ TEST_P(EmbeddedFaults, BookEveryCallOnce)
     }
     EXPECT_GT(met, 0) << "nothing failed";
     EXPECT_EQ("0", sql(Engine::Embedded, "select count(*) from tbl_booking where nState<>2"));
+}
+
+// An operation may have waited for its session before.
+TEST_F(RemoteFixture, WaitsForAnotherProcessNoLongerThanItsDeadline)
+{
+    installFaultVfs("/billing.db");
+    const auto engine = makeEmbeddedEngine(path("billing.db"));
+    std::string reason;
+    const auto session = engine->connect(Deadline::in(kTestPatience), reason);
+    const auto other = engine->connect(Deadline::in(kTestPatience), reason);
+    ASSERT_TRUE(session && other) << reason;
+    ASSERT_TRUE(other->run("begin immediate", {}, nullptr, Deadline::in(kTestPatience)).isDone());
+    // It would look some hundred times.
+    constexpr unsigned kLooks = 50;
+    armFault({FileCall::LockIndex, SQLITE_IOERR_SHMLOCK}, kLooks);
+    const SqlResult late = session->run("begin immediate", {}, nullptr, Deadline::in(std::chrono::milliseconds(0)));
+    EXPECT_FALSE(disarmFault());
+    EXPECT_EQ(SqlStatus::Conflict, late.status);
+    ASSERT_TRUE(other->run("rollback", {}, nullptr, Deadline::in(std::chrono::milliseconds(0))).isDone());
+    EXPECT_TRUE(session->run("begin immediate", {}, nullptr, Deadline::in(kTestPatience)).isDone());
 }
 
 namespace {

@@ -19,8 +19,9 @@ class EmbeddedSession final : public SqlSession {
 public:
     explicit EmbeddedSession(std::unique_ptr<DbConnection> db) : _db(std::move(db)) {}
 
-    SqlResult run(std::string_view sql, std::span<const SqlValue> values, SqlRows* rows, Deadline) override
+    SqlResult run(std::string_view sql, std::span<const SqlValue> values, SqlRows* rows, Deadline deadline) override
     {
+        _db->waitUntil(deadline.end);
         if (values.empty() && rows != nullptr)
             return readPage(std::string(sql), *rows);
         DbStatement* statement = _db->cached(std::string(sql));

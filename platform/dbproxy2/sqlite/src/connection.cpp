@@ -17,15 +17,21 @@ namespace {
 constexpr int kBusyTries = 900;
 constexpr timespec kBusyPause{0, 1'000'000};
 
-int waitWhileBusy(void*, int tries)
+} // namespace
+
+DbConnection::DbConnection(sqlite3* handle) : _handle(handle)
 {
-    if (tries >= kBusyTries)
+    sqlite3_busy_handler(handle, &waitWhileBusy, this);
+}
+
+int DbConnection::waitWhileBusy(void* connection, int tries)
+{
+    const auto end = static_cast<const DbConnection*>(connection)->_waitEnd;
+    if (tries >= kBusyTries || std::chrono::steady_clock::now() >= end)
         return 0;
     nanosleep(&kBusyPause, nullptr);
     return 1;
 }
-
-} // namespace
 
 DbStatement::~DbStatement()
 {
@@ -93,7 +99,6 @@ std::unique_ptr<DbConnection> DbConnection::open(const std::string& path, Mode m
         sqlite3_close_v2(handle);
         return nullptr;
     }
-    sqlite3_busy_handler(handle, &waitWhileBusy, nullptr);
     return std::unique_ptr<DbConnection>(new DbConnection(handle));
 }
 

@@ -1,6 +1,7 @@
 // One SQLite connection with its prepared statements. The engine's result codes go no further.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -51,6 +52,9 @@ public:
     DbConnection(const DbConnection&) = delete;
     DbConnection& operator=(const DbConnection&) = delete;
 
+    // From here on no statement waits for another process beyond that moment; at first there is none.
+    void waitUntil(std::chrono::steady_clock::time_point end) { _waitEnd = end; }
+
     [[nodiscard]] bool exec(const std::string& sql);
     // From here on every statement that would write fails.
     [[nodiscard]] bool lockForReading();
@@ -86,9 +90,12 @@ private:
         int code;
         std::string reason;
     };
-    explicit DbConnection(sqlite3* handle) : _handle(handle) {}
+    explicit DbConnection(sqlite3* handle);
+
+    static int waitWhileBusy(void* connection, int tries);
 
     sqlite3* _handle;
+    std::chrono::steady_clock::time_point _waitEnd = std::chrono::steady_clock::time_point::max();
     std::optional<Failure> _failure; // one that the engine has forgotten, until the next call
     std::unordered_map<std::string, std::unique_ptr<DbStatement>> _statements;
 };
