@@ -267,7 +267,8 @@ TEST_P(RemoteBookings, AreOnDiskBeforeTheFirstOfManyIsMade)
 TEST_P(RemoteBookingsOnAServer, AreOnDiskSoonThoughItHangs)
 {
     std::vector<std::string> ids;
-    for (int i = 0; i < 5; ++i)
+    ids.reserve(5);
+    while (ids.size() < 5)
         ids.push_back(openCall(100, 10));
     server().suspend();
     std::vector<std::future<Result>> ends;
@@ -589,7 +590,8 @@ TEST_P(RemoteBookingsOnAServer, AreRepeatedWhenABalanceChangesMeanwhile)
     std::atomic<bool> isOver = false;
     std::atomic<int> debits = 0;
     std::vector<std::thread> others;
-    for (int i = 0; i < 6; ++i) // hardly a moment without a change
+    others.reserve(6);
+    while (others.size() < 6) // hardly a moment without a change
         others.emplace_back([&] {
             while (!isOver)
                 if (remote().debit(kUser, 1) == kDbOk)

@@ -239,7 +239,8 @@ TEST_F(RemoteConnection, IsNotLostWithASessionThatTheServerRefuses)
     ASSERT_EQ(kDbOk, remote().set(rate(1)));
     std::atomic<bool> isOver = false;
     std::vector<std::thread> operations;
-    for (int i = 0; i < 4; ++i)
+    operations.reserve(4);
+    while (operations.size() < 4)
         operations.emplace_back([&] {
             while (!isOver)
                 EXPECT_EQ(kDbHas, remote().has(rate(1)));
