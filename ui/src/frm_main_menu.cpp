@@ -75,9 +75,8 @@ using Kind = MenuItem::Kind;
 constexpr int kLangEnglish = 0;
 constexpr int kLangChinese = 1;
 
-// For pages that are still to come.
+// For the page that is still to come.
 constexpr PageWindow kLater = {PageWindow::Way::Frame};
-constexpr PageWindow kRemoteLater = {PageWindow::Way::RemoteFrame};
 
 constexpr MenuItem menu(int text)
 {
