@@ -635,6 +635,28 @@ TEST_F(PrepaidRates, EveryInputHasItsOwnBytesOfTheRecord)
         {{Input::Edit, 241, {whole(&Rate::rate_id)}}});
 }
 
+class PrepaidRatesOnServer : public PrepaidRates {
+protected:
+    [[nodiscard]] RemoteEngine engine() const override { return RemoteEngine::MariaDb; }
+};
+
+TEST_F(PrepaidRatesOnServer, AServerThatHangsStopsNoButton)
+{
+    keep(rate(1));
+    openPage();
+    server().suspend();
+    press(Refresh);
+    EXPECT_EQ(rows(), 0);
+    add(filled({"5", "60", "12", "20"}));
+    EXPECT_EQ(column(0), QStringList{"5"});
+    deleteRow(0);
+    EXPECT_EQ(rows(), 0);
+    server().resume();
+    ASSERT_TRUE(waitForRemote(true));
+    press(Refresh);
+    EXPECT_EQ(column(0), QStringList{"1"}) << "what was entered meanwhile was not stored";
+}
+
 class SubscriberBalances : public OnePage<1> {};
 
 TEST_F(SubscriberBalances, AreCentsWithTheirSign)
