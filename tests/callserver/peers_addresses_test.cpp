@@ -192,14 +192,26 @@ TEST_F(AddressesTest, SavedRecordBindsWhatIsMissing)
 
 TEST_F(AddressesTest, NothingBoundIsNotCalledReady)
 {
+    present = {};
     serve();
     (void)newLines();
-    present = {};
-    serve("192.0.2.200"); // neither this nor what was served before can be had
+    serve("192.0.2.200"); // there is no former one to stay on
     EXPECT_EQ(newLines(), Lines{"log SIP over UDP cannot use port " + std::to_string(port) +
                                 " of 192.0.2.200: Cannot assign requested address."});
     follow({"127.0.0.2"});
     EXPECT_EQ(newLines(), Lines{ready(at("127.0.0.2"))});
+}
+
+TEST_F(AddressesTest, AnAddressThatCannotBeHadLeavesTheServedSocketsOpen)
+{
+    serve();
+    (void)newLines();
+    present = {};
+    serve("192.0.2.200");
+    EXPECT_EQ(newLines(),
+              Lines{"log SIP over UDP cannot use port " + std::to_string(port) +
+                    " of 192.0.2.200: Cannot assign requested address; it stays on " + at("127.0.0.2") + "."});
+    EXPECT_TRUE(isServed("127.0.0.2"));
 }
 
 } // namespace

@@ -3,21 +3,34 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <netinet/in.h>
+#include <random>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-// Binds to a free port of 127.0.0.1; 0 when there is none.
-uint16_t bindToFree(int fd)
+// False when the port is taken.
+bool bindTo(int fd, uint16_t port)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    const bool isBound = bind(fd, generic, size) == 0 && getsockname(fd, generic, &size) == 0;
-    return isBound ? ntohs(address.sin_port) : uint16_t{0};
+    address.sin_port = htons(port);
+    return bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+}
+
+// Binds to a free port of 127.0.0.1; 0 when there is none. Below those that the system gives to clients: one of them
+// could take the port before the test has a server on it.
+uint16_t bindToFree(int fd)
+{
+    constexpr int kMaxTries = 200;
+    std::random_device random;
+    std::uniform_int_distribution<int> ports(12000, 31999);
+    for (int i = 0; i < kMaxTries; ++i) {
+        if (const auto port = static_cast<uint16_t>(ports(random)); bindTo(fd, port))
+            return port;
+    }
+    return 0;
 }
 
 // Also on ::1, where connections of a moment ago keep their ports taken for a minute. True without IPv6.

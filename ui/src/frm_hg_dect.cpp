@@ -51,8 +51,10 @@ void Cdlg_hg_dect::accept()
 {
     if (_edtCalledNbr->text().isEmpty())
         return _refuseParam(QStringLiteral("Please configure called number prefix."));
-    BclCopyQStr(_record.calledNbr, _edtCalledNbr->text());
-    BclCopyQStr(_record.dialPlan, _cmbDialPlan->currentText());
+    if (_mode == Mode::Add) { // a rule keeps the key that it was opened with, also one that the boxes cannot show
+        BclCopyQStr(_record.calledNbr, _edtCalledNbr->text());
+        BclCopyQStr(_record.dialPlan, _cmbDialPlan->currentText());
+    }
     if (_cmbGroup->count() != 0) // else a rule keeps the group that it had
         _record.groupID = ComboBoxGetValU32(_cmbGroup);
     _closeBy(_mode == Mode::Edit ? _store->DbHGUpdateDetect(_record) : _store->DbHGAddDetect(_record));
@@ -122,6 +124,7 @@ void Cfrm_hg_dect::onEditBtn()
         return;
     _deleteRow(_rowOfKey(key));
     _addItem(_editor->record());
+    _selectLastRow();
 }
 
 void Cfrm_hg_dect::onDeleteBtn()

@@ -115,8 +115,8 @@ void Cdlg_hg_info::readInputs(Cdb_hunting_group_cfg_data& record) const
         record.operatorTime = qMax(kMinOperatorTime, BclStrToU32(time));
     if (_chkQueue->isChecked()) {
         record.isQueueOn = 1;
-        record.queueCounter = static_cast<uint8_t>(BclStrToU32(_edtQueueCounter->text()));
-        record.queueDuration = static_cast<uint16_t>(BclStrToU32(_edtQueueDuration->text()));
+        record.queueCounter = BclNumberOf<uint8_t>(_edtQueueCounter->text());
+        record.queueDuration = BclNumberOf<uint16_t>(_edtQueueDuration->text());
     }
 }
 

@@ -5,8 +5,6 @@
 #include "common/dlg_storing.h"
 #include "common/frm_list.h"
 
-class QLineEdit;
-
 // Edits one entry and stores it.
 class Cdlg_sys_black_list : public Cdlg_storing<Cdb_sys_black_item> {
     Q_OBJECT
@@ -19,9 +17,6 @@ public slots:
 
 private:
     void setupUi();
-
-    QLineEdit* _edtCallerNbr = nullptr;
-    QLineEdit* _edtCalledNbr = nullptr;
 };
 
 class Cfrm_sys_black_list : public Cfrm_list {

@@ -322,6 +322,17 @@ TEST_F(IpList, WhatTheStoreCannotWriteIsShownAnyway)
     EXPECT_EQ(stored().size(), 1u);
 }
 
+TEST_F(IpList, DeleteRemovesTheRecordAndItsRow)
+{
+    keep(entry("192.0.2.8"));
+    keep(entry("192.0.2.9"));
+    open<Cfrm_ip_bwlist>();
+    select(0);
+    press(Delete);
+    EXPECT_EQ(column(0), QStringList{"192.0.2.9"});
+    EXPECT_EQ(store().rows<Cdb_ip_bwlist>().get()->size(), 1u);
+}
+
 TEST_F(IpList, AddOpensEmptyWhateverWasThereBefore)
 {
     keep(entry("192.0.2.9", 1, "x"));

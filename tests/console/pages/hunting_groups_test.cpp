@@ -255,6 +255,18 @@ TEST_F(HuntingGroups, AddStoresWhatWasEnteredAndAppendsTheRow)
     EXPECT_EQ(sales.queueDuration, 65535);
 }
 
+TEST_F(HuntingGroups, ALimitThatIsTooLargeBecomesTheLargestNotNone)
+{
+    open<Cfrm_hg_info>();
+    add("7", [](QDialog& editor) {
+        queue(editor).click();
+        edit(editor, 332).setText("256");
+        edit(editor, 333).setText("65536");
+    });
+    EXPECT_EQ(stored(7).queueCounter, 255);
+    EXPECT_EQ(stored(7).queueDuration, 65535);
+}
+
 TEST_F(HuntingGroups, ARingTimeBelowTenBecomesTenAndAnEmptyOneTheDefault)
 {
     const std::vector<std::pair<const char*, unsigned>> kTimes = {
@@ -826,6 +838,7 @@ TEST_F(HuntingDetection, EditCanChangeTheGroupOnlyAndMovesTheRowToTheEnd)
         pressOk(editor);
     });
     EXPECT_EQ(column(1), (QStringList{"80", "1"}));
+    EXPECT_EQ(view().currentIndex().row(), 1) << "what is done next is done to the edited rule";
     EXPECT_EQ(row(1), (QStringList{"night", "1", "6"}));
 }
 
@@ -874,6 +887,24 @@ TEST_F(HuntingDetection, OneThatWasDeletedUnderItsEditorStaysDeletedAndItsRowAsI
     });
     EXPECT_EQ(storedRules(), 0u);
     EXPECT_EQ(row(0), (QStringList{"default", "80", "5"}));
+}
+
+TEST_F(HuntingDetection, ARuleWhosePlanIsGoneDoesNotWriteOverThatOfTheDefaultPlan)
+{
+    keepGroup(5);
+    keepGroup(6);
+    keepRule("default", "80", 5);
+    keepRule("night", "80", 5);
+    open<Cfrm_hg_dect>();
+    ASSERT_EQ(store().DbHGDelDetect("night", "80"), kDbOk);
+    select(1);
+    expectEditor([](QDialog& editor) {
+        combo(editor, 282).setCurrentIndex(1);
+        pressOk(editor);
+        EXPECT_EQ(editor.result(), QDialog::Rejected);
+    });
+    press(Edit);
+    EXPECT_EQ(stored("default", "80").groupID, 5);
 }
 
 TEST_F(HuntingDetection, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)

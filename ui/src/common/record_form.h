@@ -47,7 +47,7 @@ public:
         bind([=](const Record& record) { edit->setText(QString::number(record.*field)); },
              [=](Record& record) {
                  if (edit->text() != QString::number(record.*field))
-                     record.*field = static_cast<Number>(BclStrToInt(edit->text()));
+                     record.*field = BclNumberOf<Number>(edit->text());
              });
     }
 
