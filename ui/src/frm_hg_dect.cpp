@@ -2,21 +2,16 @@
 
 #include "cachedb2/fac_mgr.h"
 #include "common/combo_fill.h"
-#include "common/combo_value.h"
-#include "common/enabling.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
-#include "common/qstr.h"
 #include "common/read_rows.h"
 #include "common/warning_box.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QVBoxLayout>
 
 using Detection = Cdb_hunting_group_detect_data;
 
-Cdlg_hg_dect::Cdlg_hg_dect(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(store, parent)
+Cdlg_hg_dect::Cdlg_hg_dect(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_storing(store, parent)
 {
     setHelpTopicID(kHelpHuntingGroup);
     GetLangItem(290, this, "");
@@ -27,37 +22,40 @@ void Cdlg_hg_dect::setupUi()
 {
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout);
-    _cmbDialPlan = grid.addCombo(291);
-    _edtCalledNbr = grid.addEdit(292);
+    _key.chosenText(_cmbDialPlan = _indexItem(grid.addCombo(291)), &Detection::dialPlan);
+    _key.text(_edtCalledNbr = _indexItem(grid.addEdit(292)), &Detection::calledNbr);
     _cmbGroup = grid.addCombo(282);
+    bindGroup();
     _addButtonBox(layout);
+}
+
+// A rule keeps the group that it had where there are none to choose from.
+void Cdlg_hg_dect::bindGroup()
+{
+    _form.bind(
+        [this](const Detection& record) {
+            _cmbGroup->setCurrentIndex(0);
+            ComboBoxSelectData(_cmbGroup, record.groupID);
+        },
+        [this](Detection& record) {
+            if (_cmbGroup->count() != 0)
+                record.groupID = ComboBoxGetValU32(_cmbGroup);
+        });
 }
 
 void Cdlg_hg_dect::Init(const Cdb_hunting_group_detect_data* record)
 {
     InitDialPlanView(_store, _cmbDialPlan);
     InitHGGroupIdView(_store, _cmbGroup);
-    _cmbGroup->setCurrentIndex(0);
-    _mode = record == nullptr ? Mode::Add : Mode::Edit;
-    _record = record == nullptr ? Detection() : *record;
-    _edtCalledNbr->setText(QString::fromUtf8(_record.calledNbr));
-    ComboBoxSelectText(_cmbDialPlan, QString::fromUtf8(_record.dialPlan));
-    ComboBoxSelectData(_cmbGroup, _record.groupID);
-    SwitchEditControl(_cmbDialPlan, _mode == Mode::Add);
-    SwitchEditControl(_edtCalledNbr, _mode == Mode::Add);
+    Cdlg_storing::Init(record);
 }
 
 void Cdlg_hg_dect::accept()
 {
     if (_edtCalledNbr->text().isEmpty())
         return _refuseParam(QStringLiteral("Please configure called number prefix."));
-    if (_mode == Mode::Add) { // a rule keeps the key that it was opened with, also one that the boxes cannot show
-        BclCopyQStr(_record.calledNbr, _edtCalledNbr->text());
-        BclCopyQStr(_record.dialPlan, _cmbDialPlan->currentText());
-    }
-    if (_cmbGroup->count() != 0) // else a rule keeps the group that it had
-        _record.groupID = ComboBoxGetValU32(_cmbGroup);
-    _closeBy(_mode == Mode::Edit ? _store->DbHGUpdateDetect(_record) : _store->DbHGAddDetect(_record));
+    _readInputs();
+    _closeBy(_isNew ? _store->DbHGAddDetect(_record) : _store->DbHGUpdateDetect(_record));
 }
 
 Cfrm_hg_dect::Cfrm_hg_dect(Cdb_fac_mgr* store, QWidget* parent)

@@ -2,14 +2,11 @@
 #pragma once
 
 #include "cachedb2/hunting_groups.h"
-#include "common/dlg_common.h"
+#include "common/dlg_storing.h"
 #include "common/frm_list.h"
 
-class QComboBox;
-class QLineEdit;
-
 // Edits one rule and stores it.
-class Cdlg_hg_dect : public Cdlg_common {
+class Cdlg_hg_dect : public Cdlg_storing<Cdb_hunting_group_detect_data> {
     Q_OBJECT
 
 public:
@@ -17,22 +14,17 @@ public:
 
     // Prepares the dialog; null: for a new rule.
     void Init(const Cdb_hunting_group_detect_data* record);
-    // What it stored, after it was accepted.
-    [[nodiscard]] const Cdb_hunting_group_detect_data& record() const { return _record; }
 
 public slots:
     void accept() override;
 
 private:
-    enum class Mode { Add, Edit };
-
     void setupUi();
+    void bindGroup();
 
     QComboBox* _cmbDialPlan = nullptr;
     QLineEdit* _edtCalledNbr = nullptr;
     QComboBox* _cmbGroup = nullptr;
-    Cdb_hunting_group_detect_data _record;
-    Mode _mode = Mode::Add;
 };
 
 class Cfrm_hg_dect : public Cfrm_list {

@@ -2,21 +2,16 @@
 
 #include "cachedb2/fac_mgr.h"
 #include "common/combo_fill.h"
-#include "common/combo_value.h"
-#include "common/enabling.h"
 #include "common/form_grid.h"
 #include "common/lang_res.h"
-#include "common/qstr.h"
 #include "common/read_rows.h"
 #include "common/warning_box.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QVBoxLayout>
 
 using Detection = Cdb_rg_detection;
 
-Cdlg_rg_detection::Cdlg_rg_detection(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(store, parent)
+Cdlg_rg_detection::Cdlg_rg_detection(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_storing(store, parent)
 {
     setHelpTopicID(kHelpRingGroup);
     GetLangItem(293, this, "");
@@ -28,38 +23,28 @@ void Cdlg_rg_detection::setupUi()
 {
     auto* const layout = new QVBoxLayout(this);
     Cform_grid grid(layout);
-    _cmbDialPlan = grid.addCombo(224);
-    _edtCalledNbr = grid.addEdit(292);
-    _edtName = grid.addEdit(283);
-    _edtGroupId = grid.addEdit(458);
+    _key.chosenText(_cmbDialPlan = _indexItem(grid.addCombo(224)), &Detection::dialPlan);
+    _key.text(_indexItem(grid.addEdit(292)), &Detection::cldNbr);
+    _form.text(grid.addEdit(283), &Detection::name);
+    _form.numberOrNone(grid.addEdit(458), &Detection::groupID);
     _addButtonBox(layout);
 }
 
 void Cdlg_rg_detection::init(const Cdb_rg_detection* record)
 {
     InitDialPlanView(_store, _cmbDialPlan);
-    _mode = record == nullptr ? Mode::Add : Mode::Edit;
-    _record = record == nullptr ? Detection() : *record;
-    ComboBoxSelectText(_cmbDialPlan, QString::fromUtf8(_record.dialPlan));
-    _edtCalledNbr->setText(QString::fromUtf8(_record.cldNbr));
-    _edtName->setText(QString::fromUtf8(_record.name));
-    _edtGroupId->setText(record == nullptr ? QString() : QString::number(_record.groupID));
-    SwitchEditControl(_cmbDialPlan, _mode == Mode::Add);
-    SwitchEditControl(_edtCalledNbr, _mode == Mode::Add);
+    Init(record);
 }
 
 // What is stored last replaces what is there, also a rule that was deleted while the editor was open.
 void Cdlg_rg_detection::accept()
 {
-    BclCopyQStr(_record.dialPlan, _cmbDialPlan->currentText());
-    BclCopyQStr(_record.cldNbr, _edtCalledNbr->text());
-    BclCopyQStr(_record.name, _edtName->text());
-    _record.groupID = BclStrToU32(_edtGroupId->text());
+    _readInputs();
     if (_record.groupID == 0)
         return _refuseParam(QStringLiteral("Please configure a valid group ID."));
     if (!_record.index().isValid())
         return _refuseParam(QStringLiteral("Invalid index items."));
-    if (_mode == Mode::Add && _store->DbRGDetectionHas(_record.index()) == kDbHas) {
+    if (_isNew && _store->DbRGDetectionHas(_record.index()) == kDbHas) {
         PlxWarningRecordExist();
         return reject();
     }

@@ -2,14 +2,11 @@
 #pragma once
 
 #include "cachedb2/ring_groups.h"
-#include "common/dlg_common.h"
+#include "common/dlg_storing.h"
 #include "common/frm_list.h"
 
-class QComboBox;
-class QLineEdit;
-
 // Edits one rule and stores it.
-class Cdlg_rg_detection : public Cdlg_common {
+class Cdlg_rg_detection : public Cdlg_storing<Cdb_rg_detection> {
     Q_OBJECT
 
 public:
@@ -17,23 +14,14 @@ public:
 
     // Prepares the dialog; null: for a new rule.
     void init(const Cdb_rg_detection* record);
-    // What it stored, after it was accepted.
-    [[nodiscard]] const Cdb_rg_detection& record() const { return _record; }
 
 public slots:
     void accept() override;
 
 private:
-    enum class Mode { Add, Edit };
-
     void setupUi();
 
     QComboBox* _cmbDialPlan = nullptr;
-    QLineEdit* _edtCalledNbr = nullptr;
-    QLineEdit* _edtName = nullptr;
-    QLineEdit* _edtGroupId = nullptr;
-    Cdb_rg_detection _record;
-    Mode _mode = Mode::Add;
 };
 
 class Cfrm_rg_detection : public Cfrm_list {

@@ -132,6 +132,17 @@ public:
             [=](Record& record) { (record.*field).SetNbr(box->currentText().toLocal8Bit().constData()); });
     }
 
+    template <size_t N>
+    void chosenText(QComboBox* box, char (Record::*field)[N])
+    {
+        bind(
+            [=](const Record& record) {
+                box->setCurrentIndex(0);
+                ComboBoxSelectText(box, QString::fromUtf8(record.*field));
+            },
+            [=](Record& record) { BclCopyQStr(record.*field, box->currentText()); });
+    }
+
     // One bit; the others stay as they are.
     template <class Bits>
     void flag(QAbstractButton* box, Bits Record::*field, unsigned bit)
