@@ -372,7 +372,7 @@ bool addRate(Cdb_fac_mgr& store, unsigned id, unsigned tariff, unsigned fee)
     rate.tariff_interval = 60;
     rate.tariff = tariff;
     rate.onetime_fee = fee;
-    return tbl_prepaid_rate_set(&store, &rate) == kDbOk;
+    return tbl_prepaid_rate_add(&store, rate) == kDbOk;
 }
 
 // For every prepaid user and every card without a dial plan of its own. The prefix is of the number after its analysis.
@@ -389,8 +389,8 @@ bool addRateOf(Cdb_fac_mgr& store, const char* prefix, unsigned rateId)
     unsigned known = 0;
     const bool hasCaller = tbl_caller_prepaid_has(&store, caller.cSubscriber, prefix) == kDbHas;
     const bool hasCard = tbl_callingcard_fee_matrix_get(&store, card.cDialPlan, prefix, known) == kDbOk;
-    return (hasCaller || tbl_caller_prepaid_set(&store, &caller) == kDbOk) &&
-           (hasCard || tbl_callingcard_fee_matrix_set(&store, &card) == kDbOk);
+    return (hasCaller || tbl_caller_prepaid_add(&store, caller) == kDbOk) &&
+           (hasCard || tbl_callingcard_fee_matrix_add(&store, card) == kDbOk);
 }
 
 // A user who pays for calls out of a balance.
@@ -402,7 +402,10 @@ bool addPrepaidUser(Cdb_fac_mgr& store, const char* name, int cents)
     if (store.DbGetUsrInfo(name, user) != kDbOk)
         return false;
     user.flags |= kUsrPrepaid;
-    return store.DbSetLocalUserData(user) == kDbOk && tbl_sub_balance_set(&store, name, cents) == kDbOk;
+    Ctbl_sub_balance balance;
+    BclCopyStr(balance.cSubName, name);
+    balance.nBalance = cents;
+    return store.DbSetLocalUserData(user) == kDbOk && tbl_sub_balance_add(&store, balance) == kDbOk;
 }
 
 bool addCard(Cdb_fac_mgr& store)
@@ -413,7 +416,7 @@ bool addCard(Cdb_fac_mgr& store)
         return true;
     BclCopyStr(card.cPin, "4711");
     card.nBalance = 500;
-    return tbl_callingcard_balance_set(&store, card) == kDbOk;
+    return tbl_callingcard_balance_add(&store, card) == kDbOk;
 }
 
 // Ten euros for one user, little for another, and a card. Nothing where the remote database is away.

@@ -87,6 +87,8 @@ TEST_P(EachRemoteEngine, KeepsRatesAndBalances)
     rate.tariff = std::numeric_limits<uint32_t>::max();
     Ctbl_prepaid_rate readRate;
     EXPECT_NE(kDbOk, tbl_prepaid_rate_get(fac, 5, &readRate));
+    EXPECT_EQ(kDbOk, tbl_prepaid_rate_add(fac, rate));
+    EXPECT_NE(kDbOk, tbl_prepaid_rate_add(fac, rate));
     EXPECT_EQ(kDbOk, tbl_prepaid_rate_set(fac, &rate));
     EXPECT_EQ(kDbOk, tbl_prepaid_rate_set(fac, &rate));
     ASSERT_EQ(kDbOk, tbl_prepaid_rate_get(fac, 5, &readRate));
@@ -105,6 +107,9 @@ TEST_P(EachRemoteEngine, KeepsRatesAndBalances)
         EXPECT_EQ(kDbOk, tbl_sub_balance_get(fac, longest.c_str(), read));
         EXPECT_EQ(balance, read);
     }
+    Ctbl_sub_balance added;
+    BclCopyStr(added.cSubName, longest.c_str());
+    EXPECT_NE(kDbOk, tbl_sub_balance_add(fac, added)) << "there is one";
     int read = 7;
     EXPECT_NE(kDbOk, tbl_sub_balance_get(fac, "unknown", read));
     EXPECT_EQ(7, read);
@@ -114,6 +119,7 @@ TEST_P(EachRemoteEngine, KeepsRatesAndBalances)
     EXPECT_EQ(1u, tbl_sub_balance_count(fac));
     EXPECT_EQ(kDbOk, tbl_sub_balance_del(fac, longest.c_str()));
     EXPECT_NE(kDbOk, tbl_sub_balance_del(fac, longest.c_str()));
+    EXPECT_EQ(kDbOk, tbl_sub_balance_add(fac, added));
 }
 
 TEST_P(EachRemoteEngine, KeepsRatesOfCallersAndCards)
@@ -122,6 +128,8 @@ TEST_P(EachRemoteEngine, KeepsRatesOfCallersAndCards)
     BclCopyStr(prepaid.cSubscriber, ".");
     BclCopyStr(prepaid.cRouteNbr, "0049");
     prepaid.nRateId = 3;
+    EXPECT_EQ(kDbOk, tbl_caller_prepaid_add(fac, prepaid));
+    EXPECT_NE(kDbOk, tbl_caller_prepaid_add(fac, prepaid));
     EXPECT_EQ(kDbOk, tbl_caller_prepaid_set(fac, &prepaid));
     unsigned rateId = 0;
     EXPECT_EQ(kDbOk, tbl_caller_prepaid_get(fac, ".", "0049", rateId));
@@ -137,6 +145,8 @@ TEST_P(EachRemoteEngine, KeepsRatesOfCallersAndCards)
     BclCopyStr(matrix.cDialPlan, "default");
     BclCopyStr(matrix.cRouteNbr, "0");
     matrix.nRateId = 9;
+    EXPECT_EQ(kDbOk, tbl_callingcard_fee_matrix_add(fac, matrix));
+    EXPECT_NE(kDbOk, tbl_callingcard_fee_matrix_add(fac, matrix));
     EXPECT_EQ(kDbOk, tbl_callingcard_fee_matrix_set(fac, &matrix));
     EXPECT_EQ(kDbOk, tbl_callingcard_fee_matrix_get(fac, "default", "0", rateId));
     EXPECT_EQ(9u, rateId);
@@ -151,7 +161,13 @@ TEST_P(EachRemoteEngine, KeepsRatesOfCallersAndCards)
     card.nExpiry = 20261231;
     BclCopyStr(card.cDialPlan, "cards");
     card.setDialPlanInd();
+    EXPECT_EQ(kDbOk, tbl_callingcard_balance_add(fac, card));
+    EXPECT_NE(kDbOk, tbl_callingcard_balance_add(fac, card));
     EXPECT_EQ(kDbOk, tbl_callingcard_balance_set(fac, card));
+    Ctbl_callingcard_balance other = card;
+    other.nBalance = 500;
+    EXPECT_EQ(kDbOk, tbl_callingcard_balance_set_rest(fac, other));
+    EXPECT_EQ(-3, other.nBalance);
     Ctbl_callingcard_balance read;
     EXPECT_NE(kDbOk, tbl_callingcard_balance_get(fac, read)) << "an empty key";
     BclCopyStr(read.cCard, "77");

@@ -5,8 +5,10 @@
 #include "remote_table.h"
 
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 namespace {
 
@@ -202,6 +204,46 @@ TEST_P(RemoteRecords, ShowTheirDefaults)
     EXPECT_EQ("1", sql("select nDialPlanInd from tbl_callingcard_balance"));
     EXPECT_EQ("-5", sql("select nBalance from tbl_callingcard_balance"));
     EXPECT_EQ("1", sql("select nMaxCalls from tbl_callingcard_balance"));
+}
+
+TEST_P(RemoteRecords, KeepOneFieldOfWhatIsStored)
+{
+    Ctbl_callingcard_balance card;
+    BclCopyStr(card.cCard, "77");
+    card.nBalance = 500;
+    ASSERT_EQ(kDbOk, remote().setKeeping(card, &Ctbl_callingcard_balance::nBalance)) << "adds";
+    EXPECT_EQ("500", sql("select nBalance from tbl_callingcard_balance"));
+    ASSERT_EQ(kDbOk, remote().debit({Ebalance_kind::CallingCard, "77"}, 180));
+    BclCopyStr(card.cPin, "1234");
+    ASSERT_EQ(kDbOk, remote().setKeeping(card, &Ctbl_callingcard_balance::nBalance));
+    EXPECT_EQ(320, card.nBalance);
+    EXPECT_EQ("320", sql("select nBalance from tbl_callingcard_balance"));
+    EXPECT_EQ("1234", sql("select cPin from tbl_callingcard_balance"));
+    BclCopyStr(card.cCard, "");
+    EXPECT_EQ(kDbFailed, remote().setKeeping(card, &Ctbl_callingcard_balance::nBalance));
+}
+
+TEST_P(RemoteRecords, KeepAFieldThatOthersChangeAllTheTime)
+{
+    constexpr int kCents = 100;
+    Ctbl_callingcard_balance card;
+    BclCopyStr(card.cCard, "77");
+    card.nBalance = kCents;
+    ASSERT_EQ(kDbOk, remote().set(card));
+    std::atomic<bool> isSpent = false;
+    std::thread calls([this, &isSpent] {
+        for (int i = 0; i < kCents; ++i)
+            sql("update tbl_callingcard_balance set nBalance=nBalance-1");
+        isSpent = true;
+    });
+    unsigned kept = 0;
+    while (!isSpent) {
+        ++card.nMaxCalls;
+        kept += remote().setKeeping(card, &Ctbl_callingcard_balance::nBalance) == kDbOk ? 1 : 0;
+    }
+    calls.join();
+    EXPECT_GT(kept, 0u);
+    EXPECT_EQ("0", sql("select nBalance from tbl_callingcard_balance"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, RemoteRecords, testing::Values(Engine::Embedded, Engine::MariaDb), engineName);

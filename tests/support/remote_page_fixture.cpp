@@ -9,8 +9,7 @@ void RemotePageFixture::SetUp()
     if (engine() == RemoteEngine::MariaDb) {
         _server = std::make_unique<MariaServer>();
         _server->start();
-        applySettings(
-            {"127.0.0.1", _server->port(), MariaServer::kUser, MariaServer::kPassword, MariaServer::kDatabase});
+        applySettings(ownSettings());
     }
     ASSERT_TRUE(waitForRemote(true));
 }
@@ -24,6 +23,19 @@ void RemotePageFixture::leaveRemote()
 {
     applySettings({});
     ASSERT_TRUE(waitForRemote(false));
+}
+
+void RemotePageFixture::comeBack()
+{
+    applySettings(ownSettings());
+    ASSERT_TRUE(waitForRemote(true));
+}
+
+Cdb_remote_settings RemotePageFixture::ownSettings() const
+{
+    if (engine() == RemoteEngine::Embedded)
+        return {"local", 0, "", "", ""};
+    return {"127.0.0.1", _server->port(), MariaServer::kUser, MariaServer::kPassword, MariaServer::kDatabase};
 }
 
 void RemotePageFixture::applySettings(const Cdb_remote_settings& settings)

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <source_location>
 #include <string>
 
 enum class RemoteEngine { Embedded, MariaDb };
@@ -23,6 +24,21 @@ protected:
     [[nodiscard]] bool waitForRemote(bool isActive);
     // From here on there is no remote database, as when the settings name none.
     void leaveRemote();
+    void comeBack(); // to the one of the start
+    // Presses Refresh until the page shows this: a look is in vain on a machine that stands still for longer than an
+    // operation may take.
+    template <class Show, class Expected>
+    void expectAfterRefresh(const Show& show, const Expected& expected,
+                            const std::source_location& where = std::source_location::current())
+    {
+        const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()), "after Refresh");
+        const auto isShown = [&] {
+            press(Refresh);
+            return show() == expected;
+        };
+        (void)waitUntil(isShown);
+        EXPECT_EQ(show(), expected);
+    }
     // SQL past the program, as of another program that uses the database.
     void sql(const std::string& statements);
     // From here on the database takes no new rows of this table, and lets none go.
@@ -50,6 +66,7 @@ private:
     [[nodiscard]] Cdb_remote& remote() { return *store().DbGetRemote(); }
     void refuse(const std::string& what, const std::string& table);
     void applySettings(const Cdb_remote_settings& settings);
+    [[nodiscard]] Cdb_remote_settings ownSettings() const;
 
     std::unique_ptr<MariaServer> _server;
 };

@@ -94,7 +94,12 @@ bool Cfrm_caller_prepaid::read(const QStringList& key, Ctbl_caller_prepaid& reco
     return tbl_caller_prepaid_get(_store, record.cSubscriber, record.cRouteNbr, record.nRateId) == kDbOk;
 }
 
-void Cfrm_caller_prepaid::write(const Ctbl_caller_prepaid& record)
+void Cfrm_caller_prepaid::add(const Ctbl_caller_prepaid& record)
+{
+    tbl_caller_prepaid_add(_store, record);
+}
+
+void Cfrm_caller_prepaid::write(Ctbl_caller_prepaid& record)
 {
     tbl_caller_prepaid_set(_store, &record);
 }

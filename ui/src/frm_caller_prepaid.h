@@ -32,7 +32,8 @@ protected:
     [[nodiscard]] int keyColumns() const override { return 2; }
     [[nodiscard]] bool has(const Ctbl_caller_prepaid& record) override;
     [[nodiscard]] bool read(const QStringList& key, Ctbl_caller_prepaid& record) override;
-    void write(const Ctbl_caller_prepaid& record) override;
+    void add(const Ctbl_caller_prepaid& record) override;
+    void write(Ctbl_caller_prepaid& record) override;
     void addInfo(const Ctbl_caller_prepaid* record) override;
     void setRest(int row, const Ctbl_caller_prepaid& record) override;
     void warnUnreadable() override;

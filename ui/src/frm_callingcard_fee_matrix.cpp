@@ -98,7 +98,12 @@ bool Cfrm_callingcard_fee_matrix::read(const QStringList& key, Ctbl_callingcard_
     return tbl_callingcard_fee_matrix_get(_store, record.cDialPlan, record.cRouteNbr, record.nRateId) == kDbOk;
 }
 
-void Cfrm_callingcard_fee_matrix::write(const Ctbl_callingcard_fee_matrix& record)
+void Cfrm_callingcard_fee_matrix::add(const Ctbl_callingcard_fee_matrix& record)
+{
+    tbl_callingcard_fee_matrix_add(_store, record);
+}
+
+void Cfrm_callingcard_fee_matrix::write(Ctbl_callingcard_fee_matrix& record)
 {
     tbl_callingcard_fee_matrix_set(_store, &record);
 }

@@ -33,7 +33,8 @@ protected:
     [[nodiscard]] int keyColumns() const override { return 2; }
     [[nodiscard]] bool has(const Ctbl_callingcard_fee_matrix& record) override;
     [[nodiscard]] bool read(const QStringList& key, Ctbl_callingcard_fee_matrix& record) override;
-    void write(const Ctbl_callingcard_fee_matrix& record) override;
+    void add(const Ctbl_callingcard_fee_matrix& record) override;
+    void write(Ctbl_callingcard_fee_matrix& record) override;
     void addInfo(const Ctbl_callingcard_fee_matrix* record) override;
     void setRest(int row, const Ctbl_callingcard_fee_matrix& record) override;
 

@@ -57,7 +57,10 @@ void Cdlg_callingcard_info::bindExpiry()
             BclIntToDate(record.nExpiry, date);
             _edtExpiry->setText(QString::fromUtf8(date.c_str()));
         },
-        [this](Card& record) { record.nExpiry = BclDateToInt(_edtExpiry->text().toUtf8().constData()); });
+        [this](Card& record) {
+            if (_edtExpiry->text() != _shownExpiry) // a number that is no date stays
+                record.nExpiry = BclDateToInt(_edtExpiry->text().toUtf8().constData());
+        });
 }
 
 // Without its check the card has no plan of its own.
@@ -71,20 +74,29 @@ void Cdlg_callingcard_info::bindDialPlan()
         },
         [this](Card& record) {
             const bool hasPlan = _chkDialPlan->isChecked();
-            BclCopyQStr(record.cDialPlan, hasPlan ? _edtDialPlan->text() : QString());
-            record.setDialPlanInd(hasPlan ? 1 : 0);
+            const bool isSwitched = hasPlan != (record.nDialPlanInd != 0);
+            if (isSwitched) // else an odd one stays
+                record.setDialPlanInd(hasPlan ? 1 : 0);
+            if (isSwitched || _edtDialPlan->text() != QString::fromUtf8(record.cDialPlan))
+                BclCopyQStr(record.cDialPlan, hasPlan ? _edtDialPlan->text() : QString());
         });
 }
 
 void Cdlg_callingcard_info::Init(const Ctbl_callingcard_balance* record)
 {
     Cdlg_keyed::Init(record);
+    _shownExpiry = _edtExpiry->text();
     if (record != nullptr)
         return;
     _edtMaxCalls->setText(QString::number(Card().nMaxCalls));
     _edtDialPlan->clear();
     _chkDialPlan->setChecked(false);
     chkDialPlanClick();
+}
+
+bool Cdlg_callingcard_info::isBalanceChanged() const
+{
+    return _edited.work.nBalance != _edited.opening.nBalance;
 }
 
 void Cdlg_callingcard_info::chkDialPlanClick()
@@ -155,9 +167,17 @@ bool Cfrm_callingcard_info::read(const QStringList& key, Ctbl_callingcard_balanc
     return tbl_callingcard_balance_get(_store, record) == kDbOk;
 }
 
-void Cfrm_callingcard_info::write(const Ctbl_callingcard_balance& record)
+void Cfrm_callingcard_info::add(const Ctbl_callingcard_balance& record)
 {
-    tbl_callingcard_balance_set(_store, record);
+    tbl_callingcard_balance_add(_store, record);
+}
+
+void Cfrm_callingcard_info::write(Ctbl_callingcard_balance& record)
+{
+    if (_editor->isBalanceChanged())
+        tbl_callingcard_balance_set(_store, record);
+    else
+        tbl_callingcard_balance_set_rest(_store, record); // a call may have spent of it since the editor was opened
 }
 
 void Cfrm_callingcard_info::warnUnreadable()

@@ -14,6 +14,7 @@ public:
 
     // Prepares the dialog; null: for a new card.
     void Init(const Ctbl_callingcard_balance* record);
+    [[nodiscard]] bool isBalanceChanged() const;
 
 public slots:
     void accept() override;
@@ -31,6 +32,7 @@ private:
     QLineEdit* _edtExpiry = nullptr;
     QCheckBox* _chkDialPlan = nullptr;
     QLineEdit* _edtDialPlan = nullptr;
+    QString _shownExpiry;
 };
 
 class Cfrm_callingcard_info : public Cfrm_keyed<Ctbl_callingcard_balance, Cdlg_callingcard_info> {
@@ -46,7 +48,8 @@ protected:
     void onDeleteBtn() override;
     [[nodiscard]] bool has(const Ctbl_callingcard_balance& record) override;
     [[nodiscard]] bool read(const QStringList& key, Ctbl_callingcard_balance& record) override;
-    void write(const Ctbl_callingcard_balance& record) override;
+    void add(const Ctbl_callingcard_balance& record) override;
+    void write(Ctbl_callingcard_balance& record) override;
     void addInfo(const Ctbl_callingcard_balance* record) override;
     void setRest(int row, const Ctbl_callingcard_balance& record) override;
     void warnUnreadable() override;

@@ -8,15 +8,6 @@
 
 using Rate = Ctbl_prepaid_rate;
 
-namespace {
-
-unsigned idOf(const QString& text)
-{
-    return static_cast<unsigned>(BclStrToInt(text));
-}
-
-} // namespace
-
 Cdlg_prepaid_rate::Cdlg_prepaid_rate(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_keyed(store, parent)
 {
     setHelpTopicID(kHelpCallerPrepaid);
@@ -106,10 +97,15 @@ bool Cfrm_prepaid_rate::has(const Ctbl_prepaid_rate& record)
 
 bool Cfrm_prepaid_rate::read(const QStringList& key, Ctbl_prepaid_rate& record)
 {
-    return tbl_prepaid_rate_get(_store, idOf(key.first()), &record) == kDbOk;
+    return tbl_prepaid_rate_get(_store, BclStrToU32(key.first()), &record) == kDbOk;
 }
 
-void Cfrm_prepaid_rate::write(const Ctbl_prepaid_rate& record)
+void Cfrm_prepaid_rate::add(const Ctbl_prepaid_rate& record)
+{
+    tbl_prepaid_rate_add(_store, record);
+}
+
+void Cfrm_prepaid_rate::write(Ctbl_prepaid_rate& record)
 {
     tbl_prepaid_rate_set(_store, &record);
 }
@@ -125,6 +121,6 @@ void Cfrm_prepaid_rate::onDeleteBtn()
     const QStringList key = _selectedKey();
     if (key.isEmpty())
         return;
-    tbl_prepaid_rate_del(_store, idOf(key.first()));
+    tbl_prepaid_rate_del(_store, BclStrToU32(key.first()));
     _deleteRow(_selectedRow());
 }

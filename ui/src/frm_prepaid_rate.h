@@ -32,7 +32,8 @@ protected:
     void onDeleteBtn() override;
     [[nodiscard]] bool has(const Ctbl_prepaid_rate& record) override;
     [[nodiscard]] bool read(const QStringList& key, Ctbl_prepaid_rate& record) override;
-    void write(const Ctbl_prepaid_rate& record) override;
+    void add(const Ctbl_prepaid_rate& record) override;
+    void write(Ctbl_prepaid_rate& record) override;
     void addInfo(const Ctbl_prepaid_rate* record) override;
     void setRest(int row, const Ctbl_prepaid_rate& record) override;
 

@@ -85,7 +85,12 @@ bool Cfrm_sub_balance::read(const QStringList& key, Ctbl_sub_balance& record)
     return tbl_sub_balance_get(_store, record.cSubName, record.nBalance) == kDbOk;
 }
 
-void Cfrm_sub_balance::write(const Ctbl_sub_balance& record)
+void Cfrm_sub_balance::add(const Ctbl_sub_balance& record)
+{
+    tbl_sub_balance_add(_store, record);
+}
+
+void Cfrm_sub_balance::write(Ctbl_sub_balance& record)
 {
     tbl_sub_balance_set(_store, record.cSubName, record.nBalance);
 }

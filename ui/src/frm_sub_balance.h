@@ -32,7 +32,8 @@ protected:
     void onDeleteBtn() override;
     [[nodiscard]] bool has(const Ctbl_sub_balance& record) override;
     [[nodiscard]] bool read(const QStringList& key, Ctbl_sub_balance& record) override;
-    void write(const Ctbl_sub_balance& record) override;
+    void add(const Ctbl_sub_balance& record) override;
+    void write(Ctbl_sub_balance& record) override;
     void addInfo(const Ctbl_sub_balance* record) override;
     void setRest(int row, const Ctbl_sub_balance& record) override;
 

@@ -133,6 +133,11 @@ unsigned tbl_prepaid_rate_get(Cdb_fac_mgr* store, unsigned rateId, Ctbl_prepaid_
     return record == nullptr ? kDbFailed : get(store, rateKey(rateId), *record);
 }
 
+unsigned tbl_prepaid_rate_add(Cdb_fac_mgr* store, const Ctbl_prepaid_rate& record)
+{
+    return add(store, record);
+}
+
 unsigned tbl_prepaid_rate_set(Cdb_fac_mgr* store, const Ctbl_prepaid_rate* record)
 {
     return set(store, record);
@@ -151,6 +156,11 @@ unsigned tbl_prepaid_rate_count(Cdb_fac_mgr* store)
 unsigned tbl_sub_balance_get(Cdb_fac_mgr* store, const char* subscriber, int& balance)
 {
     return getValue(store, subscriberKey(subscriber), &SubBalance::nBalance, balance);
+}
+
+unsigned tbl_sub_balance_add(Cdb_fac_mgr* store, const Ctbl_sub_balance& record)
+{
+    return add(store, record);
 }
 
 unsigned tbl_sub_balance_set(Cdb_fac_mgr* store, const char* subscriber, int balance)
@@ -182,6 +192,11 @@ unsigned tbl_caller_prepaid_get(Cdb_fac_mgr* store, const char* subscriber, cons
     return getValue(store, callerKey(subscriber, routeNbr), &CallerPrepaid::nRateId, rateId);
 }
 
+unsigned tbl_caller_prepaid_add(Cdb_fac_mgr* store, const Ctbl_caller_prepaid& record)
+{
+    return add(store, record);
+}
+
 unsigned tbl_caller_prepaid_set(Cdb_fac_mgr* store, const Ctbl_caller_prepaid* record)
 {
     return set(store, record);
@@ -208,6 +223,11 @@ unsigned tbl_callingcard_fee_matrix_get(Cdb_fac_mgr* store, const char* dialPlan
     return getValue(store, matrixKey(dialPlan, routeNbr), &FeeMatrix::nRateId, rateId);
 }
 
+unsigned tbl_callingcard_fee_matrix_add(Cdb_fac_mgr* store, const Ctbl_callingcard_fee_matrix& record)
+{
+    return add(store, record);
+}
+
 unsigned tbl_callingcard_fee_matrix_set(Cdb_fac_mgr* store, const Ctbl_callingcard_fee_matrix* record)
 {
     return set(store, record);
@@ -223,9 +243,20 @@ unsigned tbl_callingcard_balance_get(Cdb_fac_mgr* store, Ctbl_callingcard_balanc
     return get(store, std::optional(record), record);
 }
 
+unsigned tbl_callingcard_balance_add(Cdb_fac_mgr* store, const Ctbl_callingcard_balance& record)
+{
+    return add(store, record);
+}
+
 unsigned tbl_callingcard_balance_set(Cdb_fac_mgr* store, const Ctbl_callingcard_balance& record)
 {
     return set(store, &record);
+}
+
+unsigned tbl_callingcard_balance_set_rest(Cdb_fac_mgr* store, Ctbl_callingcard_balance& record)
+{
+    Cdb_remote* remote = remoteOf(store);
+    return remote == nullptr ? kDbFailed : remote->setKeeping(record, &CardBalance::nBalance);
 }
 
 unsigned tbl_callingcard_balance_del(Cdb_fac_mgr* store, const char* card)

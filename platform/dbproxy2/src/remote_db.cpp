@@ -41,6 +41,25 @@ unsigned Cdb_remote::write(const RemoteTable& table, void* record, bool isNew)
     return _core->run(table.name(), statement, table.values(record), nullptr).isDone() ? kDbOk : kDbFailed;
 }
 
+unsigned Cdb_remote::rewrite(const RemoteTable& table, void* stored, void* record, const std::function<void()>& merge)
+{
+    if (!isKeyValid(table.fields(), record))
+        return kDbFailed;
+    normaliseFields(table.fields(), record);
+    const SqlResult result = _core->transact(table.name(), {}, [&](const SqlRun& run) {
+        SqlRows rows;
+        const SqlResult found = run(table.select() + run.dialect().forUpdate, table.keyValues(record), &rows);
+        if (!found.isDone())
+            return found;
+        if (rows.count() == 1) {
+            table.map(rows, stored);
+            merge();
+        }
+        return run(table.replace(), table.values(record));
+    });
+    return result.isDone() ? kDbOk : kDbFailed;
+}
+
 unsigned Cdb_remote::del(const RemoteTable& table, const void* key)
 {
     if (!isKeyValid(table.fields(), key))

@@ -14,10 +14,13 @@ public:
 protected:
     // What a page says of its table. A key is the texts of the first `keyColumns()` cells of a row.
     [[nodiscard]] virtual int keyColumns() const { return 1; }
-    [[nodiscard]] virtual bool has(const Record& record) = 0; // one with its key
+    [[nodiscard]] virtual bool has(const Record& record) = 0; // one with its key; false also when it cannot be told
     // Fills an empty record. False: there is none, or it cannot be told.
     [[nodiscard]] virtual bool read(const QStringList& key, Record& record) = 0;
-    virtual void write(const Record& record) = 0;
+    // Stores a new record, and none in the place of one that is there after all.
+    virtual void add(const Record& record) = 0;
+    // Stores a changed record, which may take over what has changed in the database meanwhile.
+    virtual void write(Record& record) = 0;
     virtual void addInfo(const Record* record) = 0;          // a row at the end; none for null
     virtual void setRest(int row, const Record& record) = 0; // all cells but the key's
     virtual void warnUnreadable()                            // when the record to be edited is
@@ -34,7 +37,7 @@ protected:
         if (has(record))
             return PlxWarningDuplicate();
         addInfo(&record);
-        write(record);
+        add(record);
     }
 
     void onEditBtn() override
@@ -45,11 +48,8 @@ protected:
         Record record;
         if (!read(key, record))
             return warnUnreadable();
-        _editor->Init(&record);
-        if (!_editor->isEdited())
-            return;
-        write(_editor->record());
-        setRest(_rowOfKey(key), _editor->record());
+        if (editAndWrite(record))
+            setRest(_rowOfKey(key), record);
     }
 
     // Asks for the key, labelled with a language item, and edits its record. The list shows it after Refresh.
@@ -61,10 +61,20 @@ protected:
         Record record;
         if (!read({key}, record))
             return PlxWarningNoRecord();
-        _editor->Init(&record);
-        if (_editor->isEdited())
-            write(_editor->record());
+        (void)editAndWrite(record);
     }
 
     Editor* _editor;
+
+private:
+    // True when the record was changed in the editor; it is the written one then.
+    [[nodiscard]] bool editAndWrite(Record& record)
+    {
+        _editor->Init(&record);
+        if (!_editor->isEdited())
+            return false;
+        record = _editor->record();
+        write(record);
+        return true;
+    }
 };

@@ -27,17 +27,20 @@ unsigned tbl_disa_caller_id_get(Cdb_fac_mgr* store, const char* callerId, Ctbl_d
 unsigned tbl_disa_caller_id_del(Cdb_fac_mgr* store, const char* callerId);
 
 unsigned tbl_prepaid_rate_get(Cdb_fac_mgr* store, unsigned rateId, Ctbl_prepaid_rate* record);
+unsigned tbl_prepaid_rate_add(Cdb_fac_mgr* store, const Ctbl_prepaid_rate& record);
 unsigned tbl_prepaid_rate_set(Cdb_fac_mgr* store, const Ctbl_prepaid_rate* record);
 unsigned tbl_prepaid_rate_del(Cdb_fac_mgr* store, unsigned rateId);
 unsigned tbl_prepaid_rate_count(Cdb_fac_mgr* store);
 
 unsigned tbl_sub_balance_get(Cdb_fac_mgr* store, const char* subscriber, int& balance);
+unsigned tbl_sub_balance_add(Cdb_fac_mgr* store, const Ctbl_sub_balance& record);
 unsigned tbl_sub_balance_set(Cdb_fac_mgr* store, const char* subscriber, int balance);
 unsigned tbl_sub_balance_del(Cdb_fac_mgr* store, const char* subscriber);
 unsigned tbl_sub_balance_count(Cdb_fac_mgr* store);
 unsigned tbl_sub_balace_has(Cdb_fac_mgr* store, const char* subscriber);
 
 unsigned tbl_caller_prepaid_get(Cdb_fac_mgr* store, const char* subscriber, const char* routeNbr, unsigned& rateId);
+unsigned tbl_caller_prepaid_add(Cdb_fac_mgr* store, const Ctbl_caller_prepaid& record);
 unsigned tbl_caller_prepaid_set(Cdb_fac_mgr* store, const Ctbl_caller_prepaid* record);
 unsigned tbl_caller_prepaid_has(Cdb_fac_mgr* store, const char* subscriber, const char* routeNbr);
 unsigned tbl_caller_prepaid_del(Cdb_fac_mgr* store, const char* subscriber, const char* routeNbr);
@@ -45,9 +48,13 @@ unsigned tbl_caller_prepaid_count(Cdb_fac_mgr* store);
 
 unsigned tbl_callingcard_fee_matrix_get(Cdb_fac_mgr* store, const char* dialPlan, const char* routeNbr,
                                         unsigned& rateId);
+unsigned tbl_callingcard_fee_matrix_add(Cdb_fac_mgr* store, const Ctbl_callingcard_fee_matrix& record);
 unsigned tbl_callingcard_fee_matrix_set(Cdb_fac_mgr* store, const Ctbl_callingcard_fee_matrix* record);
 unsigned tbl_callingcard_fee_matrix_del(Cdb_fac_mgr* store, const char* dialPlan, const char* routeNbr);
 
 unsigned tbl_callingcard_balance_get(Cdb_fac_mgr* store, Ctbl_callingcard_balance& record); // the key is in the record
+unsigned tbl_callingcard_balance_add(Cdb_fac_mgr* store, const Ctbl_callingcard_balance& record);
 unsigned tbl_callingcard_balance_set(Cdb_fac_mgr* store, const Ctbl_callingcard_balance& record);
+// As set, but a card that exists keeps the balance that it has by now, which the record takes over.
+unsigned tbl_callingcard_balance_set_rest(Cdb_fac_mgr* store, Ctbl_callingcard_balance& record);
 unsigned tbl_callingcard_balance_del(Cdb_fac_mgr* store, const char* card);

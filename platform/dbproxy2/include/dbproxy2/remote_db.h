@@ -79,6 +79,13 @@ public:
         Record stored = record;
         return write(remoteTableOf<Record>(), &stored, false);
     }
+    // As set, but a record that exists keeps this field as it is by now, and `record` takes it over.
+    template <class Record, class Value>
+    [[nodiscard]] unsigned setKeeping(Record& record, Value Record::*field)
+    {
+        Record stored = record;
+        return rewrite(remoteTableOf<Record>(), &stored, &record, [&] { record.*field = stored.*field; });
+    }
     template <class Record>
     [[nodiscard]] unsigned del(const Record& key)
     {
@@ -110,6 +117,9 @@ private:
 
     [[nodiscard]] unsigned get(const RemoteTable& table, void* record);
     [[nodiscard]] unsigned write(const RemoteTable& table, void* record, bool isNew);
+    // In one transaction: fills `stored`, calls `merge`, writes `record`. One that is not there is just written.
+    [[nodiscard]] unsigned rewrite(const RemoteTable& table, void* stored, void* record,
+                                   const std::function<void()>& merge);
     [[nodiscard]] unsigned del(const RemoteTable& table, const void* key);
     [[nodiscard]] unsigned has(const RemoteTable& table, const void* key);
     [[nodiscard]] unsigned count(const RemoteTable& table);
