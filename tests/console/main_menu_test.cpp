@@ -1,10 +1,15 @@
 // The menus and the toolbar of the main window, and what their items open.
+#include "bcl2/text.h"
+#include "cachedb2/fac_mgr.h"
+#include "cachedb2/sys_tbl.h"
+#include "callserver/app.h"
 #include "common/lang_res.h"
 #include "dlg_callback.h"
 #include "frm_peer_servers.h"
 #include "frm_time_cond.h"
 #include "log_view.h"
 #include "support/console_fixture.h"
+#include "support/maria_server.h"
 
 #include <QAction>
 #include <QApplication>
@@ -19,6 +24,7 @@
 #include <QToolBar>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -165,10 +171,62 @@ protected:
         buildWindow([] { return std::make_unique<WindowWithRemoteStore>(); }).show();
         return static_cast<WindowWithRemoteStore&>(*window);
     }
+    // In the settings with which the console starts.
+    static void useRemote(const MariaServer& server)
+    {
+        Cdb_fac_mgr store;
+        Cdb_sys_data system = *store.system().get();
+        BclCopyStr(system.dbAddr, "127.0.0.1");
+        system.dbPort = server.port();
+        BclCopyStr(system.dbUser, MariaServer::kUser);
+        BclCopyStr(system.dbPassword, MariaServer::kPassword);
+        BclCopyStr(system.dbName, MariaServer::kDatabase);
+        ASSERT_EQ(store.DbSetSysData(system), kDbOk);
+    }
     // What stands in the log behind this line, without what the server says of itself meanwhile.
     QStringList linesBehind(int count) const
     {
         return logTexts().mid(count).filter(QRegularExpression("^(The page|WARN|Please|$)"));
+    }
+    // Chooses an item of a remote page: the lines by which it says that there is no connection.
+    QStringList warningOf(QAction* action) const
+    {
+        const int before = logLines();
+        action->trigger();
+        window->findChild<Clog_view*>()->showWaiting();
+        return logView().toPlainText().split('\n').mid(before).filter(QRegularExpression("^(WARN|Please)|The page"));
+    }
+    void expectWarningAtEachUse(QAction* action) const
+    {
+        const QStringList warning = {"WARN: remote database isn't connected.",
+                                     "Please check the Database tab of the system settings."};
+        ASSERT_EQ(GetLangItem(273), warning[1]);
+        const QStringList windows = visibleWindows();
+        EXPECT_EQ(warningOf(action), warning) << "without time stamps: " << action->text().toStdString();
+        EXPECT_EQ(warningOf(action), warning) << action->text().toStdString();
+        EXPECT_EQ(visibleWindows(), windows);
+    }
+    // It is closed again.
+    void expectToOpen(QAction* action, const QString& frame) const
+    {
+        QStringList windows = visibleWindows();
+        windows.append(frame);
+        windows.sort();
+        EXPECT_EQ(warningOf(action), QStringList()) << frame.toStdString();
+        EXPECT_EQ(visibleWindows(), windows);
+        for (QDialog* const opened : window->findChildren<QDialog*>())
+            opened->hide();
+    }
+    void forEachRemoteItem(const std::function<void(QAction*, const QString& frame)>& use) const
+    {
+        int items = 0;
+        for (const auto& [slot, frame] : kRemoteSlots) {
+            for (QAction* const action : actionsOf(slot)) {
+                ++items;
+                use(action, frame);
+            }
+        }
+        EXPECT_EQ(items, 8);
     }
     static QStringList visibleWindows()
     {
@@ -376,40 +434,34 @@ TEST_F(MainMenu, TheSystemSettingsAreOneDialogThatIsRunAtEachUse)
 TEST_F(MainMenu, RemotePagesAskForTheConnectionAtEveryUse)
 {
     WindowWithRemoteStore& main = startWithRemoteStore();
-    const QStringList windows = visibleWindows();
-    const QStringList warning = {"WARN: remote database isn't connected.",
-                                 "Please check the Database tab of the system settings."};
-    ASSERT_EQ(GetLangItem(273), warning[1]);
-    const auto choose = [this](QAction* action) {
-        const int before = logLines();
-        action->trigger();
-        window->findChild<Clog_view*>()->showWaiting();
-        return logView().toPlainText().split('\n').mid(before).filter(QRegularExpression("^(WARN|Please)|The page"));
+    forEachRemoteItem([&](QAction* action, const QString& frame) {
+        expectWarningAtEachUse(action);
+        main.isActive = true;
+        expectToOpen(action, frame);
+        main.isActive = false;
+        expectWarningAtEachUse(action); // also for a frame that was open
+    });
+}
+
+TEST_F(MainMenu, RemotePagesOfAServerThatGoesAndComesBackFollowIt)
+{
+    MariaServer server;
+    server.start();
+    keepServerLocal();
+    useRemote(server);
+    buildWindow().show();
+    const auto waitForRemote = [this](bool isActive) {
+        return waitUntil([&] { return (window->GetApp()->GetFacMgr()->IsRemoteDbActive() != 0) == isActive; });
     };
-    const auto withWindow = [&windows](const QString& name) {
-        QStringList names = windows + QStringList{name};
-        names.sort();
-        return names;
-    };
-    int items = 0;
-    for (const auto& [slot, frame] : kRemoteSlots) {
-        for (QAction* const action : actionsOf(slot)) {
-            ++items;
-            main.isActive = false;
-            EXPECT_EQ(choose(action), warning) << "without time stamps: " << slot.toStdString();
-            EXPECT_EQ(choose(action), warning) << slot.toStdString();
-            EXPECT_EQ(visibleWindows(), windows);
-            main.isActive = true;
-            EXPECT_EQ(choose(action), QStringList()) << slot.toStdString();
-            EXPECT_EQ(visibleWindows(), withWindow(frame)) << slot.toStdString();
-            for (QDialog* const opened : window->findChildren<QDialog*>())
-                opened->hide();
-            main.isActive = false;
-            EXPECT_EQ(choose(action), warning) << "also for a frame that was open: " << slot.toStdString();
-            EXPECT_EQ(visibleWindows(), windows);
-        }
-    }
-    EXPECT_EQ(items, 8);
+    const auto open = [this](QAction* action, const QString& frame) { expectToOpen(action, frame); };
+    ASSERT_TRUE(waitForRemote(true));
+    forEachRemoteItem(open);
+    server.stop();
+    ASSERT_TRUE(waitForRemote(false));
+    forEachRemoteItem([this](QAction* action, const QString&) { expectWarningAtEachUse(action); });
+    server.start();
+    ASSERT_TRUE(waitForRemote(true));
+    forEachRemoteItem(open);
 }
 
 TEST_F(MainMenu, NoOtherPageAsksForTheRemoteStore)
