@@ -158,6 +158,13 @@ TEST_P(SubscriberBalances, WhatIsNoWholeNumberOfItsRangeIsTakenAsZero)
     }
 }
 
+TEST_P(SubscriberBalances, ALeadingZeroIsOctalAlsoInMoney)
+{
+    openPage();
+    add(filled({"1000", "0500"}));
+    EXPECT_EQ(row(0), (QStringList{"1000", "320"}));
+}
+
 TEST_P(SubscriberBalances, ANameHasSixtyCharacters)
 {
     openPage();
