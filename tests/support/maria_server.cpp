@@ -36,6 +36,7 @@ std::vector<std::string> commonArguments(const TemporaryFolder& folder)
                                           "--innodb-log-file-size=4M",
                                           "--innodb-buffer-pool-size=16M",
                                           "--innodb-data-file-path=ibdata1:4M:autoextend",
+                                          "--innodb-autoextend-increment=1",
                                           "--innodb-temp-data-file-path=ibtmp1:1M:autoextend"};
     if (geteuid() == 0)
         arguments.emplace_back("--user=root");
@@ -46,7 +47,8 @@ std::vector<std::string> commonArguments(const TemporaryFolder& folder)
 
 MariaServer::MariaServer(std::vector<std::string> options) : _options(std::move(options)), _port(freeTcpPort())
 {
-    bootstrap();
+    std::filesystem::copy(MARIA_DATA, _folder.file("data"), std::filesystem::copy_options::recursive);
+    writeAccounts();
 }
 
 MariaServer::~MariaServer()
@@ -54,19 +56,26 @@ MariaServer::~MariaServer()
     kill();
 }
 
-void MariaServer::bootstrap()
+void MariaServer::makeData(const std::string& folder)
 {
-    std::filesystem::create_directory(_folder.file("data"));
+    const TemporaryFolder made;
+    std::filesystem::create_directory(made.file("data"));
     const std::string script =
-        _folder.write("bootstrap.sql", "create database mysql;\nuse mysql;\n" + TemporaryFolder::read(kSystemTables) +
-                                           TemporaryFolder::read(kSystemData));
+        made.write("bootstrap.sql", "create database mysql;\nuse mysql;\n" + TemporaryFolder::read(kSystemTables) +
+                                        TemporaryFolder::read(kSystemData));
     std::string command = "exec";
-    for (const std::string& argument : commonArguments(_folder))
+    for (const std::string& argument : commonArguments(made))
         command += " '" + argument + "'";
     command += " --bootstrap < '" + script + "'";
-    ChildProcess process({"sh", "-c", command}, _folder.file("bootstrap.log"));
+    ChildProcess process({"sh", "-c", command}, made.file("bootstrap.log"));
     if (process.wait() != 0)
         throw std::runtime_error("no system tables: " + process.output());
+    std::filesystem::remove_all(folder);
+    std::filesystem::copy(made.file("data"), folder, std::filesystem::copy_options::recursive);
+}
+
+void MariaServer::writeAccounts() const
+{
     // The statements of docs/remote-database.md, and an account that looks on.
     const std::string user = std::string(kUser) + "@'127.0.0.1'";
     (void)_folder.write("init.sql", "create user if not exists " + std::string(kAdministrator) +
