@@ -7,7 +7,6 @@
 
 #include <memory>
 #include <optional>
-#include <source_location>
 #include <string>
 
 enum class RemoteEngine { Embedded, MariaDb };
@@ -28,10 +27,10 @@ protected:
     // Presses Refresh until the page shows this: a look is in vain on a machine that stands still for longer than an
     // operation may take.
     template <class Show, class Expected>
-    void expectAfterRefresh(const Show& show, const Expected& expected,
-                            const std::source_location& where = std::source_location::current())
+    void expectAfterRefresh(const Show& show, const Expected& expected, const char* file = __builtin_FILE(),
+                            int line = __builtin_LINE())
     {
-        const testing::ScopedTrace trace(where.file_name(), static_cast<int>(where.line()), "after Refresh");
+        const testing::ScopedTrace trace(file, line, "after Refresh");
         const auto isShown = [&] {
             press(Refresh);
             return show() == expected;

@@ -48,7 +48,7 @@ unsigned Cdb_remote::rewrite(const RemoteTable& table, void* stored, void* recor
     normaliseFields(table.fields(), record);
     const SqlResult result = _core->transact(table.name(), {}, [&](const SqlRun& run) {
         SqlRows rows;
-        const SqlResult found = run(table.select() + run.dialect().forUpdate, table.keyValues(record), &rows);
+        SqlResult found = run(table.select() + run.dialect().forUpdate, table.keyValues(record), &rows);
         if (!found.isDone())
             return found;
         if (rows.count() == 1) {
