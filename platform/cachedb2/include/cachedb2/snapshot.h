@@ -156,13 +156,15 @@ class SnapshotReader {
 public:
     explicit SnapshotReader(const SnapshotBox<T>& box) : _box(box) {}
 
-    const T& now()
+    const T& now() { return *newest(); }
+    // The same, to be kept.
+    const typename SnapshotBox<T>::Ptr& newest()
     {
         if (const uint64_t version = _box.version(); !_current || version != _version) {
             _version = version;
             _current = _box.get();
         }
-        return *_current;
+        return _current;
     }
 
 private:
