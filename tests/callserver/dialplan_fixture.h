@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -45,6 +46,27 @@ protected:
     // Adds or replaces; the key is that of the store.
     void put(const Cdb_usr_info& record);
     void put(const Cdb_nbr_cld_ana_data& record);
+    void put(const Cdb_ext_line_info& record);
+    void put(const Cdb_peer_server& record);
+    void putTransition(uint32_t id, uint32_t type, uint32_t startPos, uint32_t length, const std::string& digits);
+    void putCallerRule(const std::string& prefix, const std::string& plan, uint32_t transition = 0);
+    void putCallerRefinement(uint32_t group, const std::string& prefix, uint32_t transition);
+    void putCalledRefinement(uint32_t group, const std::string& prefix, uint32_t transition);
+    void putBlackItem(const std::string& caller, const std::string& called, int code = 0);
+    void putRewriting(const std::string& caller, const std::string& displayName, bool isAnonymous = false);
+    void putSpeedDial(const std::string& caller, const std::string& dialed, const std::string& destination);
+    void putRoute(uint32_t group, const std::string& line, uint32_t peerId = 0);
+    // The condition that never holds has no weekday.
+    void putTimeCondition(uint32_t id, bool isHeld);
+    void changeSystem(const std::function<void(Cdb_sys_data&)>& change);
+    void changeUser(const std::string& name, const std::function<void(Cdb_usr_info&)>& change);
+    // Adds a line or peer server without limits, or changes what is there.
+    void changeLine(const std::string& name, const std::function<void(Cdb_ext_line_info&)>& change = {});
+    void changePeer(uint32_t id, const std::function<void(Cdb_peer_server&)>& change = {});
+    static Cdb_nbr_cld_ana_data ruleToLine(const std::string& prefix, const std::string& line);
+    static Cdb_nbr_cld_ana_data ruleToPeer(const std::string& prefix, uint32_t peerId);
+    static Cdb_nbr_cld_ana_data ruleToGroup(const std::string& prefix, uint32_t group);
+    static Cdb_nbr_cld_ana_data ruleWithTransition(const std::string& prefix, uint32_t transition, bool isRepeated);
     template <class Record>
     void putAt(const std::string& key, const Record& record)
     {
@@ -55,6 +77,11 @@ protected:
 
     [[nodiscard]] DialAnswer analyze(const CallRequest& request) const;
     [[nodiscard]] DialAnswer callFromUser(const std::string& user, const std::string& dialed) const;
+    [[nodiscard]] DialAnswer callFromLine(const std::string& line, const std::string& dialed,
+                                          const std::string& caller = "030123") const;
+    [[nodiscard]] DialAnswer callFromPeer(uint32_t peerId, const std::string& dialed,
+                                          const std::string& caller = "030123") const;
+    [[nodiscard]] DialAnswer callFromUnknown(const std::string& dialed) const;
 
     // Whether a step holds the text, and else all of them.
     static testing::AssertionResult hasStep(const DialAnswer& answer, const std::string& text);

@@ -6,11 +6,50 @@
 #include <algorithm>
 
 DialPlanTables::DialPlanTables()
-    : _system(std::make_shared<const Cdb_sys_data>()),
+    : _linesByName(std::make_shared<const std::vector<std::shared_ptr<const Cdb_ext_line_info>>>()),
+      _routes(std::make_shared<const Routes>()),
+      _system(std::make_shared<const Cdb_sys_data>()),
       _emergencyNumbers(std::make_shared<const std::vector<std::string>>())
 {
     const auto makeEmpty = []<class Record>(Rows<Record>& rows) { rows = std::make_shared<const Snapshot<Record>>(); };
     std::apply([&](auto&... rows) { (makeEmpty(rows), ...); }, _rows);
+}
+
+void DialPlanTables::changed(const Snapshot<Cdb_ext_line_info>& lines)
+{
+    auto sorted = lines.inOrder();
+    std::sort(sorted.begin(), sorted.end(),
+              [](const auto& a, const auto& b) { return BclFieldText(a->extName) < BclFieldText(b->extName); });
+    _linesByName = std::make_shared<const std::vector<std::shared_ptr<const Cdb_ext_line_info>>>(std::move(sorted));
+}
+
+void DialPlanTables::changed(const Snapshot<Cdb_route>& routes)
+{
+    Routes groups;
+    for (const auto& route : routes.inOrder())
+        groups[route->groupID].push_back(route);
+    for (auto& [groupId, list] : groups)
+        std::stable_sort(list.begin(), list.end(),
+                         [](const auto& a, const auto& b) { return a->routeType < b->routeType; });
+    _routes = std::make_shared<const Routes>(std::move(groups));
+}
+
+void DialPlanTables::changed(const Snapshot<Cdb_sys_black_item>& blackList)
+{
+    BlackListLengths lengths;
+    blackList.forEach([&lengths](const std::string&, const Cdb_sys_black_item& item) {
+        lengths.caller |= uint64_t{1} << BclFieldText(item.callerNbr).size();
+        lengths.called |= uint64_t{1} << BclFieldText(item.calledNbr).size();
+    });
+    _blackListLengths = lengths;
+}
+
+const std::vector<std::shared_ptr<const Cdb_route>>& DialPlanTables::routesOf(uint32_t groupId) const
+{
+    static const std::vector<std::shared_ptr<const Cdb_route>>& none =
+        *new std::vector<std::shared_ptr<const Cdb_route>>();
+    const auto it = _routes->find(groupId);
+    return it == _routes->end() ? none : it->second;
 }
 
 void DialPlanTables::setEmergencyNumbers(std::string_view list)

@@ -55,6 +55,19 @@ public:
     void setEmergencyNumbers(std::string_view list);
     [[nodiscard]] bool isEmergencyNumber(std::string_view number) const;
 
+    // External lines by name, and the routes of a group in the order in which they are tried.
+    [[nodiscard]] const std::vector<std::shared_ptr<const Cdb_ext_line_info>>& linesByName() const
+    {
+        return *_linesByName;
+    }
+    [[nodiscard]] const std::vector<std::shared_ptr<const Cdb_route>>& routesOf(uint32_t groupId) const;
+    // Lengths in bytes of the prefixes in the black list, a bit each: others need not be tried.
+    struct BlackListLengths {
+        uint64_t caller = 0;
+        uint64_t called = 0;
+    };
+    [[nodiscard]] const BlackListLengths& blackListLengths() const { return _blackListLengths; }
+
     // The numbers of Lua triggers are whole numbers, not prefixes.
     void setLuaNumbersExact(bool areExact) { _areLuaNumbersExact = areExact; }
     [[nodiscard]] bool areLuaNumbersExact() const { return _areLuaNumbersExact; }
@@ -63,8 +76,17 @@ private:
     template <class Record>
     void changed(const Snapshot<Record>&)
     {}
+    // What is kept in another shape follows its table.
+    void changed(const Snapshot<Cdb_ext_line_info>& lines);
+    void changed(const Snapshot<Cdb_route>& routes);
+    void changed(const Snapshot<Cdb_sys_black_item>& blackList);
+
+    using Routes = std::unordered_map<uint32_t, std::vector<std::shared_ptr<const Cdb_route>>>;
 
     All _rows;
+    std::shared_ptr<const std::vector<std::shared_ptr<const Cdb_ext_line_info>>> _linesByName;
+    std::shared_ptr<const Routes> _routes;
+    BlackListLengths _blackListLengths;
     std::shared_ptr<const Cdb_sys_data> _system;
     std::shared_ptr<const std::vector<std::string>> _emergencyNumbers;
     bool _areLuaNumbersExact = false;
