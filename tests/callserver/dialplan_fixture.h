@@ -35,6 +35,12 @@ private:
 };
 
 class DialPlanFixture : public testing::Test {
+public:
+    // Whether a step holds the text, and else all of them.
+    static testing::AssertionResult hasStep(const DialAnswer& answer, const std::string& text);
+    // "local user 2002", "line a", "trunk 3" or the service, parted by commas; or the refusal: "403".
+    static std::string outcome(const DialAnswer& answer);
+
 protected:
     // Local time is UTC; there are the users 2001 and 2002 with the plan "default".
     DialPlanFixture();
@@ -82,11 +88,6 @@ protected:
     [[nodiscard]] DialAnswer callFromPeer(uint32_t peerId, const std::string& dialed,
                                           const std::string& caller = "030123") const;
     [[nodiscard]] DialAnswer callFromUnknown(const std::string& dialed) const;
-
-    // Whether a step holds the text, and else all of them.
-    static testing::AssertionResult hasStep(const DialAnswer& answer, const std::string& text);
-    // "local user 2002", "line a", "trunk 3" or the service, parted by commas; or the refusal: "403".
-    static std::string outcome(const DialAnswer& answer);
 
     DialPlanTables tables;
     FakeCallCounts counts;
