@@ -9,12 +9,13 @@
 
 namespace {
 
+// One line, whatever the records and the request hold.
 std::string joined(std::initializer_list<std::string_view> parts)
 {
     std::string text;
     for (const std::string_view part : parts)
         text += part;
-    return text;
+    return BclPrintable(text);
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-// A number or name as part of a step: one line whatever it holds; "(none)" for an empty one.
+// A number or name as part of a step: not longer than what one can read; "(none)" for an empty one.
 [[nodiscard]] std::string shownText(std::string_view text);
 // "SIP trunk 3"
 [[nodiscard]] std::string numbered(std::string_view what, uint32_t number);
