@@ -145,6 +145,24 @@ TEST_F(DialPlanCallerTest, RewritingMayHideTheNumber)
     }
 }
 
+TEST_F(DialPlanCallerTest, NumberOfATrunkStandsForAnonymousCallersFromElsewhere)
+{
+    changeSystem([](Cdb_sys_data& record) { record.callFlags |= kSysTransit; });
+    changePeer(1, [](Cdb_peer_server& record) { BclCopyStr(record.outCallerNbr, "0301000"); });
+    put(ruleToPeer("0", 1));
+    EXPECT_EQ(callFromPeer(1, "0301", "anonymous").targets.at(0).caller, "0301000");
+}
+
+TEST_F(DialPlanCallerTest, NumberOfATrunkGoesBeforeTheHiddenOneOfTheUser)
+{
+    changeUser("2001", [](Cdb_usr_info& record) { record.flags |= kUsrHideNumber; });
+    changePeer(1, [](Cdb_peer_server& record) { BclCopyStr(record.outCallerNbr, "0301000"); });
+    put(ruleToPeer("0", 1));
+    const DialAnswer answer = callFromUser("2001", "0301");
+    EXPECT_TRUE(answer.isAnonymous);
+    EXPECT_EQ(answer.targets.at(0).caller, "0301000");
+}
+
 TEST_F(DialPlanCallerTest, UserMayHideHisNumber)
 {
     changeUser("2001", [](Cdb_usr_info& record) {

@@ -234,7 +234,12 @@ TEST_F(DialPlanEmergencyTest, FindsAFullLineAndTrunk)
     changePeer(1, [](Cdb_peer_server& record) { record.maxOutCalls = 1; });
     counts.lines["a"] = counts.linesMade["a"] = 1;
     counts.peersMade[1] = 1;
-    EXPECT_EQ(outcome(callFromUser("2001", "112")), "line a");
+    const DialAnswer answer = callFromUser("2001", "112");
+    EXPECT_EQ(outcome(answer), "line a");
+    EXPECT_TRUE(answer.targets.at(0).isFull);
+    counts.lines["a"] = counts.linesMade["a"] = 0;
+    EXPECT_FALSE(callFromUser("2001", "112").targets.at(0).isFull);
+    counts.linesMade["a"] = 1;
     EXPECT_EQ(outcome(callFromUser("2001", "113")), "503");
     put(ruleToPeer("110", 1));
     EXPECT_EQ(outcome(callFromUser("2001", "110")), "trunk 1");

@@ -1,3 +1,4 @@
+#include "dialplan/missing_conditions.h"
 #include "dialplan/time_condition.h"
 
 #include <gtest/gtest.h>
@@ -128,6 +129,17 @@ TEST_F(DialPlanTimeTest, FollowsTheLocalTimeOfTheServer)
     EXPECT_TRUE(holdsAt(office, at(7, 0)));
     EXPECT_FALSE(holdsAt(office, at(16, 0)));
     EXPECT_TRUE(holdsAt(condition(0, 0, 1, 0, kFriday), at(23, 30))) << "it is Friday there";
+}
+
+TEST_F(DialPlanTimeTest, MissingConditionsAreToldOnceADay)
+{
+    MissingConditions missing;
+    EXPECT_EQ(missing.linesFor({7, 8}, at(9, 0)).size(), 2U);
+    EXPECT_EQ(missing.linesFor({7}, at(23, 59)).size(), 0U);
+    EXPECT_EQ(missing.linesFor({9, 7}, at(23, 59)).size(), 1U);
+    const std::vector<std::string> lines = missing.linesFor({7}, at(0, 0, 0, 1));
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_NE(lines[0].find("Time condition 7 "), std::string::npos);
 }
 
 } // namespace

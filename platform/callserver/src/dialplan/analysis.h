@@ -29,6 +29,7 @@ struct Analysis {
     std::shared_ptr<const Cdb_usr_info> user;      // who calls, null when it is no local user
     std::shared_ptr<const Cdb_ext_line_info> line; // that the call came in over, null when none did
     uint32_t maxDuration = 0;                      // s, of the caller and the rule
+    bool isNumberRemoved = false;                  // rewriting keeps the caller's number from everybody
     DialAnswer answer;
 
     void step(std::initializer_list<std::string_view> parts);

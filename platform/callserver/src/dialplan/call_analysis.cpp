@@ -231,7 +231,7 @@ void analyze(Analysis& analysis)
 DialAnswer analyzeCall(const DialPlanTables& tables, const CallRequest& request, const CallCounts& counts,
                        Cbcl_timestamp now)
 {
-    Analysis analysis{tables, request, counts, now, nullptr, nullptr, 0, {}};
+    Analysis analysis{tables, request, counts, now, nullptr, nullptr, 0, false, {}};
     analyze(analysis);
     if (!analysis.answer.targets.empty())
         analysis.answer.maxDuration = analysis.answer.targets.front().maxDuration;

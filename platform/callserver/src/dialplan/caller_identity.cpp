@@ -20,7 +20,8 @@ void rewriteCaller(Analysis& analysis)
                        rule->isAnonymous != 0 ? " and hides the number." : "."});
         if (rule->isAnonymous != 0) {
             answer.isAnonymous = true;
-            answer.caller = kHiddenCaller;
+            answer.caller = "anonymous";
+            analysis.isNumberRemoved = true;
         }
     }
     if (analysis.user && analysis.user->hasFlag(kUsrHideNumber)) {

@@ -14,6 +14,7 @@ struct DialTarget {
     std::string caller;       // as sent to this target, after its own rules
     std::string called;       // likewise
     uint32_t maxDuration = 0; // s from answer, with the target's own limit; 0: none
+    bool isFull = false;      // a line for an emergency call: it takes the place of another one
 };
 
 // One line for the administrator: the rule that matched, or why none did.

@@ -1,7 +1,6 @@
 #include "dialplan/outgoing_targets.h"
 
 #include "bcl2/text.h"
-#include "dialplan/caller_identity.h"
 #include "dialplan/refinement.h"
 
 #include <utility>
@@ -49,7 +48,7 @@ std::string OutgoingTargets::firstFreeLine()
     if (name.empty())
         _analysis.step({"No external line is on and free."});
     else
-        _analysis.step({"External line ", name, " is the first one that is on and free."});
+        _analysis.step({"External line ", name, " is the first one that can take the call."});
     return name;
 }
 
@@ -102,9 +101,12 @@ void OutgoingTargets::addTarget(const Cdb_ext_line_info& line)
     _analysis.addTarget(DialTarget::Kind::Line, name);
     DialTarget& target = _analysis.answer.targets.back();
     target.called = refinedNumber(_analysis, line.cldRefineGroup);
-    if (!_analysis.answer.isEmergency)
+    if (_analysis.answer.isEmergency)
+        target.isFull = !whyNot(line, false).empty();
+    else
         target.maxDuration = smallerLimit(target.maxDuration, line.maxDuration);
-    _analysis.step({"External line ", name, " gets ", shownText(target.called), "."});
+    _analysis.step({"External line ", name, " gets ", shownText(target.called),
+                    target.isFull ? "; it is full, so another call has to end." : "."});
 }
 
 void OutgoingTargets::addTarget(const Cdb_peer_server& peer)
@@ -113,8 +115,7 @@ void OutgoingTargets::addTarget(const Cdb_peer_server& peer)
     _analysis.addTarget(DialTarget::Kind::Trunk, {}, peer.sid);
     DialTarget& target = _analysis.answer.targets.back();
     target.called = refinedNumber(_analysis, peer.cldRefineGroup);
-    // A number that was removed stays away.
-    if (const std::string_view own = BclFieldText(peer.outCallerNbr); !own.empty() && target.caller != kHiddenCaller)
+    if (const std::string_view own = BclFieldText(peer.outCallerNbr); !own.empty() && !_analysis.isNumberRemoved)
         target.caller = own;
     _analysis.step({name, " gets ", shownText(target.called), " from ", shownText(target.caller), "."});
 }
