@@ -93,5 +93,5 @@ protected:
     FakeCallCounts counts;
     // 2026-01-01 00:00:00 UTC, a Thursday.
     static constexpr Cbcl_timestamp kMidnight = 1'767'225'600;
-    Cbcl_timestamp now = kMidnight + 12 * 3600;
+    Cbcl_timestamp now = kMidnight + Cbcl_timestamp{12} * 3600;
 };

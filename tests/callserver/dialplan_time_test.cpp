@@ -37,7 +37,8 @@ protected:
     static Cbcl_timestamp at(int hour, int minute, int second = 0, int day = 0)
     {
         constexpr Cbcl_timestamp kMidnight = 1'767'225'600;
-        return kMidnight + Cbcl_timestamp{day} * 86400 + hour * 3600 + minute * 60 + second;
+        return kMidnight + Cbcl_timestamp{day} * 86400 + Cbcl_timestamp{hour} * 3600 + Cbcl_timestamp{minute} * 60 +
+               second;
     }
 };
 
