@@ -10,14 +10,14 @@ std::vector<const Table*> tablesOf(std::type_identity<std::tuple<Records...>>)
     return {&tableOf<Records>()...};
 }
 
-bool create(DbConnection& db, const std::vector<const Table*>& tables, int version)
+bool create(DbConnection& db, const std::vector<const Table*>& tables, int version, int applicationId = kApplicationId)
 {
     if (!db.exec("begin immediate"))
         return false;
     bool isGood = true;
     for (const Table* table : tables)
         isGood = isGood && db.exec(table->createStatement());
-    isGood = isGood && db.exec("pragma application_id=" + std::to_string(kApplicationId)) &&
+    isGood = isGood && db.exec("pragma application_id=" + std::to_string(applicationId)) &&
              db.exec("pragma user_version=" + std::to_string(version)) && db.exec("commit");
     if (!isGood)
         db.rollBack();
@@ -91,4 +91,17 @@ bool prepareRuntime(DbConnection& db)
         return create(db, runtimeTables(), kRuntimeVersion);
     return version <= kRuntimeVersion && db.number("pragma application_id", 0) == kApplicationId &&
            migrate(db, runtimeMigrations(), static_cast<int>(version));
+}
+
+SchemaState prepareCallDetails(DbConnection& db)
+{
+    const int64_t version = userVersion(db);
+    if (version < 0)
+        return SchemaState::Failed;
+    if (isEmpty(db))
+        return create(db, {&callDetailsTable()}, kCallDetailsVersion, kCallDetailsApplicationId) ? SchemaState::Ready
+                                                                                                 : SchemaState::Failed;
+    if (db.number("pragma application_id", 0) != kCallDetailsApplicationId)
+        return db.fault() == DbFault::None ? SchemaState::Foreign : SchemaState::Failed;
+    return version > kCallDetailsVersion ? SchemaState::Newer : SchemaState::Ready;
 }

@@ -1,4 +1,4 @@
-// Schema versions of the two files of the store.
+// Schema versions of the files of the store.
 #pragma once
 
 #include "dbsqlite/connection.h"
@@ -10,6 +10,10 @@
 constexpr int kApplicationId = 0x504c5658;
 constexpr int kConfigVersion = 3;
 constexpr int kRuntimeVersion = 2;
+
+// The file of finished calls has a mark of its own, the letters "PLVC": it must not be taken for a store.
+constexpr int kCallDetailsApplicationId = 0x504c5643;
+constexpr int kCallDetailsVersion = 1;
 
 // One step from version `to` - 1 to `to`, with the names of its time written out: it must not follow later changes of
 // the descriptions.
@@ -37,3 +41,6 @@ enum class SchemaState {
 
 // Brings the run-time file to its newest version: false when it is of a newer one or broken, and is to be made anew.
 [[nodiscard]] bool prepareRuntime(DbConnection& db);
+
+// The file of finished calls: an empty one gets its table.
+[[nodiscard]] SchemaState prepareCallDetails(DbConnection& db);

@@ -91,6 +91,22 @@ bool isSavedBeforeMigration(const std::string& path, Attempt& attempt)
     return true;
 }
 
+// What a file that was not opened must make room for, if it must.
+void explain(const DbConnection& db, SchemaState state, Attempt& attempt)
+{
+    if (state == SchemaState::Newer) {
+        attempt.reason = "a newer version of the program wrote it";
+        attempt.aside = "newer";
+    } else if (state == SchemaState::Foreign) {
+        attempt.reason = "another program wrote it";
+        attempt.aside = "foreign";
+    } else if (attempt.reason.empty()) {
+        attempt.reason = db.reason();
+        if (db.fault() == DbFault::Damaged)
+            attempt.aside = "damaged";
+    }
+}
+
 Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection&)>& load)
 {
     Attempt attempt;
@@ -111,17 +127,29 @@ Attempt tryConfig(const std::string& path, const std::function<bool(DbConnection
             return attempt;
     }
 
-    if (state == SchemaState::Newer) {
-        attempt.reason = "a newer version of the program wrote it";
-        attempt.aside = "newer";
-    } else if (state == SchemaState::Foreign) {
-        attempt.reason = "another program wrote it";
-        attempt.aside = "foreign";
-    } else if (attempt.reason.empty()) {
-        attempt.reason = db.reason();
-        if (db.fault() == DbFault::Damaged)
-            attempt.aside = "damaged";
+    explain(db, state, attempt);
+    attempt.db.reset();
+    return attempt;
+}
+
+// The structure is not checked: the file grows for years. A write that meets damage tells of it.
+Attempt tryCallDetails(const std::string& path, int64_t& lastId)
+{
+    Attempt attempt;
+    attempt.db = DbConnection::open(path, DbConnection::Mode::Writer, attempt.reason);
+    if (!attempt.db)
+        return attempt;
+
+    DbConnection& db = *attempt.db;
+    SchemaState state = SchemaState::Failed;
+    if (db.exec(kConfigPragmas))
+        state = prepareCallDetails(db);
+    if (state == SchemaState::Ready) {
+        lastId = db.number("select coalesce(max(id), 0) from " + callDetailsTable().name(), -1);
+        if (lastId >= 0)
+            return attempt;
     }
+    explain(db, state, attempt);
     attempt.db.reset();
     return attempt;
 }
@@ -196,6 +224,27 @@ std::unique_ptr<DbConnection> openConfigFile(const std::string& path, const std:
     attempt = tryConfig(path, load);
     if (!attempt.db)
         BclLog("The new configuration store %s cannot be made: %s.", path.c_str(), attempt.reason.c_str());
+    return std::move(attempt.db);
+}
+
+bool keepCallDetailsAside(const std::string& path, const char* word, std::string& reason)
+{
+    const std::string kept = keepAside(path, word);
+    if (kept.empty()) {
+        reason += "; it cannot be renamed: " + std::string(std::strerror(errno));
+        return false;
+    }
+    BclLog("The file %s of call records cannot be used (%s). It is kept as %s; a new, empty one is started.",
+           path.c_str(), reason.c_str(), kept.c_str());
+    return true;
+}
+
+std::unique_ptr<DbConnection> openCallDetailsFile(const std::string& path, int64_t& lastId, std::string& reason)
+{
+    Attempt attempt = tryCallDetails(path, lastId);
+    if (attempt.aside != nullptr && keepCallDetailsAside(path, attempt.aside, attempt.reason))
+        attempt = tryCallDetails(path, lastId);
+    reason = attempt.reason;
     return std::move(attempt.db);
 }
 

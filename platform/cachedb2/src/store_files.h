@@ -4,6 +4,7 @@
 #include "dbsqlite/backups.h"
 #include "dbsqlite/connection.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -20,6 +21,15 @@
 
 // Opens the run-time file for writing; one that cannot be used is made anew, with a log line. Null: there is none.
 [[nodiscard]] std::unique_ptr<DbConnection> openRuntimeFile(const std::string& path);
+
+// Opens the file of finished calls for writing, with the newest schema; `lastId` is the largest key in it. A damaged,
+// foreign or newer file is kept aside, with a log line, and a fresh one started. Null: `reason` says why there is none.
+[[nodiscard]] std::unique_ptr<DbConnection> openCallDetailsFile(const std::string& path, int64_t& lastId,
+                                                                std::string& reason);
+
+// Keeps that file aside as `reason` says, once nobody has it open any more; a log line says so. False: it cannot be
+// renamed, and `reason` says why.
+[[nodiscard]] bool keepCallDetailsAside(const std::string& path, const char* word, std::string& reason);
 
 // A connection that only reads `path`. Null when the file is not there.
 [[nodiscard]] std::unique_ptr<DbConnection> openReader(const std::string& path);

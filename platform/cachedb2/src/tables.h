@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cachedb2/access_lists.h"
+#include "cachedb2/call_details.h"
 #include "cachedb2/call_record.h"
 #include "cachedb2/call_shop.h"
 #include "cachedb2/callback.h"
@@ -26,6 +27,7 @@ const Table& systemTable();        // tbl_system, Cdb_sys_data
 const Table& registrationsTable(); // tbl_sip_reg, Cdb_sip_reg; run-time file
 const Table& contactsTable();      // tbl_sip_contact, Cdb_sip_contact; run-time file
 const Table& extLineStatesTable(); // tbl_ext_line_state, ExtLineState; run-time file
+const Table& callDetailsTable();   // tbl_cdr, Cdb_call_detail; file of finished calls
 
 // The records that the store holds in versions, a table each. The system record has its own.
 using VersionedRecords =

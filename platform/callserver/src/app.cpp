@@ -1,5 +1,6 @@
 #include "callserver/app.h"
 
+#include "calls/cdr_store.h"
 #include "clock.h"
 #include "registrar/registrar.h"
 #include "registrar/registration_writer.h"
@@ -56,6 +57,7 @@ struct Capp::Impl {
     RegistrationWriter writer{[this](const std::vector<Cdb_user_bindings>& batch, std::string& reason) {
         return store.DbWriteRegistrations(batch, &reason);
     }};
+    CdrStore callRecords{dataFolder()};
     Registrar registrar{store.users(), store.system(), clock,
                         [this](UserChange&& change) { writer.add(std::move(change)); }};
     StreamServer streams{clock, dataFolder()};
@@ -72,6 +74,7 @@ namespace {
 // Of the one Capp, for CloseServer.
 std::atomic<RegistrationWriter*> theWriter = nullptr;
 std::atomic<SipService*> theSip = nullptr;
+std::atomic<CdrStore*> theCallRecords = nullptr;
 std::atomic<Cdb_bookings*> theBookings = nullptr;
 
 // On the publishing thread, which may be the console's.
@@ -96,11 +99,13 @@ Capp::Capp()
         (void)_impl->store.searchUPnP(); // what comes of it is in the log
     theWriter.store(&_impl->writer);
     theSip.store(&_impl->sip);
+    theCallRecords.store(&_impl->callRecords);
     theBookings.store(_impl->bookings.get());
     BclSubEvent(kEvtReleaseCalls, &_impl->sip, spfReleaseCalls);
     addTask("sip", [impl = _impl.get()] { impl->sip.run(); });
     addTask("connections", [impl = _impl.get()] { impl->streams.run(); });
     addTask("registrations", [impl = _impl.get()] { impl->writer.run(); });
+    addTask("call records", [impl = _impl.get()] { impl->callRecords.run(); });
 }
 
 Capp::~Capp() = default;
@@ -145,6 +150,8 @@ void CloseServer()
         sip->close(kParkMs);
     if (RegistrationWriter* writer = theWriter.load(); writer != nullptr)
         writer->flush(kFlushMs);
+    if (CdrStore* records = theCallRecords.load(); records != nullptr)
+        (void)records->flush(kFlushMs); // what could not be written is in the log
     // What is not booked by then is booked at the next start, if it is on disk.
     if (Cdb_bookings* bookings = theBookings.load(); bookings != nullptr && !bookings->waitUntilBooked(kBookMs))
         (void)bookings->waitUntilKept(kKeepMs);

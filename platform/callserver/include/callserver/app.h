@@ -48,7 +48,6 @@ private:
 };
 
 // Ends the server's speaking, after the event loop and before the windows are destroyed: closes the event bus (waits at
-// most two seconds for publications under way) and writes what is held back of registrations to disk. The server's
-// threads go on until the process ends.
-// A second call does nothing; exit() makes it at the latest.
+// most two seconds for publications under way) and writes what is held back of registrations and call records to disk.
+// The server's threads go on until the process ends. A second call does nothing; exit() makes it at the latest.
 void CloseServer();
