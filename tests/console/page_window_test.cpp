@@ -86,11 +86,4 @@ TEST_F(PageWindows, ADialogWithInitIsInitialisedOnEveryOpening)
     EXPECT_EQ(made, 1);
 }
 
-TEST_F(PageWindows, APageThatIsMissingIsNoWindow)
-{
-    const PageWindow missing = {PageWindow::Way::Frame};
-    EXPECT_EQ(windows.get(missing, nullptr), nullptr);
-    EXPECT_EQ(windows.open(missing, nullptr), 0);
-}
-
 } // namespace

@@ -101,8 +101,8 @@ void Cfrm_main::StartSIPServer()
 // They gather live state from the server's first moment, also while nobody looks at them.
 void Cfrm_main::createPreloadWindows()
 {
-    (void)windowBehind(&Cfrm_main::actShowLocalUsers);
-    (void)windowBehind(&Cfrm_main::actShowRTCDR);
+    windowBehind(&Cfrm_main::actShowLocalUsers);
+    windowBehind(&Cfrm_main::actShowRTCDR);
 }
 
 bool Cfrm_main::isTrayUsable() const

@@ -142,8 +142,8 @@ private:
     void createPreloadWindows();
 
     int openWindow(Opener opener);
-    // The window behind the item of this slot, made now if it was not yet; null: this version has none.
-    [[nodiscard]] QWidget* windowBehind(Opener opener);
+    // The window behind the item of this slot, made now if it was not yet.
+    QWidget* windowBehind(Opener opener);
 
     void askAndTrace(const char* title, const char* prompt, void (Capp::*trace)(const char*));
     // Lines that were published so far are in the log view afterwards.

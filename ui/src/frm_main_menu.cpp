@@ -27,6 +27,7 @@
 #include "frm_main.h"
 #include "frm_peer_servers.h"
 #include "frm_prepaid_rate.h"
+#include "frm_realtime_cdr.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
 #include "frm_rg_detection.h"
@@ -74,9 +75,6 @@ using Kind = MenuItem::Kind;
 // Language codes.
 constexpr int kLangEnglish = 0;
 constexpr int kLangChinese = 1;
-
-// For the page that is still to come.
-constexpr PageWindow kLater = {PageWindow::Way::Frame};
 
 constexpr MenuItem menu(int text)
 {
@@ -190,7 +188,7 @@ constexpr auto kItems = std::to_array<MenuItem>({
     item(46, &Main::actStopTrace),
 
     menu(47),
-    item(48, &Main::actShowRTCDR, kLater),
+    item(48, &Main::actShowRTCDR, frame<Cfrm_realtime_cdr>()),
     item(49, &Main::actShowHistoryCDR),
 
     menu(50),
@@ -336,13 +334,6 @@ int Cfrm_main::openWindow(Opener opener)
     if (item.window.way == PageWindow::Way::RemoteFrame && !isRemoteDbActive()) {
         _logView->append(QStringLiteral("WARN: remote database isn't connected."));
         _logView->append(GetLangItem(273, QString()));
-        return 0;
-    }
-    if (item.window.make == nullptr) {
-        Cbcl_tmp_str line;
-        line.set("The page \"%s\" is not available in this version yet.",
-                 GetLangItem(item.text, QString()).remove(QLatin1Char('&')).toUtf8().constData());
-        displayLog(line.c_str());
         return 0;
     }
     return _windows.open(item.window, _app->GetFacMgr());

@@ -4,8 +4,6 @@
 
 QWidget* Cpage_windows::get(const PageWindow& window, Cdb_fac_mgr* store)
 {
-    if (window.make == nullptr)
-        return nullptr;
     QWidget*& made = _made[window.make];
     if (made == nullptr)
         made = window.make(store, _parent);
@@ -15,8 +13,6 @@ QWidget* Cpage_windows::get(const PageWindow& window, Cdb_fac_mgr* store)
 int Cpage_windows::open(const PageWindow& window, Cdb_fac_mgr* store)
 {
     QWidget* const shown = get(window, store);
-    if (shown == nullptr)
-        return 0;
     if (window.way == PageWindow::Way::Dialog) {
         if (window.init != nullptr)
             window.init(shown);

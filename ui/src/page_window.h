@@ -18,7 +18,7 @@ struct PageWindow {
     using Make = QWidget* (*)(Cdb_fac_mgr* store, QWidget* parent);
 
     Way way = Way::None;
-    Make make = nullptr;              // null: this version has no such page
+    Make make = nullptr;
     void (*init)(QWidget*) = nullptr; // called before each run of the dialog
 };
 
@@ -58,7 +58,6 @@ class Cpage_windows {
 public:
     explicit Cpage_windows(QWidget* parent) : _parent(parent) {}
 
-    // Null: this version has no such page.
     QWidget* get(const PageWindow& window, Cdb_fac_mgr* store);
     // Gives the result of a dialog, else 0.
     int open(const PageWindow& window, Cdb_fac_mgr* store);
