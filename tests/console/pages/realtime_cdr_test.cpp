@@ -72,6 +72,12 @@ protected:
             EXPECT_EQ(model().index(number, column).data(Qt::ForegroundRole).value<QBrush>(), brush) << column;
         return brush.color();
     }
+    // What the view paints.
+    [[nodiscard]] QString displayed(int row, int column) const
+    {
+        return qobject_cast<QStyledItemDelegate*>(view().itemDelegate())
+            ->displayText(model().index(row, column).data(), view().locale());
+    }
     [[nodiscard]] QAction* clearAction() const { return _frame->findChild<QToolBar*>()->actions().value(0); }
 
     static Ccdr_record_data callOf(const char* caller)
@@ -359,10 +365,22 @@ TEST_F(RealtimeCdr, NumbersHaveNoSeparators)
     Ccdr_record_data record;
     record.callId = 1'234'567;
     frame().slotDisplayCDRInfo(1, QVariant::fromValue(record));
-    EXPECT_EQ(view().itemDelegate()->metaObject()->className(), std::string("QStyledItemDelegate"));
-    EXPECT_EQ(static_cast<QStyledItemDelegate*>(view().itemDelegate())
-                  ->displayText(model().index(0, kCallId).data(), view().locale()),
-              "1234567");
+    EXPECT_EQ(displayed(0, kCallId), "1234567");
+}
+
+TEST_F(RealtimeCdr, NumbersAndTimesReadFromLeftToRightInARightToLeftList)
+{
+    Ccdr_record_data record = callOf("+4989123");
+    BclCopyStr(record.dialedNbr, "\xd7\x90\xd7\x91");
+    record.setTime(kCdrStart, 1'800'000'000);
+    frame().slotDisplayCDRInfo(1, QVariant::fromValue(record));
+    EXPECT_EQ(displayed(0, kCaller), "+4989123");
+    view().setLayoutDirection(Qt::RightToLeft);
+    const QString mark(QChar(0x200e));
+    EXPECT_EQ(displayed(0, kCaller), mark + "+4989123");
+    EXPECT_EQ(displayed(0, kStart), mark + "2027-01-15 08:00:00");
+    EXPECT_EQ(displayed(0, 3), cell(0, 3)) << "a name in Hebrew letters";
+    EXPECT_EQ(displayed(0, 5), "");
 }
 
 TEST_F(RealtimeCdr, TextsAreUtf8AndEndWithTheirField)

@@ -3,11 +3,35 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QScrollBar>
+#include <QStyledItemDelegate>
+
+namespace {
+
+// Where lists run from right to left a number would be shown with its plus sign behind it, and a date behind its time
+// of day.
+class LeftToRightNumbers : public QStyledItemDelegate {
+public:
+    explicit LeftToRightNumbers(QWidget* view) : QStyledItemDelegate(view), _view(view) {}
+
+    [[nodiscard]] QString displayText(const QVariant& value, const QLocale& locale) const override
+    {
+        constexpr char16_t kLeftToRightMark = 0x200e;
+        const QString text = QStyledItemDelegate::displayText(value, locale);
+        const bool isPlain = text.isEmpty() || _view->isLeftToRight() || text.isRightToLeft();
+        return isPlain ? text : QChar(kLeftToRightMark) + text;
+    }
+
+private:
+    QWidget* _view;
+};
+
+} // namespace
 
 Crecord_view::Crecord_view(QWidget* parent) : QTreeView(parent)
 {
     setObjectName(QStringLiteral("recordView"));
     setLocale(QLocale::c()); // numbers are identifiers: no separators between their digits
+    setItemDelegate(new LeftToRightNumbers(this));
     setRootIsDecorated(false);
     setAlternatingRowColors(true);
     showUnsorted(); // before sorting is switched on, which would sort by the first column
