@@ -1,17 +1,12 @@
 // From the start of the program to the first paint of its main window, beside a program with an empty main window on
 // the same virtual display.
-#include "console/virtual_desktop.h"
+#include "support/bench_desktop.h"
 #include "support/cpu_time.h"
 #include "support/free_port.h"
 #include "support/office.h"
 #include "support/probed_program.h"
 #include "support/report.h"
 #include "support/temporary_folder.h"
-
-#include <QCoreApplication>
-
-#include <filesystem>
-#include <stdexcept>
 
 namespace {
 
@@ -20,10 +15,6 @@ constexpr double kLimitMs = 60; // above the empty window
 
 void bench()
 {
-    VirtualDesktop desktop;
-    QString reason;
-    if (!desktop.start(reason))
-        throw std::runtime_error(reason.toStdString());
     const TemporaryFolder office;
     const TemporaryFolder scratch;
     fillOffice(office.path(), kOfficeUsers, freeUdpPort());
@@ -57,8 +48,5 @@ void bench()
 
 int main(int argc, char** argv)
 {
-    const QCoreApplication application(argc, argv);
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    std::filesystem::current_path(BENCH_RUN_FOLDER); // where the language files are
-    return runBench(bench);
+    return runDesktopBench(argc, argv, bench);
 }

@@ -1,20 +1,15 @@
 // Live state under load: how long it takes from the packet of a telephone to the cell of its user on the page of the
 // local users, alone and while thousands of other telephones register with news, and how late the event loop is then,
 // beside a program with an empty window on the same display at the same time.
-#include "console/virtual_desktop.h"
-#include "support/cpu_time.h"
+#include "support/bench_desktop.h"
 #include "support/free_port.h"
 #include "support/office.h"
 #include "support/probed_program.h"
 #include "support/report.h"
 #include "support/sip_client.h"
-#include "support/temporary_folder.h"
-
-#include <QCoreApplication>
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -60,18 +55,9 @@ private:
 
 void bench()
 {
-    VirtualDesktop desktop;
-    QString reason;
-    if (!desktop.start(reason))
-        throw std::runtime_error(reason.toStdString());
-    const TemporaryFolder office;
-    const TemporaryFolder scratch;
-    const uint16_t port = freeUdpPort();
-    fillOffice(office.path(), kUsers, port);
-    const std::string load = machineLoad();
-    ProbedProgram empty(BENCH_EMPTY_WINDOW, scratch.file("empty"), office.path());
-    (void)empty.msToFirstPaint();
-    ProbedProgram console(BENCH_USERS_PAGE, scratch.file("console"), office.path());
+    const BenchOffice office(kUsers);
+    const uint16_t port = office.port();
+    ProbedProgram console = office.start(BENCH_USERS_PAGE);
     (void)console.told("opened");
 
     Watched watched(console, port);
@@ -80,8 +66,8 @@ void bench()
     SippResult result;
     const int64_t begin = monotonicNs();
     std::thread crowd([&] {
-        result = registerAll(scratch, port, freeUdpPort(), officeUsers(1, kUsers - 1), seconds * kPerSecond, kPerSecond,
-                             "register_changed.xml");
+        result = registerAll(office.scratch(), port, freeUdpPort(), officeUsers(1, kUsers - 1), seconds * kPerSecond,
+                             kPerSecond, "register_changed.xml");
     });
     const std::vector<double> loaded = watched.measure(seconds * 5);
     const int64_t end = monotonicNs();
@@ -93,20 +79,17 @@ void bench()
     table.row({"median, ms", decimal(loaded[loaded.size() / 2]), decimal(quiet[quiet.size() / 2]), "", ""});
     table.row({"longest, ms", decimal(loaded.back()), decimal(quiet.back()), "", decimal(kLimitMs, 0)});
     table.row({"event loop late at most, ms", decimal(console.worstLatenessMs(begin, end)), "",
-               decimal(empty.worstLatenessMs(begin, end)), decimal(kLoopLimitMs, 0)});
+               decimal(office.empty().worstLatenessMs(begin, end)), decimal(kLoopLimitMs, 0)});
     table.row({"registrations a second", decimal(result.successful / result.seconds, 0), "", "", ""});
     Table::note("The page shows 50 of " + std::to_string(kUsers) +
                 " users. Both packets of a registration and the batch of the store are in the time. A precise timer of "
                 "5 ms in each program, under Xvfb with a window manager. Load of the machine before: " +
-                load + ".");
+                office.load() + ".");
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const QCoreApplication application(argc, argv);
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    std::filesystem::current_path(BENCH_RUN_FOLDER); // where the language files are
-    return runBench(bench);
+    return runDesktopBench(argc, argv, bench);
 }

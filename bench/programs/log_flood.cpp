@@ -3,6 +3,7 @@
 // nanoseconds), and "flooded T N" when the log view shows the last line: N of them are there, each in its place.
 #include "bcl2/event_bus.h"
 #include "callserver/event_ids.h"
+#include "programs/tell.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -12,12 +13,8 @@
 #include <QTimer>
 
 #include <chrono>
-#include <cinttypes>
-#include <cstdio>
-#include <ctime>
 #include <string>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -25,20 +22,6 @@ constexpr int kPerSecond = 2000;
 constexpr int kBurstMs = 10; // lines of the server come in bursts, as its packets do
 constexpr int kLookMs = 200;
 const QString kMark = QStringLiteral(" | flood ");
-
-int64_t now()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
-void tell(const char* what, int64_t time, int64_t number)
-{
-    char line[64];
-    const int size = std::snprintf(line, sizeof line, "%s %" PRId64 " %" PRId64 "\n", what, time, number);
-    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, line, static_cast<size_t>(size));
-}
 
 class LogFlood : public QObject {
 public:

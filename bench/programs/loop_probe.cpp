@@ -1,28 +1,18 @@
 // Linked with the main() of a program with a window. Prints "painted T 0" when its main window has been painted for the
 // first time, and from then on "late T D" when its event loop comes D nanoseconds late to a timer, by a millisecond or
 // more. T is CLOCK_MONOTONIC in nanoseconds.
+#include "programs/tell.h"
+
 #include <QApplication>
 #include <QEvent>
 #include <QMainWindow>
 #include <QTimer>
-
-#include <cinttypes>
-#include <cstdio>
-#include <ctime>
-#include <unistd.h>
 
 namespace {
 
 constexpr int kTickMs = 5;
 constexpr int64_t kNsPerMs = 1'000'000;
 constexpr int64_t kWorthTelling = kNsPerMs;
-
-int64_t now()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
 
 class LoopProbe : public QObject {
 public:
@@ -62,12 +52,6 @@ private:
         _last = time;
         if (late >= kWorthTelling)
             tell("late", time, late);
-    }
-    static void tell(const char* what, int64_t time, int64_t late)
-    {
-        char line[64];
-        const int size = std::snprintf(line, sizeof line, "%s %" PRId64 " %" PRId64 "\n", what, time, late);
-        [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, line, static_cast<size_t>(size));
     }
 
     QTimer _ticks;

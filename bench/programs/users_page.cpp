@@ -2,6 +2,7 @@
 // prints "opened T R" then: it has R rows. From then on "cell7 T N" when the cell of a user agent that was "probe 7"
 // has changed: N is the row. T is CLOCK_MONOTONIC in nanoseconds.
 #include "frm_local_users.h"
+#include "programs/tell.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -9,26 +10,12 @@
 #include <QStandardItemModel>
 #include <QTreeView>
 
-#include <cinttypes>
-#include <cstdio>
-#include <ctime>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
 constexpr int kAgentColumn = 4;
 const QString kMark = QStringLiteral("probe ");
-
-void tell(const std::string& what, int64_t number)
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    const int64_t now = int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-    char line[64];
-    const int size = std::snprintf(line, sizeof line, "%s %" PRId64 " %" PRId64 "\n", what.c_str(), now, number);
-    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, line, static_cast<size_t>(size));
-}
 
 class UsersPage : public QObject {
 public:
@@ -55,9 +42,9 @@ private:
         connect(model, &QAbstractItemModel::dataChanged, this, [](const QModelIndex& cell) {
             const QString text = cell.data().toString();
             if (cell.column() == kAgentColumn && text.startsWith(kMark))
-                tell("cell" + text.mid(kMark.size()).toStdString(), cell.row());
+                tell(("cell" + text.mid(kMark.size()).toStdString()).c_str(), now(), cell.row());
         });
-        tell("opened", model->rowCount());
+        tell("opened", now(), model->rowCount());
     }
 };
 

@@ -72,7 +72,7 @@ unsigned roundsWanted(unsigned usual)
     return numberWanted("PARLOVEX_BENCH_ROUNDS", usual);
 }
 
-int runBench(void (*bench)())
+int runBench(const std::function<void()>& bench)
 {
     try {
         bench();

@@ -1,6 +1,7 @@
 // Numbers of several rounds, and the tables that the benches print.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,4 +40,4 @@ private:
 [[nodiscard]] unsigned roundsWanted(unsigned usual);
 
 // The body of a bench's main(): prints what goes wrong, and gives the exit code.
-[[nodiscard]] int runBench(void (*bench)());
+[[nodiscard]] int runBench(const std::function<void()>& bench);

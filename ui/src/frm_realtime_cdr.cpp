@@ -112,6 +112,7 @@ void Cfrm_realtime_cdr::_setupUI()
     _view = new Crecord_view(this);
     _view->setObjectName(QStringLiteral("cdrRecordView"));
     _view->setAccessibleName(windowTitle());
+    _view->setUniformRowHeights(true); // else each changed cell would have its whole row measured
     setCentralWidget(_view);
     _setupView();
 }

@@ -443,6 +443,34 @@ TEST_F(RealtimeCdr, TheRecordTravelsUnderItsNameThroughTheSignal)
     EXPECT_EQ(column(kId), QStringList("6"));
 }
 
+// A row that is measured at every change of one of its cells would stop the window at hundreds of events a second.
+class MeasuringDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        ++measured;
+        return QStyledItemDelegate::sizeHint(option, index);
+    }
+
+    mutable int measured = 0;
+};
+
+TEST_F(RealtimeCdr, AnUpdateMeasuresNoRow)
+{
+    auto* const delegate = new MeasuringDelegate(&frame());
+    view().setItemDelegate(delegate);
+    frame().show();
+    for (int id = 1; id <= 3; ++id)
+        frame().slotDisplayCDRInfo(id, QVariant::fromValue(callOf("a")));
+    ASSERT_TRUE(waitUntil([&] { return delegate->measured > 0; }));
+    QCoreApplication::processEvents();
+    delegate->measured = 0;
+    frame().slotDisplayCDRInfo(2, QVariant::fromValue(callOf("b")));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(delegate->measured, 0);
+}
+
 TEST_F(RealtimeCdr, AClosedAndReopenedWindowKeepsAndGathersRows)
 {
     frame().show();
