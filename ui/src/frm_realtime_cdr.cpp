@@ -162,7 +162,7 @@ void Cfrm_realtime_cdr::showCDRInfo(int id, Ccdr_record_data record)
     emit sigDisplayCDRInfo(id, QVariant::fromValue(record));
 }
 
-void Cfrm_realtime_cdr::slotDisplayCDRInfo(int id, QVariant value)
+void Cfrm_realtime_cdr::slotDisplayCDRInfo(int id, const QVariant& value)
 {
     const auto record = value.value<Ccdr_record_data>(); // an empty one when it is something else
     if (_model->rowCount() > kMaxRows)
@@ -203,7 +203,7 @@ void Cfrm_realtime_cdr::displayData(int row, int id, Ccdr_record_data record)
         setItemValue(row, static_cast<int>(column), colour, values[column]);
 }
 
-void Cfrm_realtime_cdr::setItemValue(int row, int column, QColor colour, QVariant value)
+void Cfrm_realtime_cdr::setItemValue(int row, int column, const QColor& colour, const QVariant& value)
 {
     const QModelIndex cell = _model->index(row, column);
     _model->setData(cell, value, Qt::EditRole);

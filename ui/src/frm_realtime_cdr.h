@@ -30,10 +30,10 @@ public:
     void showCDRInfo(int id, Ccdr_record_data record);
 
 signals:
-    void sigDisplayCDRInfo(int id, QVariant value);
+    void sigDisplayCDRInfo(int id, const QVariant& value);
 
 public slots:
-    void slotDisplayCDRInfo(int id, QVariant value);
+    void slotDisplayCDRInfo(int id, const QVariant& value);
     void actClearCDRInfo();
 
 private:
@@ -45,7 +45,7 @@ private:
     // Null when no row shows the record; records without a number are never found.
     [[nodiscard]] QStandardItem* findItem(int id);
     void displayData(int row, int id, Ccdr_record_data record);
-    void setItemValue(int row, int column, QColor colour, QVariant value);
+    void setItemValue(int row, int column, const QColor& colour, const QVariant& value);
 
     Crecord_view* _view = nullptr;
     QStandardItemModel* _model = nullptr;
