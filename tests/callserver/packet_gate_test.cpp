@@ -26,9 +26,14 @@ protected:
         return gate.admits(reinterpret_cast<const sockaddr&>(source), packet);
     }
 
+    struct OneCall final : CallIndex {
+        [[nodiscard]] bool has(std::string_view callId) const override { return callId == "known@a.example"; }
+    };
+
     FakeClock clock;
     SourceGuard guard;
-    PacketGate gate{guard, clock};
+    OneCall calls;
+    PacketGate gate{guard, clock, calls};
 };
 
 TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
@@ -68,6 +73,29 @@ TEST_F(PacketGateTest, WhatTheStackWouldReadOtherwiseIsDropped)
     EXPECT_FALSE(isParsable(list + ";a\r\n\r\n"));
 }
 
+TEST_F(PacketGateTest, WhatBelongsToACallIsNotCounted)
+{
+    const std::string known = "BYE sip:a SIP/2.0\r\nVia: x\r\ni : known@a.example \r\n\r\n";
+    const std::string other =
+        "BYE sip:a SIP/2.0\r\nVia: x\r\nCall-ID: other@a.example\r\n\r\nCall-ID: known@a.example\r\n";
+    EXPECT_EQ(callIdOf(known), "known@a.example");
+    EXPECT_EQ(callIdOf(other), "other@a.example");
+    EXPECT_EQ(callIdOf("BYE sip:a SIP/2.0\r\nCall-IDs: x\r\n\r\n"), "");
+    unsigned admitted = 0;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_TRUE(admits(known));
+        admitted += admits(other) ? 1U : 0U;
+    }
+    EXPECT_LT(admitted, 100U);
+}
+
+TEST_F(PacketGateTest, ConfirmationsOfNothingAreDropped)
+{
+    EXPECT_FALSE(admits("ACK sip:a SIP/2.0\r\nCall-ID: other@a.example\r\n\r\n"));
+    EXPECT_TRUE(admits("ACK sip:a SIP/2.0\r\nCall-ID: known@a.example\r\n\r\n"));
+    EXPECT_TRUE(admits(kRegister)) << "and they do not count";
+}
+
 TEST_F(PacketGateTest, CredentialsAreSeenInTheHeaderOnly)
 {
     EXPECT_TRUE(lacksCredentials(kRegister));
@@ -75,11 +103,14 @@ TEST_F(PacketGateTest, CredentialsAreSeenInTheHeaderOnly)
     EXPECT_FALSE(lacksCredentials(kWithCredentials));
     EXPECT_FALSE(lacksCredentials("REGISTER sip:a SIP/2.0\r\nVia: x\r\nAuthorization \t: Digest x=y\r\n\r\n"));
     for (const char* other : {"OPTIONS sip:a SIP/2.0\r\nAuthorization: x\r\n\r\n",
-                              "INVITE sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
+                              "BYE sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
                               "REGISTER sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
                               "REGISTER sip:a SIP/2.0\r\nAuthorizationfoo: x\r\n\r\n",
                               "REGISTER sip:a SIP/2.0\r\nX-Authorization: x\r\n\r\n"})
         EXPECT_TRUE(lacksCredentials(other)) << other;
+    for (const char* call : {"INVITE sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n",
+                             "MESSAGE sip:a SIP/2.0\r\nVia: x\r\nauthorization: Digest x=y\r\n\r\n"})
+        EXPECT_FALSE(lacksCredentials(call)) << call;
     EXPECT_FALSE(lacksCredentials("SIP/2.0 200 OK\r\nVia: x\r\n\r\n")) << "answers have none";
 }
 

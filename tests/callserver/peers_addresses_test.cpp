@@ -2,6 +2,7 @@
 #include "support/child_process.h"
 #include "support/event_log.h"
 #include "support/free_port.h"
+#include "support/no_calls.h"
 #include "support/sip_client.h"
 
 #include "sip/sip_agent.h"
@@ -18,7 +19,7 @@
 
 namespace {
 
-class NoRegistrar final : public SipHandler {
+class NoRegistrar final : public NoCalls {
 public:
     [[nodiscard]] bool admits(const SipSource&, bool) override { return true; }
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest&) override { return {}; }

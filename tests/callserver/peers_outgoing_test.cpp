@@ -2,6 +2,7 @@
 #include "support/child_process.h"
 #include "support/event_log.h"
 #include "support/free_port.h"
+#include "support/no_calls.h"
 #include "support/sip_client.h"
 #include "support/temporary_folder.h"
 
@@ -26,7 +27,7 @@ using Transport = SipClient::Transport;
 constexpr int kLongMs = 30'000;
 
 // Accepts everybody and remembers from where the last one came.
-class OpenRegistrar final : public SipHandler {
+class OpenRegistrar final : public NoCalls {
 public:
     [[nodiscard]] bool admits(const SipSource&, bool) override { return true; }
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override

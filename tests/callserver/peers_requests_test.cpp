@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr const char* kAllow = "INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, UPDATE, INFO, MESSAGE, REGISTER";
+
 class RequestsTest : public ServerFixture {
 protected:
     void startWithUser()
@@ -36,7 +38,7 @@ TEST_F(RequestsTest, OptionsIsAnswered)
     SipClient client("127.0.0.1", port);
     const SipAnswer answer = client.request("OPTIONS", "1000");
     EXPECT_EQ(answer.status, 200);
-    EXPECT_EQ(answer.header("Allow"), "OPTIONS, REGISTER");
+    EXPECT_EQ(answer.header("Allow"), kAllow);
     EXPECT_EQ(answer.header("Accept"), "application/sdp");
     EXPECT_NE(answer.header("To").find(";tag="), std::string::npos);
 }
@@ -45,18 +47,41 @@ TEST_F(RequestsTest, MethodsThatAreNotServedAreRefused)
 {
     start();
     SipClient client("127.0.0.1", port);
-    for (const char* method :
-         {"INVITE", "BYE", "PRACK", "UPDATE", "SUBSCRIBE", "NOTIFY", "MESSAGE", "REFER", "INFO", "PUBLISH"}) {
-        std::vector<std::string> headers = {"Event: presence", "RAck: 1 1 INVITE", "Refer-To: <sip:a@b>",
-                                            "Subscription-State: active", "Contact: <sip:a@b>"};
-        const SipAnswer outside = client.request(method, "1000", headers);
-        EXPECT_EQ(outside.status, 405) << method;
-        EXPECT_EQ(outside.header("Allow"), "OPTIONS, REGISTER") << method;
-        headers.emplace_back("To: <sip:1000@127.0.0.1>;tag=gone");
-        EXPECT_EQ(client.request(method, "1000", headers).status, 481) << method;
+    const std::vector<std::string> headers = {"Event: presence", "Refer-To: <sip:a@b>", "Subscription-State: active",
+                                              "Contact: <sip:a@b>"};
+    for (const char* method : {"SUBSCRIBE", "NOTIFY", "REFER", "PUBLISH"}) {
+        const SipAnswer answer = client.request(method, "1000", headers);
+        EXPECT_EQ(answer.status, 405) << method;
+        EXPECT_EQ(answer.header("Allow"), kAllow) << method;
     }
-    EXPECT_EQ(client.request("CANCEL", "1000").status, 481);
     EXPECT_EQ(client.request("JUGGLE", "1000").status, 501);
+}
+
+TEST_F(RequestsTest, WhatBelongsToNoCallIsToldSo)
+{
+    start();
+    SipClient client("127.0.0.1", port);
+    for (const char* method : {"INVITE", "BYE", "PRACK", "UPDATE", "MESSAGE", "INFO", "OPTIONS"})
+        EXPECT_EQ(client
+                      .request(method, "1000",
+                               {"RAck: 1 1 INVITE", "Contact: <sip:a@b>", "To: <sip:1000@127.0.0.1>;tag=gone"})
+                      .status,
+                  481)
+            << method;
+    for (const char* method : {"BYE", "PRACK", "UPDATE", "INFO", "CANCEL"})
+        EXPECT_EQ(client.request(method, "1000", {"RAck: 1 1 INVITE", "Contact: <sip:a@b>"}).status, 481) << method;
+}
+
+TEST_F(RequestsTest, CallsOfStrangersAreChallenged)
+{
+    start();
+    SipClient client("127.0.0.1", port);
+    for (const char* method : {"INVITE", "MESSAGE"}) {
+        const SipAnswer answer = client.request(method, "1000", {"Contact: <sip:a@b>"});
+        EXPECT_EQ(answer.status, 407) << method;
+        EXPECT_EQ(answer.header("Proxy-Authenticate").compare(0, 7, "Digest "), 0) << answer.text;
+    }
+    EXPECT_EQ(client.request("INVITE", "1000").status, 400) << "nobody could be called back";
 }
 
 TEST_F(RequestsTest, AckIsNeverAnswered)

@@ -4,9 +4,11 @@
 
 #include "bcl2/event_bus.h"
 #include "bcl2/log.h"
+#include "callserver/call_record.h"
 #include "callserver/event_ids.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <utility>
 
@@ -37,6 +39,19 @@ EventLog& EventLog::subscribed()
         });
         BclSubEvent(kEvtUserAddress, made, [](void* context, void* user, void* address) {
             static_cast<EventLog*>(context)->note("address " + text(user) + " " + text(address));
+        });
+        BclSubEvent(kEvtCallRecord, made, [](void* context, void* id, void* data) {
+            const auto& record = *static_cast<const Ccdr_record_data*>(data);
+            static constexpr std::array kMoments = {"start", "ring", "answer", "end"};
+            const char* moment = "?";
+            for (unsigned i = 0; i < kCdrTimes; ++i)
+                if (record.has(1U << i))
+                    moment = kMoments.at(i);
+            std::string entry = "call " + std::to_string(*static_cast<const int*>(id)) + " " + moment + " " +
+                                record.callerNbr + " " + record.dialedNbr + " " + record.calledNbr;
+            if (record.has(kCdrHasEnd))
+                entry += " " + std::to_string(record.releaseCode);
+            static_cast<EventLog*>(context)->note(std::move(entry));
         });
         return made;
     }();

@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-// Hears log lines ("log TEXT") and the events of users ("state USER N", "agent USER TEXT", "address USER TEXT"). Lives
-// as long as the process, as its subscriptions do.
+// Hears log lines ("log TEXT"), the events of users ("state USER N", "agent USER TEXT", "address USER TEXT") and call
+// records ("call ID start|ring|answer|end CALLER DIALED CALLED", at the end with the release code). Lives as long as
+// the process, as its subscriptions do.
 class EventLog {
 public:
     static EventLog& subscribed();

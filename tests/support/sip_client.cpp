@@ -42,13 +42,21 @@ addrinfo* resolve(const std::string& address, uint16_t port, int type)
     return info;
 }
 
+// As the header says; without it there is none.
+size_t bodySize(const std::string& header)
+{
+    const SipAnswer answer{0, header};
+    return static_cast<size_t>(std::atoi(answer.header("Content-Length").c_str()));
+}
+
 } // namespace
 
 std::vector<std::string> SipAnswer::headers(const std::string& name) const
 {
     std::vector<std::string> values;
     size_t start = text.find("\r\n");
-    while (start != std::string::npos) {
+    const size_t body = text.find("\r\n\r\n");
+    while (start < body) {
         start += 2;
         const size_t end = text.find("\r\n", start);
         const std::string line = text.substr(start, end - start);
@@ -199,12 +207,12 @@ SipAnswer SipClient::receive(int timeoutMs) const
     if (_transport == Transport::Udp) {
         answer.text = readSome(timeoutMs);
     } else {
-        // The server's answers have no body.
         for (;;) {
             const size_t end = _received.find("\r\n\r\n");
-            if (end != std::string::npos) {
-                answer.text = _received.substr(0, end + 4);
-                _received.erase(0, end + 4);
+            const size_t size = end == std::string::npos ? 0 : end + 4 + bodySize(_received.substr(0, end + 2));
+            if (size != 0 && _received.size() >= size) {
+                answer.text = _received.substr(0, size);
+                _received.erase(0, size);
                 break;
             }
             const std::string more = readSome(timeoutMs);
@@ -246,18 +254,23 @@ SipAnswer SipClient::request(const std::string& method, const std::string& user,
     return exchange(requestText(method, user, headers, requestUri));
 }
 
-std::string SipClient::authorization(const std::string& challenge, const std::string& user,
-                                     const std::string& password) const
+std::string SipClient::credentials(const std::string& challenge, const std::string& user, const std::string& password,
+                                   const std::string& method, const std::string& uri)
 {
     const std::string algorithm = challengeParam(challenge, "algorithm");
     const std::string realm = challengeParam(challenge, "realm");
     const std::string nonce = challengeParam(challenge, "nonce");
     const std::string secret = hexHash(algorithm, user + ":" + realm + ":" + password);
-    const std::string response = hexHash(
-        algorithm, secret + ":" + nonce + ":00000001:abc:auth:" + hexHash(algorithm, "REGISTER:" + serverUri()));
-    return "Authorization: Digest username=\"" + user + "\", realm=\"" + realm + "\", nonce=\"" + nonce + "\", uri=\"" +
-           serverUri() + "\", algorithm=" + algorithm + ", qop=auth, nc=00000001, cnonce=\"abc\", response=\"" +
-           response + "\"";
+    const std::string response =
+        hexHash(algorithm, secret + ":" + nonce + ":00000001:abc:auth:" + hexHash(algorithm, method + ":" + uri));
+    return "Digest username=\"" + user + "\", realm=\"" + realm + "\", nonce=\"" + nonce + "\", uri=\"" + uri +
+           "\", algorithm=" + algorithm + ", qop=auth, nc=00000001, cnonce=\"abc\", response=\"" + response + "\"";
+}
+
+std::string SipClient::authorization(const std::string& challenge, const std::string& user,
+                                     const std::string& password) const
+{
+    return "Authorization: " + credentials(challenge, user, password, "REGISTER", serverUri());
 }
 
 SipAnswer SipClient::registerUser(const std::string& user, const std::string& password,

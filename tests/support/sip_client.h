@@ -55,9 +55,13 @@ public:
     // Registers with digest: a request, the challenge of the algorithm, the request again. Gives the last answer.
     SipAnswer registerUser(const std::string& user, const std::string& password,
                            const std::vector<std::string>& headers, const std::string& algorithm = "MD5");
-    // The Authorization header line for one challenge.
+    // The Authorization header line for one challenge to a registration.
     [[nodiscard]] std::string authorization(const std::string& challenge, const std::string& user,
                                             const std::string& password) const;
+    // Its value for any request.
+    [[nodiscard]] static std::string credentials(const std::string& challenge, const std::string& user,
+                                                 const std::string& password, const std::string& method,
+                                                 const std::string& uri);
     [[nodiscard]] std::string serverUri() const;
 
 private:

@@ -61,7 +61,7 @@ struct Capp::Impl {
     Registrar registrar{store.users(), store.system(), clock,
                         [this](UserChange&& change) { writer.add(std::move(change)); }};
     StreamServer streams{clock, dataFolder()};
-    SipService sip{store, registrar, streams, clock};
+    SipService sip{store, registrar, streams, callRecords, clock};
     // From the start: it books what calls have cost that an earlier run was killed in. Null: no store.
     std::unique_ptr<Cdb_bookings> bookings =
         store.DbGetRemote() != nullptr ? std::make_unique<Cdb_bookings>(*store.DbGetRemote(), dataFolder()) : nullptr;

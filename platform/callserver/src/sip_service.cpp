@@ -39,14 +39,17 @@ std::vector<std::string> certificateNames(const Cdb_sys_data& system)
 
 } // namespace
 
-SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, const Clock& clock)
+SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, CdrStore& records,
+                       const Clock& clock)
     : _store(store),
       _registrar(registrar),
       _streams(streams),
       _clock(clock),
       _refusals(clock),
-      _gate(_guard, clock),
-      _agent(_stack, *this, localAddresses, streams.flows())
+      _agent(_stack, *this, localAddresses, streams.flows()),
+      _calls(store, registrar, _refusals, _agent.calls(), records, clock,
+             [this](const SipSource& source, Credentials credentials) { return noteCredentials(source, credentials); }),
+      _gate(_guard, clock, _calls)
 {
     _store.addListener([this](const Cdb_change& change) { onStoreChange(change); });
 }
@@ -105,6 +108,7 @@ uint16_t SipService::udpPortToServe(const Cdb_sys_data& system) const
 void SipService::step()
 {
     _registrar.expire();
+    _calls.step();
     const int64_t now = _clock.steadyMs();
     if (now - _addressesAtMs < kAddressCheckMs)
         return;
@@ -116,14 +120,31 @@ void SipService::printCallStatus()
 {
     _stack.post([this] {
         const size_t users = _registrar.registeredUsers();
-        ServerLog("Call status: no call is in progress, %zu %s registered.", users,
-                  users == 1 ? "user is" : "users are");
+        const std::vector<std::string> table = _calls.statusTable();
+        const size_t calls = table.empty() ? 0 : table.size() - 1; // without the head
+        ServerLog("Call status: %s in progress, %zu %s registered.",
+                  calls == 0 ? "no call is"
+                             : (std::to_string(calls) + (calls == 1 ? " call is" : " calls are")).c_str(),
+                  users, users == 1 ? "user is" : "users are");
+        for (const std::string& line : table)
+            ServerLog("%s", line.c_str());
     });
 }
 
 void SipService::releaseAllCalls()
 {
-    _stack.post([] { ServerLog("Release of all calls: no call is in progress."); });
+    _stack.post([this] {
+        const size_t calls = _calls.releaseAll();
+        if (calls == 0)
+            ServerLog("Release of all calls: no call is in progress.");
+        else
+            ServerLog("Release of all calls: %zu %s released.", calls, calls == 1 ? "call is" : "calls are");
+    });
+}
+
+void SipService::onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    _calls.onRequest(request, std::move(transaction));
 }
 
 bool SipService::admits(const SipSource& source, bool hasCredentials)

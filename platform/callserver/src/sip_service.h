@@ -1,6 +1,7 @@
 // Joins the SIP stack, its connections, the registrar and the store on the SIP thread.
 #pragma once
 
+#include "calls/calls.h"
 #include "clock.h"
 #include "registrar/refusal_log.h"
 #include "registrar/registrar.h"
@@ -17,7 +18,7 @@ class SipService final : public SipHandler {
 public:
     // The registrar is the SIP thread's own from run() on.
     // The streams have a thread of their own; they live as long as this.
-    SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, const Clock& clock);
+    SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, CdrStore& records, const Clock& clock);
 
     // The body of the SIP thread.
     void run();
@@ -31,6 +32,10 @@ public:
 
     [[nodiscard]] bool admits(const SipSource& source, bool hasCredentials) override;
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
+    [[nodiscard]] bool hasCall(std::string_view callId) const override { return _calls.has(callId); }
+    [[nodiscard]] CallVerdict judge(const CallMessage& request) override { return _calls.judge(request); }
+    void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) override;
+    void onUdpClosing() override { _calls.dropUdp(); }
 
 private:
     void begin();
@@ -47,9 +52,10 @@ private:
     const Clock& _clock;
     RefusalLog _refusals;
     SourceGuard _guard;
-    PacketGate _gate;
     SipStack _stack;
     SipAgent _agent;
+    Calls _calls;
+    PacketGate _gate;
     bool _hasStreams = false;
     int64_t _addressesAtMs = 0; // when the machine's addresses were looked at last
 };

@@ -44,8 +44,9 @@ struct UserBindings {
     std::vector<Binding> contacts;
     ShownUser shown;        // as it was told last
     int64_t nextLookMs = 0; // under which the user stands in the expiry order; 0: not there
+    uint8_t callStage = 0;  // Eusr_stage that the user's calls give him; 0: there are none
 
-    [[nodiscard]] bool isEmpty() const { return contacts.empty() && !shown.hasRow; }
+    [[nodiscard]] bool isEmpty() const { return contacts.empty() && !shown.hasRow && callStage == 0; }
     // The contact of this very text. Null when there is none.
     [[nodiscard]] Binding* findText(std::string_view text);
     // That one before one that is merely the same: a contact without a parameter is the same as several that differ in

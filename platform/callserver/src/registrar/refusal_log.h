@@ -15,9 +15,9 @@ public:
 
     explicit RefusalLog(const Clock& clock) : _clock(clock) {}
 
-    // `source` is "address:port"; repetitions are told by the address alone.
-    void note(const std::string& user, const std::string& address, const std::string& source,
-              const std::string& reason);
+    // `source` is "address:port"; repetitions are told by the address alone. `what` was refused.
+    void note(const std::string& user, const std::string& address, const std::string& source, const std::string& reason,
+              const char* what = "Registration");
 
 private:
     const Clock& _clock;

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr std::string_view kMethod = "REGISTER";
 constexpr size_t kUsualChallenge = 192; // bytes
 constexpr size_t kMaxUser = 64;         // bytes of a name in the log; twice what a user's can have
 
@@ -110,7 +109,7 @@ const char* missingParam(const DigestParams& params)
 
 } // namespace
 
-AuthResult RegisterAuth::findCredentials(const RegisterRequest& request, const AuthSettings& settings,
+AuthResult RegisterAuth::findCredentials(const CredentialedRequest& request, const AuthSettings& settings,
                                          DigestParams& params)
 {
     // A client may hold credentials for other realms: they say nothing here, however they look.
@@ -140,7 +139,7 @@ AuthResult RegisterAuth::findCredentials(const RegisterRequest& request, const A
     return chosenAlgorithm(params, settings.sha256Mode) ? AuthResult::Accepted : AuthResult::Challenge;
 }
 
-AuthOutcome RegisterAuth::check(const RegisterRequest& request, const AuthSettings& settings,
+AuthOutcome RegisterAuth::check(const CredentialedRequest& request, const AuthSettings& settings,
                                 const Snapshot<Cdb_usr_info>& users)
 {
     DigestParams params;
@@ -163,7 +162,7 @@ AuthOutcome RegisterAuth::check(const RegisterRequest& request, const AuthSettin
     }
 }
 
-AuthOutcome RegisterAuth::challenge(const RegisterRequest& request, const AuthSettings& settings, bool isStale)
+AuthOutcome RegisterAuth::challenge(const CredentialedRequest& request, const AuthSettings& settings, bool isStale)
 {
     AuthOutcome outcome;
     outcome.credentials = request.authorizations.empty() ? Credentials::None : Credentials::Unproven;
@@ -178,7 +177,7 @@ AuthOutcome RegisterAuth::challenge(const RegisterRequest& request, const AuthSe
     return outcome;
 }
 
-AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSettings& settings,
+AuthOutcome RegisterAuth::verify(const CredentialedRequest& request, const AuthSettings& settings,
                                  const DigestParams& params, const Snapshot<Cdb_usr_info>& users)
 {
     switch (_nonces.check(*params.nonce, request.source.address, settings.realm)) {
@@ -194,8 +193,9 @@ AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSetti
     Snapshot<Cdb_usr_info>::RecordPtr user = users.find(*params.username);
     const std::string_view password = user == nullptr ? kNoPassword : BclFieldText(user->password);
     const DigestAlgorithm algorithm = *chosenAlgorithm(params, settings.sha256Mode);
-    const HexDigest expected = _hasher.response(algorithm, *params.username, settings.realm, password,
-                                                {kMethod, *params.uri, *params.nonce, *params.nc, *params.cnonce});
+    const HexDigest expected =
+        _hasher.response(algorithm, *params.username, settings.realm, password,
+                         {request.method, *params.uri, *params.nonce, *params.nc, *params.cnonce});
     const bool isRight = isSameResponse(expected, *params.response);
     const uint64_t fingerprint = fingerprintOf(request, params);
     // Before anything is told of the password, and with the name that it was tried for: the user of To is not the one
@@ -211,7 +211,7 @@ AuthOutcome RegisterAuth::verify(const RegisterRequest& request, const AuthSetti
     return outcome;
 }
 
-AuthOutcome RegisterAuth::accept(const RegisterRequest& request, const AuthSettings& settings,
+AuthOutcome RegisterAuth::accept(const CredentialedRequest& request, const AuthSettings& settings,
                                  const DigestParams& params, uint64_t fingerprint)
 {
     UsedCredentials& used = _used[request.user];
@@ -258,7 +258,7 @@ AuthOutcome RegisterAuth::refuse(uint64_t fingerprint, std::string reason)
     return outcome;
 }
 
-uint64_t RegisterAuth::fingerprintOf(const RegisterRequest& request, const DigestParams& params)
+uint64_t RegisterAuth::fingerprintOf(const CredentialedRequest& request, const DigestParams& params)
 {
     std::array<char, 10> cseq{};
     const char* end = std::to_chars(cseq.data(), cseq.data() + cseq.size(), request.cseq).ptr;

@@ -1,4 +1,4 @@
-// Who may register: digest authentication (RFC 3261 section 22, RFC 7616, RFC 8760).
+// Who may register and call: digest authentication (RFC 3261 section 22, RFC 7616, RFC 8760).
 #pragma once
 
 #include "cachedb2/snapshot.h"
@@ -52,7 +52,7 @@ public:
     explicit RegisterAuth(const Clock& clock) : _clock(clock), _nonces(clock) {}
 
     // What the outcome points to lives until the next call.
-    [[nodiscard]] AuthOutcome check(const RegisterRequest& request, const AuthSettings& settings,
+    [[nodiscard]] AuthOutcome check(const CredentialedRequest& request, const AuthSettings& settings,
                                     const Snapshot<Cdb_usr_info>& users);
     // Keeps the answer to the request that was accepted last, for its repetitions.
     void answered(const RegisterReply& reply);
@@ -72,14 +72,14 @@ private:
     };
 
     // What stands in the request for our realm. Credentials for others only tell in `params` of their nonce.
-    AuthResult findCredentials(const RegisterRequest& request, const AuthSettings& settings, DigestParams& params);
-    AuthOutcome challenge(const RegisterRequest& request, const AuthSettings& settings, bool isStale);
-    AuthOutcome verify(const RegisterRequest& request, const AuthSettings& settings, const DigestParams& params,
+    AuthResult findCredentials(const CredentialedRequest& request, const AuthSettings& settings, DigestParams& params);
+    AuthOutcome challenge(const CredentialedRequest& request, const AuthSettings& settings, bool isStale);
+    AuthOutcome verify(const CredentialedRequest& request, const AuthSettings& settings, const DigestParams& params,
                        const Snapshot<Cdb_usr_info>& users);
-    AuthOutcome accept(const RegisterRequest& request, const AuthSettings& settings, const DigestParams& params,
+    AuthOutcome accept(const CredentialedRequest& request, const AuthSettings& settings, const DigestParams& params,
                        uint64_t fingerprint);
     AuthOutcome refuse(uint64_t fingerprint, std::string reason);
-    uint64_t fingerprintOf(const RegisterRequest& request, const DigestParams& params);
+    uint64_t fingerprintOf(const CredentialedRequest& request, const DigestParams& params);
 
     const Clock& _clock;
     NonceMaker _nonces;

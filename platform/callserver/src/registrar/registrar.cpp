@@ -101,10 +101,34 @@ Registrar::Registrar(const SnapshotBox<Snapshot<Cdb_usr_info>>& users, const Sna
     : _users(users), _system(system), _clock(clock), _sink(std::move(sink)), _auth(clock)
 {}
 
-RegisterReply Registrar::handle(const RegisterRequest& request)
+AuthOutcome Registrar::authenticate(const CredentialedRequest& request)
 {
     const AuthSettings settings{BclFieldText(_system.now().realm), gVarSipDigestSha256};
-    AuthOutcome outcome = _auth.check(request, settings, _users.now());
+    return _auth.check(request, settings, _users.now());
+}
+
+const std::vector<Binding>* Registrar::contactsOf(const std::string& user)
+{
+    const UserBindings* bindings = _table.find(user);
+    return bindings == nullptr || bindings->contacts.empty() ? nullptr : &bindings->contacts;
+}
+
+void Registrar::setCallStage(const std::string& user, Eusr_stage stage)
+{
+    UserBindings* bindings = _table.find(user);
+    if (bindings == nullptr && stage == kUsrOffline)
+        return;
+    UserBindings& known = bindings == nullptr ? _table.get(user) : *bindings;
+    known.callStage = stage;
+    if (shownNow(user, known) != known.shown)
+        commit(user, {});
+    else
+        _table.update(user);
+}
+
+RegisterReply Registrar::handle(const RegisterRequest& request)
+{
+    AuthOutcome outcome = authenticate(request);
     RegisterReply answer = answerTo(request, outcome);
     answer.credentials = outcome.credentials;
     return answer;
@@ -417,12 +441,16 @@ void Registrar::commit(const std::string& user, UserChange&& change)
 ShownUser Registrar::shownNow(const std::string& user, const UserBindings& bindings)
 {
     const auto record = _users.now().find(user);
+    const uint8_t stage = bindings.callStage == kUsrOffline ? uint8_t{kUsrIdle} : bindings.callStage;
     if (record != nullptr && record->hasFlag(kUsrIpAuth)) {
         const uint32_t port = record->ipPort <= kMaxPort ? record->ipPort : 0;
-        return {true, kUsrIdle, static_cast<uint16_t>(port), std::string(BclFieldText(record->ipAddr)), {}};
+        return {true, stage, static_cast<uint16_t>(port), std::string(BclFieldText(record->ipAddr)), {}};
     }
     if (const Binding* newest = bindings.newest(); newest != nullptr)
-        return {true, kUsrIdle, newest->source.port, newest->source.address, newest->userAgent};
+        return {true, stage, newest->source.port, newest->source.address, newest->userAgent};
+    // Who calls without having registered is shown while he does.
+    if (record != nullptr && bindings.callStage != kUsrOffline)
+        return {true, stage, 0, {}, {}};
     return {};
 }
 

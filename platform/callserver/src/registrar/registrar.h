@@ -46,6 +46,14 @@ public:
     // Takes over what was stored when the server ended. Once, first.
     void load(const std::vector<Cdb_user_bindings>& stored);
     [[nodiscard]] RegisterReply handle(const RegisterRequest& request);
+    // Whether a request of a call carries the credentials of its user. What the outcome points to lives until the next
+    // call of this.
+    [[nodiscard]] AuthOutcome authenticate(const CredentialedRequest& request);
+    // Where a user can be reached now; null: nowhere. Valid until the next call of this.
+    [[nodiscard]] const std::vector<Binding>* contactsOf(const std::string& user);
+    // What a user's calls make of his state; kUsrOffline: he has none, and his registration tells. In the order of the
+    // calls of this the states are told to the sink.
+    void setCallStage(const std::string& user, Eusr_stage stage);
     // Removes what has expired; cheap when nothing has.
     void expire();
     // Users with a telephone that can be reached now.

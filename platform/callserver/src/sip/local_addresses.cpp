@@ -1,10 +1,16 @@
 #include "sip/local_addresses.h"
 
+#include "sip/numeric_hosts.h"
+#include "sip/source_key.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
+#include <netdb.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -41,5 +47,27 @@ std::vector<std::string> localAddresses()
     freeifaddrs(list);
     std::stable_partition(result.begin(), result.end(),
                           [](const std::string& text) { return text.find(':') == std::string::npos; });
+    return result;
+}
+
+std::string localAddressTowards(const std::string& literal)
+{
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICSERV;
+    hints.ai_socktype = SOCK_DGRAM;
+    addrinfo* info = nullptr;
+    // Any port: nothing is sent.
+    if (resolveLiteral(literal.c_str(), "9", &hints, &info) != 0)
+        return {};
+    std::string result;
+    const int fd = socket(info->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_storage local{};
+    socklen_t size = sizeof local;
+    if (fd >= 0 && connect(fd, info->ai_addr, info->ai_addrlen) == 0 &&
+        getsockname(fd, reinterpret_cast<sockaddr*>(&local), &size) == 0)
+        result = sourceOfAddress(*reinterpret_cast<const sockaddr*>(&local)).address;
+    if (fd >= 0)
+        close(fd);
+    freeaddrinfo(info);
     return result;
 }

@@ -5,20 +5,38 @@
 #include "sip/source_guard.h"
 #include "sip/stack_sockets.h"
 
+// Which calls are in progress.
+class CallIndex {
+public:
+    CallIndex() = default;
+    virtual ~CallIndex() = default;
+    CallIndex(const CallIndex&) = delete;
+    CallIndex& operator=(const CallIndex&) = delete;
+
+    [[nodiscard]] virtual bool has(std::string_view callId) const = 0;
+};
+
 // Drops what is no SIP, what comes from silenced sources, and requests without credentials that come too often; costs
 // one look at the text. SIP thread.
 class PacketGate final : public PacketFilter {
 public:
-    PacketGate(SourceGuard& guard, const Clock& clock) : _guard(guard), _clock(clock) {}
+    PacketGate(SourceGuard& guard, const Clock& clock, const CallIndex& calls)
+        : _guard(guard), _clock(clock), _calls(calls)
+    {}
 
     [[nodiscard]] bool admits(const sockaddr& source, std::string_view packet) override;
 
 private:
     SourceGuard& _guard;
     const Clock& _clock;
+    const CallIndex& _calls;
 };
 
 // Whether the stack may parse it: one that would take too long does not get there.
 [[nodiscard]] bool isParsable(std::string_view packet);
-// Whether it is a request that carries none.
+// Whether it is a request that carries none, of those that are answered by them.
 [[nodiscard]] bool lacksCredentials(std::string_view packet);
+// True for an ACK: nothing answers it.
+[[nodiscard]] bool isAck(std::string_view packet);
+// Value of the Call-ID header, as it stands there; empty: none.
+[[nodiscard]] std::string_view callIdOf(std::string_view packet);

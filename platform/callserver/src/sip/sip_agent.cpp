@@ -5,6 +5,7 @@
 #include "sip/sip_answers.h"
 #include "sip/sip_stack.h"
 #include "sip/source_key.h"
+#include "sip/stack_calls.h"
 #include "sip/stack_sockets.h"
 #include "sip/via_source.h"
 #include "streams/flow_table.h"
@@ -41,11 +42,23 @@ constexpr size_t kMaxLostAddresses = 16;
 constexpr int kAnswerToSource = 2;             // also when the client did not ask for it with rport (RFC 3581)
 constexpr unsigned kMaxProceeding = 1'000'000; // the stack's own limit is far below what the server can hold
 
-// Only REGISTER is answered by its credentials.
-bool isWithCredentials(const sip_t* sip)
+// Or within a call, whose dialog nobody else knows of.
+bool isWithCredentials(const sip_t* sip, const SipHandler& handler)
 {
-    return sip != nullptr && sip->sip_request != nullptr && sip->sip_request->rq_method == sip_method_register &&
-           sip->sip_authorization != nullptr;
+    if (sip == nullptr || sip->sip_request == nullptr)
+        return false;
+    switch (sip->sip_request->rq_method) {
+    case sip_method_register:
+        return sip->sip_authorization != nullptr;
+    case sip_method_invite:
+    case sip_method_message:
+        if (sip->sip_authorization != nullptr || sip->sip_proxy_authorization != nullptr)
+            return true;
+        break;
+    default:
+        break;
+    }
+    return sip->sip_call_id != nullptr && handler.hasCall(sip->sip_call_id->i_id);
 }
 
 std::string addressText(const std::string& address, uint16_t port)
@@ -164,19 +177,16 @@ struct Service {
         return added;
     }
 
-    void open(SipStack& stack, SipHandler& handler, const std::vector<std::string>& addresses)
+    void open(SipStack& stack, nta_message_f* callback, nta_agent_magic_t* magic,
+              const std::vector<std::string>& addresses)
     {
-        const auto callback = [](nta_agent_magic_t* magic, nta_agent_t* self, msg_t* message, sip_t* sip) {
-            const SipSource source = sourceOfAddress(msg_addr(message)->su_sa);
-            answerMessage(self, message, sip, source, *reinterpret_cast<SipHandler*>(magic));
-            return 0;
-        };
         // Without an own address: sockets are added below, each with its own result.
         auto* const noSocketYet = reinterpret_cast<url_string_t*>(-1); // NOLINT(performance-no-int-to-ptr)
-        agent = nta_agent_create(stack.root(), noSocketYet, callback, reinterpret_cast<nta_agent_magic_t*>(&handler),
-                                 NTATAG_MCLASS(sourceBoundMessages()), NTATAG_BAD_REQ_MASK(sip_mask_request),
-                                 NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxMessageSize),
-                                 NTATAG_MAX_PROCEEDING(kMaxProceeding), TAG_END());
+        // A user agent: it repeats the success of an INVITE until that is confirmed.
+        agent = nta_agent_create(stack.root(), noSocketYet, callback, magic, NTATAG_MCLASS(sourceBoundMessages()),
+                                 NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource),
+                                 NTATAG_MAXSIZE(kMaxMessageSize), NTATAG_MAX_PROCEEDING(kMaxProceeding), NTATAG_UA(1),
+                                 NTATAG_MERGE_482(1), TAG_END());
         bind(addresses);
     }
 
@@ -199,7 +209,7 @@ private:
         const std::string url =
             "sip:" + (isV6 ? "[" + literal + "]" : literal) + ":" + std::to_string(port) + ";transport=udp";
         if (agent != nullptr &&
-            nta_agent_add_tport(agent, reinterpret_cast<const url_string_t*>(url.c_str()),
+            nta_agent_add_tport(agent, reinterpret_cast<const url_string_t*>(url.c_str()), TPTAG_IDENT(literal.c_str()),
                                 TPTAG_UDP_RMEM(kSocketBuffer), TPTAG_UDP_WMEM(kSocketBuffer), TAG_END()) == 0) {
             forgetStackSockets();
             return {};
@@ -215,6 +225,15 @@ struct SipAgent::Impl {
     FlowTable& flows;
     Service current;
     nta_agent_t* streams = nullptr; // one for all connections, whatever happens to the sockets of UDP
+    StackCalls calls{stack, [this] { return UdpSockets{current.agent, current.port, &current.bound}; }, flows};
+
+    static int onPacketMessage(nta_agent_magic_t* magic, nta_agent_t* agent, msg_t* message, sip_t* sip)
+    {
+        Impl& self = *reinterpret_cast<Impl*>(magic);
+        const SipSource source = sourceOfAddress(msg_addr(message)->su_sa);
+        answerMessage(agent, message, sip, source, self.handler, self.calls);
+        return 0;
+    }
 
     static int onStreamMessage(nta_agent_magic_t* magic, nta_agent_t* agent, msg_t* message, sip_t* sip)
     {
@@ -224,15 +243,28 @@ struct SipAgent::Impl {
         // Otherwise another program of this machine found the stack's own door.
         const std::optional<SipSource> source =
             isOurs ? self.flows.peerOf(ntohs(msg_addr(message)->su_port)) : std::nullopt;
-        if (!source || !self.handler.admits(*source, isWithCredentials(sip))) {
+        if (!source || !self.handler.admits(*source, isWithCredentials(sip, self.handler))) {
             msg_destroy(message);
             return 0;
         }
-        answerMessage(agent, message, sip, *source, self.handler);
+        answerMessage(agent, message, sip, *source, self.handler, self.calls);
         return 0;
     }
 
-    void open(Service& service) const { service.open(stack, handler, service.wanted(addresses)); }
+    void open(Service& service)
+    {
+        service.open(stack, onPacketMessage, reinterpret_cast<nta_agent_magic_t*>(this), service.wanted(addresses));
+    }
+
+    // Of a service that calls went over.
+    void close(Service& service)
+    {
+        if (service.agent == nullptr)
+            return;
+        handler.onUdpClosing();
+        calls.forget(service.agent);
+        service.close();
+    }
 
     // Tries what is missing of the current service, and says what became of it; of what failed as it did before only
     // when asked to repeat it.
@@ -248,7 +280,7 @@ struct SipAgent::Impl {
 };
 
 SipAgent::SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses, FlowTable& flows)
-    : _impl(new Impl{stack, handler, std::move(addresses), flows, {}, nullptr})
+    : _impl(new Impl{stack, handler, std::move(addresses), flows, {}})
 {}
 
 SipAgent::~SipAgent() = default;
@@ -266,7 +298,7 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     _impl->open(next);
     const bool hasFormer = !current.bound.empty();
     if (isInUse(next.failed) && hasFormer && current.port == port) {
-        current.close();
+        _impl->close(current);
         next.bind(next.wanted(_impl->addresses));
         if (next.bound.empty())
             _impl->open(current);
@@ -284,7 +316,7 @@ void SipAgent::serveUdp(const std::string& address, uint16_t port)
     } else {
         reportReady(next.bound, port);
     }
-    current.close();
+    _impl->close(current);
     current = std::move(next);
 }
 
@@ -300,7 +332,9 @@ uint16_t SipAgent::openStreams()
         _impl->stack.root(), reinterpret_cast<const url_string_t*>("sip:127.0.0.1:0;transport=tcp"),
         Impl::onStreamMessage, reinterpret_cast<nta_agent_magic_t*>(_impl.get()), NTATAG_MCLASS(sourceBoundMessages()),
         NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxStreamRead),
-        NTATAG_MAX_PROCEEDING(kMaxProceeding), TPTAG_QUEUESIZE(SOMAXCONN), TAG_END());
+        NTATAG_MAX_PROCEEDING(kMaxProceeding), NTATAG_UA(1), NTATAG_MERGE_482(1), TPTAG_QUEUESIZE(SOMAXCONN),
+        TAG_END());
+    _impl->calls.setStreams(_impl->streams);
     closeStackStreams();
     forgetStackSockets();
     const tport_t* primary = _impl->streams == nullptr ? nullptr : tport_primaries(nta_agent_tports(_impl->streams));
@@ -308,6 +342,11 @@ uint16_t SipAgent::openStreams()
     if (address == nullptr)
         return 0;
     return ntohs(reinterpret_cast<const su_sockaddr_t*>(address->ai_addr)->su_port);
+}
+
+CallTransport& SipAgent::calls()
+{
+    return _impl->calls;
 }
 
 void SipAgent::send(const OutgoingRequest& request, OutgoingResult done)
@@ -324,7 +363,7 @@ void SipAgent::followAddresses()
     const auto lost = std::count_if(current.bound.begin(), current.bound.end(),
                                     [&](const std::string& address) { return !contains(present, address); });
     if (static_cast<size_t>(lost) > kMaxLostAddresses) {
-        current.close();
+        _impl->close(current);
         _impl->open(current);
         reportReady(current.bound, current.port);
         reportFailures(current.failed, current.port, current.bound.empty());

@@ -3,15 +3,26 @@
 
 #include "sip/sip_messages.h"
 #include "sip/sip_outgoing.h"
+#include "sip/transactions.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class FlowTable;
 class SipStack;
+
+// What becomes of a request of calls that belongs to no transaction.
+struct CallVerdict {
+    bool isServed = false; // it gets a transaction
+    // Else the answer without one; no status: none.
+    int status = 0;
+    std::string phrase{};  // empty: the usual one
+    std::string headers{}; // whole lines
+};
 
 // Serves the requests that need more than their own text. Called on the stack's thread.
 class SipHandler {
@@ -25,6 +36,13 @@ public:
     // reached the stack.
     [[nodiscard]] virtual bool admits(const SipSource& source, bool hasCredentials) = 0;
     [[nodiscard]] virtual RegisterReply onRegister(const RegisterRequest& request) = 0;
+    // A call with this Call-ID is in progress.
+    [[nodiscard]] virtual bool hasCall(std::string_view callId) const = 0;
+    [[nodiscard]] virtual CallVerdict judge(const CallMessage& request) = 0;
+    // After it was judged to be served.
+    virtual void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) = 0;
+    // The sockets of UDP are about to be closed, with all transactions over them.
+    virtual void onUdpClosing() = 0;
 };
 
 // SIP over UDP, and over the connections that are passed on to it. Belongs to the stack's thread; never destroyed.
@@ -49,6 +67,9 @@ public:
 
     // Begins to serve connections. Gives the port of 127.0.0.1 to which they are to be passed, 0 without one. Once.
     [[nodiscard]] uint16_t openStreams();
+
+    // For calls. Lives as long as this.
+    [[nodiscard]] CallTransport& calls();
 
     // Sends a request to a telephone that registered over TCP or TLS; see sendOverConnection().
     void send(const OutgoingRequest& request, OutgoingResult done);

@@ -1,9 +1,11 @@
 #include "sip/sip_answers.h"
 
+#include "sip/call_parts.h"
 #include "sip/message_lines.h"
 #include "sip/reply_text.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_request.h"
+#include "sip/stack_calls.h"
 #include "sip/stack_sockets.h"
 #include "sip/via_source.h"
 
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <sofia-sip/msg_addr.h>
 #include <sofia-sip/nta_stateless.h>
 #include <sofia-sip/sip_header.h>
@@ -22,11 +25,11 @@
 #include <string_view>
 #include <utility>
 
-// All answers here are stateless: a transaction of the stack would cost 10 kB for half a minute, and these requests
-// give the same answer when they are repeated.
+// All answers here but those of calls are stateless: a transaction of the stack would cost 10 kB for half a minute, and
+// these requests give the same answer when they are repeated.
 namespace {
 
-constexpr const char* kAllow = "OPTIONS, REGISTER";
+constexpr const char* kAllow = "INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, UPDATE, INFO, MESSAGE, REGISTER";
 constexpr const char* kServer = "Parlovex";
 constexpr uint32_t kMaxCseq = 0x7fffffff; // RFC 3261 section 8.1.1.5
 
@@ -57,15 +60,6 @@ void answer(nta_agent_t* agent, msg_t* message, const SipSource& source, int sta
     if (!text.empty())
         answerPacket(text);
     msg_destroy(message);
-}
-
-std::string headerLine(std::string_view name, std::string_view value)
-{
-    std::string line(name);
-    line += ": ";
-    line += value;
-    line += "\r\n";
-    return line;
 }
 
 void answerOptions(nta_agent_t* agent, msg_t* message, const SipSource& source)
@@ -141,18 +135,19 @@ int methodStatus(const sip_t* sip)
     switch (sip->sip_request->rq_method) {
     case sip_method_register:
     case sip_method_options:
-        return 0;
     case sip_method_invite:
+    case sip_method_message:
+        return 0;
     case sip_method_bye:
     case sip_method_prack:
     case sip_method_update:
+    case sip_method_info:
+        return sip->sip_to->a_tag == nullptr ? 481 : 0;
     case sip_method_subscribe:
     case sip_method_notify:
-    case sip_method_message:
     case sip_method_refer:
-    case sip_method_info:
     case sip_method_publish:
-        return sip->sip_to->a_tag == nullptr ? 405 : 481;
+        return 405;
     case sip_method_cancel:
         return 481;
     default:
@@ -181,8 +176,10 @@ bool refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const Si
 // cannot be read is as if it were not there (section 10.2.1.1). Null: the name of a line that is no header.
 bool isNeeded(const char* name)
 {
-    static constexpr std::array<std::string_view, 9> kNeeded = {
-        "Authorization", "CSeq", "Call-ID", "Contact", "Content-Length", "From", "Require", "To", "Via"};
+    static constexpr std::array<std::string_view, 12> kNeeded = {
+        "Authorization",  "CSeq",         "Call-ID", "Contact",
+        "Content-Length", "Content-Type", "From",    "Proxy-Authorization",
+        "Record-Route",   "Require",      "To",      "Via"};
     return name == nullptr || std::find(kNeeded.begin(), kNeeded.end(), name) != kNeeded.end();
 }
 
@@ -217,6 +214,56 @@ bool areClean(const sip_contact_t* contact)
     return contact == nullptr;
 }
 
+bool isServedOption(const sip_t* sip, std::string_view option)
+{
+    const sip_method_t method = sip->sip_request->rq_method;
+    const bool isOfCalls =
+        method != sip_method_register && (method != sip_method_options || sip->sip_to->a_tag != nullptr);
+    return isOfCalls && (option == "100rel" || option == "timer");
+}
+
+// What an INVITE needs beside what all requests need.
+bool isIncompleteInvite(const sip_t* sip)
+{
+    return sip->sip_request->rq_method == sip_method_invite &&
+           (sip->sip_contact == nullptr || !isSipUri(sip->sip_contact->m_url));
+}
+
+// RFC 3261 section 16.3: a call goes on from here.
+bool isAtEnd(const sip_t* sip)
+{
+    const sip_method_t method = sip->sip_request->rq_method;
+    return (method == sip_method_invite || method == sip_method_message) && sip->sip_to->a_tag == nullptr &&
+           sip->sip_max_forwards != nullptr && sip->sip_max_forwards->mf_count == 0;
+}
+
+void serveCall(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler,
+               StackCalls& calls)
+{
+    if (isIncompleteInvite(sip)) {
+        answer(agent, message, source, SIP_400_BAD_REQUEST);
+        return;
+    }
+    if (isAtEnd(sip)) {
+        answer(agent, message, source, SIP_483_TOO_MANY_HOPS);
+        return;
+    }
+    const CallMessage request = callRequest(message, sip, source);
+    const CallVerdict verdict = handler.judge(request);
+    if (!verdict.isServed) {
+        if (verdict.status == 0) {
+            msg_destroy(message);
+            return;
+        }
+        const std::string phrase(verdict.phrase.empty() ? statusPhrase(verdict.status) : verdict.phrase);
+        answer(agent, message, source, verdict.status, phrase.c_str(), verdict.headers);
+        return;
+    }
+    if (std::unique_ptr<ServerTransaction> transaction = calls.accept(agent, message, sip, source);
+        transaction != nullptr)
+        handler.onCallRequest(request, std::move(transaction));
+}
+
 // RFC 3261 section 8.2.2
 bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
 {
@@ -227,7 +274,8 @@ bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip, const S
     std::string unsupported;
     for (const sip_require_t* require = sip->sip_require; require != nullptr; require = require->k_next)
         for (msg_param_t const* option = require->k_items; option != nullptr && *option != nullptr; ++option)
-            unsupported += (unsupported.empty() ? "" : ", ") + std::string(*option);
+            if (!isServedOption(sip, *option))
+                unsupported += (unsupported.empty() ? "" : ", ") + std::string(*option);
     if (unsupported.empty())
         return false;
     answer(agent, message, source, SIP_420_BAD_EXTENSION, headerLine("Unsupported", unsupported));
@@ -247,7 +295,8 @@ bool isMalformed(const sip_t* sip)
     return isSipUri(uri) && uri->url_headers != nullptr;
 }
 
-void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler)
+void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler,
+                   StackCalls& calls)
 {
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
@@ -266,8 +315,11 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
     }
     if (refuseMethod(agent, message, sip, source) || refuseHeaders(agent, message, sip, source))
         return;
-    if (sip->sip_request->rq_method == sip_method_options)
+    const sip_method_t method = sip->sip_request->rq_method;
+    if (method == sip_method_register)
+        answerRegister(agent, message, sip, source, handler);
+    else if (method == sip_method_options && sip->sip_to->a_tag == nullptr)
         answerOptions(agent, message, source);
     else
-        answerRegister(agent, message, sip, source, handler);
+        serveCall(agent, message, sip, source, handler, calls);
 }

@@ -28,17 +28,25 @@ struct RegisterContact {
     uint8_t priority = 100;          // q value in percent
 };
 
-struct RegisterRequest {
+// A request that is answered by its credentials.
+struct CredentialedRequest {
     SipSource source;
+    std::string method;
     std::string requestUri;
-    std::string user; // of the To header, unescaped; empty: none
+    std::string user; // whose credentials are wanted, unescaped; empty: none
     std::string callId;
     uint32_t cseq = 0;
-    std::vector<RegisterContact> contacts;   // of too many the first kMaxContacts + 1
-    bool isStar = false;                     // a Contact "*" was among them
-    std::optional<uint32_t> expires;         // s
-    std::string userAgent;                   // as sent
     std::vector<std::string> authorizations; // values of the Authorization headers
+};
+
+// The user is that of the To header.
+struct RegisterRequest : CredentialedRequest {
+    RegisterRequest() { method = "REGISTER"; }
+
+    std::vector<RegisterContact> contacts; // of too many the first kMaxContacts + 1
+    bool isStar = false;                   // a Contact "*" was among them
+    std::optional<uint32_t> expires;       // s
+    std::string userAgent;                 // as sent
 };
 
 // What the credentials of a request said of who sent it.

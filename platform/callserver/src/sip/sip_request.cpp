@@ -1,31 +1,16 @@
 #include "sip/sip_request.h"
 
+#include "sip/stack_text.h"
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <sofia-sip/sip_header.h>
-#include <sofia-sip/url.h>
 
 namespace {
 
 constexpr uint32_t kMalformedExpires = 3600; // RFC 3261 section 10.2.1.1
 constexpr size_t kMaxAuthorizations = 8;     // a client has one or two; each costs a parse
-
-std::string uriText(msg_t* message, const url_t* url)
-{
-    char* text = url_as_string(msg_home(message), url);
-    return text == nullptr ? std::string() : std::string(text);
-}
-
-std::string unescaped(const char* text)
-{
-    if (text == nullptr)
-        return {};
-    std::string result(std::strlen(text), '\0');
-    char* end = url_unescape(result.data(), text);
-    result.resize(std::strlen(end));
-    return result;
-}
 
 // Seconds; a number too large for the type is as large as it gets.
 uint32_t deltaSeconds(const char* text)
@@ -45,19 +30,6 @@ uint8_t percentOf(const char* q)
     double value = 1;
     const auto [stop, error] = std::from_chars(q, q + std::strlen(q), value);
     return error != std::errc() || !(value >= 0 && value <= 1) ? 100 : static_cast<uint8_t>(std::lround(value * 100));
-}
-
-// The parameters as they came, in one text again: the stack has split them at their commas.
-std::string authorizationText(const sip_authorization_t* header)
-{
-    std::string text = header->au_scheme == nullptr ? "" : header->au_scheme;
-    char separator = ' ';
-    for (msg_param_t const* param = header->au_params; param != nullptr && *param != nullptr; ++param) {
-        text += separator;
-        text += *param;
-        separator = ',';
-    }
-    return text;
 }
 
 void addContacts(msg_t* message, const sip_contact_t* header, RegisterRequest& request)
@@ -83,7 +55,7 @@ RegisterRequest registerRequest(msg_t* message, const sip_t* sip, const SipSourc
     RegisterRequest request;
     request.source = source;
     request.requestUri = uriText(message, sip->sip_request->rq_url);
-    request.user = unescaped(sip->sip_to->a_url->url_user);
+    request.user = unescapedText(sip->sip_to->a_url->url_user);
     request.callId = sip->sip_call_id->i_id;
     request.cseq = sip->sip_cseq->cs_seq;
     addContacts(message, sip->sip_contact, request);

@@ -1,0 +1,218 @@
+// A call of two legs: the server is the called side of one dialog and the caller of another one, and passes on what
+// each side says to the other (RFC 3261 section 6, back-to-back user agent).
+#pragma once
+
+#include "calls/call_counts.h"
+#include "calls/call_log.h"
+#include "calls/dialog.h"
+#include "calls/failure_choice.h"
+#include "calls/session_timer.h"
+#include "clock.h"
+#include "dialplan/dial_answer.h"
+#include "registrar/bindings.h"
+#include "sip/transactions.h"
+
+#include "cachedb2/sys_tbl.h"
+#include "cachedb2/usr_info.h"
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class Call;
+
+// One dialog of a call.
+struct CallLeg {
+    Dialog dialog;
+    LegTimer timer;
+    std::string user;  // local user at that end; empty: none
+    std::string allow; // as the other side said
+    SipBody sent;      // the session description that it got last
+    int64_t heardAtMs = 0;
+    uint32_t inviteCseq = 0;                  // of our last INVITE
+    std::unique_ptr<ClientTransaction> probe; // of the supervision, or a refresh of the session
+    bool isTimerSupported = false;
+    bool isLost = false; // the last probe could not even be sent
+};
+
+// What calls need around them. SIP thread.
+class CallHost {
+public:
+    CallHost() = default;
+    virtual ~CallHost() = default;
+    CallHost(const CallHost&) = delete;
+    CallHost& operator=(const CallHost&) = delete;
+
+    [[nodiscard]] virtual CallTransport& transport() = 0;
+    [[nodiscard]] virtual const Clock& clock() const = 0;
+    [[nodiscard]] virtual const Cdb_sys_data& system() = 0;
+    [[nodiscard]] virtual Snapshot<Cdb_usr_info>::RecordPtr findUser(const std::string& name) = 0;
+    [[nodiscard]] virtual const std::vector<Binding>* contactsOf(const std::string& user) = 0;
+    [[nodiscard]] virtual UserCalls& users() = 0;
+    [[nodiscard]] virtual CallLog& log() = 0;
+    // Requests with this tag in To belong to that leg of the call from now on, and no more.
+    virtual void addLeg(const Dialog& dialog, Call& call, int leg) = 0;
+    virtual void removeLeg(const Dialog& dialog) = 0;
+    // step() is to be called then.
+    virtual void wake(Call& call, int64_t atMs) = 0;
+    // Nothing is left to do; the call is destroyed later.
+    virtual void finished(Call& call) = 0;
+    // A line of the server log.
+    virtual void say(const std::string& line) = 0;
+};
+
+class Call final : public ServerTransactionListener {
+public:
+    static constexpr int kCaller = -1; // number of the caller's leg; the others are counted from 0
+
+    static constexpr int64_t kRingMs = 30'000;        // where a user has no time of his own
+    static constexpr int64_t kSilenceMs = 60'000;     // after which a side is asked whether it is still there
+    static constexpr int64_t kGoodbyeMs = 40'000;     // for the answers to what was sent at the end
+    static constexpr int64_t kRefreshPauseMs = 5'000; // before a refresh that collided is tried again
+
+    // `source`: the local user who calls; empty: none.
+    Call(CallHost& host, int number, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction,
+         const CallSource& source, DialAnswer answer);
+    ~Call() override;
+
+    // Tries the targets. Once.
+    void begin();
+    // A request within the dialog of a leg.
+    void onRequest(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    // Something is due.
+    void step();
+    // Ends it from the server's side; the status is for a caller who waits for an answer.
+    void release(int status, std::string_view reason);
+    // Its sockets are about to be closed: what has not ended by then never will.
+    void drop();
+
+    [[nodiscard]] int number() const { return _number; }
+    [[nodiscard]] bool isEnded() const { return _isEnded; }
+    [[nodiscard]] bool isAnswered() const { return _winner >= 0; }
+    [[nodiscard]] bool usesUdp() const;
+    [[nodiscard]] const CallRecord& record() const { return _record; }
+    [[nodiscard]] const CallLeg* legAt(int leg) const;
+    int64_t dueMs = 0; // kept by the host
+
+    void onAck(ServerTransaction& invite, const CallMessage& ack) override;
+    void onCancel(ServerTransaction& invite, const CallMessage& cancel) override;
+    void onPrack(ServerTransaction& invite, const CallMessage& prack,
+                 std::unique_ptr<ServerTransaction> transaction) override;
+    void onUnconfirmed(ServerTransaction& invite) override;
+
+private:
+    // A telephone that was invited.
+    struct Branch {
+        CallLeg leg;
+        std::unique_ptr<ClientTransaction> invite;
+        uint32_t seenRseq = 0;      // of the last reliable answer
+        std::deque<uint32_t> rseqs; // of those that the caller has not confirmed yet
+        uint32_t minTimer = 0;      // what it insisted on for the session timer
+        bool isFinal = false;       // it has answered for good
+        bool isConfirmable = false; // its success waits for the caller's ACK
+    };
+    // An offer within the call that has not been answered yet. There is one at a time (RFC 3261 section 14).
+    struct Exchange {
+        int from = kCaller;
+        CallMessage request;
+        std::unique_ptr<ServerTransaction> server;
+        std::unique_ptr<ClientTransaction> client;
+        bool isInvite = false;
+        bool isLateOffer = false; // the answer comes with the ACK
+    };
+    // Any other request that is passed on.
+    struct Relay {
+        std::unique_ptr<ServerTransaction> server;
+        std::unique_ptr<ClientTransaction> client;
+        uint64_t number = 0;
+    };
+    struct Contact {
+        std::string uri;
+        SipSource destination;
+    };
+
+    CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
+    // The leg that hears what that one says; nothing: nobody is there yet.
+    [[nodiscard]] std::optional<int> otherSide(int number) const;
+
+    void tryTargets();
+    [[nodiscard]] int refusalOf(const Cdb_usr_info& user) const;
+    [[nodiscard]] std::vector<Contact> contactsOf(const Cdb_usr_info& user);
+    void invite(size_t branch);
+    void addBranch(const Contact& contact, const DialTarget& target);
+    [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
+    void setNumbers(const DialTarget& target);
+
+    void onBranchAnswer(size_t branch, const CallMessage& response);
+    void onProgress(size_t branch, const CallMessage& response);
+    void onSuccess(size_t branch, const CallMessage& response);
+    void onFailure(size_t branch, const CallMessage& response);
+    void answerCaller(const CallMessage& response);
+    void confirm(size_t branch, const SipBody& body);
+    void hangUp(size_t branch, const CallMessage& response);
+
+    void fail(const CallAnswer& answer);
+    // Ends every leg but one; the record says `status`. `headers`: whole lines for the other sides.
+    void end(int status, std::string_view headers, std::optional<int> exceptLeg = std::nullopt);
+    void sendBye(CallLeg& leg, std::string_view headers);
+    void cancelBranches(size_t except);
+    void leaveUsers();
+    void setCallerPart(UserPart part);
+    void setCalledPart(UserPart part);
+    void finishIfDone();
+
+    void onBye(int leg, std::unique_ptr<ServerTransaction> transaction);
+    void onOffer(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    void onOfferAnswer(const CallMessage& response);
+    void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
+    void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
+    void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _isRefreshing; }
+
+    void supervise(int leg, int64_t now);
+    void refresh(int leg);
+    void probe(int leg);
+    void reschedule();
+
+    [[nodiscard]] SipBody bodyFor(CallLeg& leg, const SipBody& body);
+    [[nodiscard]] bool hasTimers() const;
+    [[nodiscard]] std::string allowFor(const CallLeg& other) const;
+    [[nodiscard]] std::string featuresFor(const CallLeg& other) const;
+    // What the other side's answer is for this one.
+    [[nodiscard]] CallAnswer passedAnswer(const CallMessage& response, int to);
+
+    CallHost& _host;
+    const int _number;
+    const CallMessage _invite;
+    const CallSource _source;
+    const DialAnswer _answer;
+    size_t _target = 0;                              // of the answer's targets, which is tried
+    std::unique_ptr<ServerTransaction> _transaction; // of the caller's INVITE; null once nothing can come of it
+    CallLeg _caller;
+    std::vector<std::unique_ptr<Branch>> _branches;
+    int _winner = -1; // the branch that answered
+    FailureChoice _failures;
+    std::optional<Exchange> _exchange;
+    std::vector<std::unique_ptr<Relay>> _relays;
+    uint64_t _relayed = 0;
+    CallRecord _record;
+    std::string _calledUser;
+    UserPart _callerPart = UserPart::Calling;
+    UserPart _calledPart = UserPart::Pending;
+    bool _isCallerCounted = false;
+    bool _isCalledCounted = false;
+    bool _isVideoAllowed = true;
+    bool _isEnded = false;
+    bool _isCancelled = false;
+    bool _isAcked = false;      // the caller has confirmed the success
+    bool _isRefreshing = false; // a re-INVITE of our own is under way
+    bool _isFinished = false;
+    bool _owesCallerBye = false; // it may be sent once the success is confirmed (RFC 3261 section 15)
+    int64_t _ringUntilMs = 0;
+    int64_t _talkUntilMs = 0;
+    int64_t _goodbyeAtMs = 0;
+};

@@ -1,0 +1,106 @@
+#include "calls/call_admission.h"
+
+#include "sip/source_key.h"
+
+#include "bcl2/text.h"
+#include "bcl2/uaddr.h"
+
+#include <algorithm>
+
+namespace {
+
+std::string addressText(const SipSource& source)
+{
+    Cbcl_uaddr text;
+    text.setAddress(source.address.c_str(), source.port);
+    return text.getURLStr();
+}
+
+} // namespace
+
+const std::string* CallAdmission::userOfAddress(const SipSource& source)
+{
+    if (const uint64_t version = _userBox.version(); version != _addressesOf) {
+        _addressesOf = version;
+        _byAddress.clear();
+        _users.now().forEach([this](const std::string& name, const Cdb_usr_info& user) {
+            if (!user.hasFlag(kUsrIpAuth))
+                return;
+            // A host name matches nobody: it is not looked up for each packet.
+            const std::string address = canonicalAddress(std::string(BclTrimmed(BclFieldText(user.ipAddr))));
+            if (!address.empty())
+                _byAddress.emplace(address, AddressUser{name, user.ipPort});
+        });
+    }
+    const auto [begin, end] = _byAddress.equal_range(source.address);
+    const std::string* found = nullptr;
+    for (auto it = begin; it != end; ++it) {
+        if (it->second.port == source.port)
+            return &it->second.name;
+        if (it->second.port == 0)
+            found = &it->second.name;
+    }
+    return found;
+}
+
+bool CallAdmission::isRegisteredFrom(const std::string& user, const SipSource& source)
+{
+    const std::vector<Binding>* contacts = _registrar.contactsOf(user);
+    return contacts != nullptr && std::any_of(contacts->begin(), contacts->end(), [&](const Binding& binding) {
+               return binding.source.address == source.address && binding.source.port == source.port &&
+                      binding.source.transport == source.transport;
+           });
+}
+
+CallVerdict CallAdmission::admit(const CallMessage& request, CallSource& source)
+{
+    if (const std::string* user = userOfAddress(request.source); user != nullptr) {
+        source = {SourceKind::User, *user};
+        return {_sink(request.source, Credentials::Right)};
+    }
+    const uint8_t flags = _system.now().callFlags;
+    const bool isUser = _users.now().find(request.from.user) != nullptr;
+    if (isUser && (flags & kSysAuthCalls) == 0 && isRegisteredFrom(request.from.user, request.source)) {
+        source = {SourceKind::User, request.from.user};
+        return {true};
+    }
+    if (!isUser && (flags & kSysAcceptUnknown) != 0) {
+        source = {SourceKind::Unknown, {}};
+        return {true};
+    }
+    return authenticate(request, source);
+}
+
+CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& source)
+{
+    CredentialedRequest credentials;
+    credentials.source = request.source;
+    credentials.method = request.methodName;
+    credentials.requestUri = request.requestUri;
+    credentials.user = request.from.user;
+    credentials.callId = request.callId;
+    credentials.cseq = request.cseq;
+    credentials.authorizations = request.authorizations;
+    const AuthOutcome outcome = _registrar.authenticate(credentials);
+    if (!_sink(request.source, outcome.credentials))
+        return {};
+    switch (outcome.result) {
+    case AuthResult::Accepted:
+        source = {SourceKind::User, request.from.user};
+        return {true};
+    case AuthResult::Challenge: {
+        CallVerdict verdict{false, 407};
+        for (const std::string& challenge : outcome.challenges)
+            verdict.headers += headerLine("Proxy-Authenticate", challenge);
+        return verdict;
+    }
+    case AuthResult::Malformed:
+        _refusals.note(request.from.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+        return {false, 400, "Bad Credentials"};
+    case AuthResult::Repeated:
+    case AuthResult::Refused:
+        break;
+    }
+    _refusals.note(request.from.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+    return {false, 403};
+}

@@ -1,0 +1,192 @@
+#include "calls/calls.h"
+
+#include "calls/call_status.h"
+#include "server_log.h"
+
+#include "bcl2/uaddr.h"
+
+#include <algorithm>
+
+namespace {
+
+std::string addressText(const SipSource& source)
+{
+    Cbcl_uaddr text;
+    text.setAddress(source.address.c_str(), source.port);
+    return text.getURLStr();
+}
+
+} // namespace
+
+Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusals, CallTransport& transport,
+             CdrStore& records, const Clock& clock, CallAdmission::CredentialsSink sink)
+    : _registrar(registrar),
+      _refusals(refusals),
+      _transport(transport),
+      _clock(clock),
+      _userRows(store.users()),
+      _system(store.system()),
+      _plan(store),
+      _admission(store.users(), store.system(), registrar, refusals, std::move(sink)),
+      _users([&registrar](const std::string& user, Eusr_stage stage) { registrar.setCallStage(user, stage); }),
+      _log(store.system(), clock, records),
+      _messages(transport, registrar, store)
+{}
+
+bool Calls::has(std::string_view callId) const
+{
+    return _callIds.find(callId) != _callIds.end();
+}
+
+CallVerdict Calls::judge(const CallMessage& request)
+{
+    if (!request.to.tag.empty())
+        return judgeWithin(request);
+    if (request.method != SipMethod::Invite && request.method != SipMethod::Message)
+        return {false, 481};
+    CallVerdict verdict = _admission.admit(request, _admitted);
+    if (!verdict.isServed)
+        return verdict;
+    const bool hasTimers = (_system.now().callFlags & kSysSessionTimers) != 0;
+    if (request.method == SipMethod::Invite && hasTimers && LegTimer::isTooShort(request))
+        return {false, 422, {}, headerLine("Min-SE", std::to_string(LegTimer::kMinimum))};
+    return verdict;
+}
+
+CallVerdict Calls::judgeWithin(const CallMessage& request) const
+{
+    const auto it = _legs.find(std::string_view(request.to.tag));
+    const CallLeg* leg = it == _legs.end() ? nullptr : it->second.call->legAt(it->second.leg);
+    if (leg == nullptr || leg->dialog.callId != request.callId || leg->dialog.remoteTag != request.from.tag)
+        return {false, 481};
+    // RFC 3261 section 12.2.2
+    if (request.cseq <= leg->dialog.remoteCseq && leg->dialog.remoteCseq != 0)
+        return {false, 500};
+    return {true};
+}
+
+void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    if (!request.to.tag.empty()) {
+        if (const auto it = _legs.find(std::string_view(request.to.tag)); it != _legs.end())
+            it->second.call->onRequest(it->second.leg, request, std::move(transaction));
+        return;
+    }
+    if (request.method == SipMethod::Message) {
+        const DialAnswer answer =
+            analyzeCall(_plan.now(),
+                        {_admitted, _admitted.kind == SourceKind::User ? _admitted.name : request.from.user,
+                         request.requestUser, request.to.user},
+                        _users, _clock.wallSeconds());
+        _messages.relay(request, _admitted, answer, std::move(transaction));
+        return;
+    }
+    beginCall(request, std::move(transaction));
+}
+
+void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    const std::string caller = _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
+    DialAnswer answer = analyzeCall(_plan.now(), {_admitted, caller, request.requestUser, request.to.user}, _users,
+                                    _clock.wallSeconds());
+    if (answer.status != 0)
+        _refusals.note(caller, request.source.address, addressText(request.source),
+                       std::to_string(answer.status) + ", " + answer.reason, "Call");
+    const int number = _log.nextCall();
+    auto made = std::make_unique<Call>(static_cast<CallHost&>(*this), number, request, std::move(transaction),
+                                       _admitted, std::move(answer));
+    Call& call = *made;
+    _calls.emplace(number, std::move(made));
+    ++_active;
+    call.begin();
+}
+
+void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
+{
+    _legs.insert_or_assign(dialog.localTag, LegRef{&call, leg});
+    ++_callIds[dialog.callId];
+}
+
+void Calls::removeLeg(const Dialog& dialog)
+{
+    if (_legs.erase(dialog.localTag) == 0)
+        return;
+    if (const auto it = _callIds.find(std::string_view(dialog.callId)); it != _callIds.end() && --it->second == 0)
+        _callIds.erase(it);
+}
+
+void Calls::wake(Call& call, int64_t atMs)
+{
+    if (call.dueMs == atMs)
+        return;
+    if (call.dueMs != 0)
+        _due.erase({call.dueMs, call.number()});
+    call.dueMs = atMs;
+    _due.emplace(atMs, call.number());
+}
+
+void Calls::finished(Call& call)
+{
+    if (call.dueMs != 0)
+        _due.erase({call.dueMs, call.number()});
+    call.dueMs = 0;
+    const auto it = _calls.find(call.number());
+    if (it == _calls.end())
+        return;
+    _finished.push_back(std::move(it->second));
+    _calls.erase(it);
+    --_active;
+}
+
+void Calls::say(const std::string& line)
+{
+    ServerLog("%s", line.c_str());
+}
+
+void Calls::step()
+{
+    _finished.clear();
+    const int64_t now = _clock.steadyMs();
+    while (!_due.empty() && _due.begin()->first <= now) {
+        const int number = _due.begin()->second;
+        _due.erase(_due.begin());
+        if (const auto it = _calls.find(number); it != _calls.end()) {
+            it->second->dueMs = 0;
+            it->second->step();
+        }
+    }
+}
+
+size_t Calls::releaseAll()
+{
+    std::vector<Call*> open;
+    for (const auto& [number, call] : _calls)
+        if (!call->isEnded())
+            open.push_back(call.get());
+    for (Call* call : open)
+        call->release(480, "Released by the administrator");
+    return open.size();
+}
+
+void Calls::dropUdp()
+{
+    std::vector<Call*> affected;
+    for (const auto& [number, call] : _calls)
+        if (call->usesUdp())
+            affected.push_back(call.get());
+    if (!affected.empty())
+        ServerLog("SIP over UDP moves: %zu %s.", affected.size(),
+                  affected.size() == 1 ? "call over it is released" : "calls over it are released");
+    for (Call* call : affected)
+        call->drop();
+    _messages.drop();
+}
+
+std::vector<std::string> Calls::statusTable() const
+{
+    std::vector<CallStatusRow> rows;
+    for (const auto& [number, call] : _calls)
+        if (!call->isEnded())
+            rows.push_back({number, &call->record().data});
+    return callStatusTable(rows, _clock.wallSeconds());
+}

@@ -1,0 +1,91 @@
+// All calls in progress: finds the one that a request belongs to, begins new ones, ends them.
+#pragma once
+
+#include "calls/call.h"
+#include "calls/call_admission.h"
+#include "calls/call_counts.h"
+#include "calls/call_log.h"
+#include "calls/message_relay.h"
+#include "dialplan/dial_plan.h"
+#include "sip/packet_gate.h"
+
+#include "cachedb2/fac_mgr.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+// SIP thread; never destroyed.
+class Calls final : public CallIndex, private CallHost {
+public:
+    Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusals, CallTransport& transport,
+          CdrStore& records, const Clock& clock, CallAdmission::CredentialsSink sink);
+
+    [[nodiscard]] CallVerdict judge(const CallMessage& request);
+    // After judge() has served it.
+    void onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+
+    // Does what is due; cheap when nothing is.
+    void step();
+    // Ends all calls; gives their number.
+    size_t releaseAll();
+    // The sockets of UDP are about to be closed: ends the calls over them.
+    void dropUdp();
+
+    // Text of the calls in progress, a line each with a head; empty: there is none.
+    [[nodiscard]] std::vector<std::string> statusTable() const;
+    [[nodiscard]] size_t size() const { return _active; }
+
+    // Any part of a call that has this Call-ID.
+    [[nodiscard]] bool has(std::string_view callId) const override;
+
+private:
+    struct Hash {
+        using is_transparent = void;
+        size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+    struct LegRef {
+        Call* call;
+        int leg;
+    };
+
+    [[nodiscard]] CallVerdict judgeWithin(const CallMessage& request) const;
+    void beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+
+    CallTransport& transport() override { return _transport; }
+    [[nodiscard]] const Clock& clock() const override { return _clock; }
+    const Cdb_sys_data& system() override { return _system.now(); }
+    Snapshot<Cdb_usr_info>::RecordPtr findUser(const std::string& name) override { return _userRows.now().find(name); }
+    const std::vector<Binding>* contactsOf(const std::string& user) override { return _registrar.contactsOf(user); }
+    UserCalls& users() override { return _users; }
+    CallLog& log() override { return _log; }
+    void addLeg(const Dialog& dialog, Call& call, int leg) override;
+    void removeLeg(const Dialog& dialog) override;
+    void wake(Call& call, int64_t atMs) override;
+    void finished(Call& call) override;
+    void say(const std::string& line) override;
+
+    Registrar& _registrar;
+    RefusalLog& _refusals;
+    CallTransport& _transport;
+    const Clock& _clock;
+    SnapshotReader<Snapshot<Cdb_usr_info>> _userRows;
+    SnapshotReader<Cdb_sys_data> _system;
+    DialPlan _plan;
+    CallAdmission _admission;
+    UserCalls _users;
+    CallLog _log;
+    MessageRelay _messages;
+    CallSource _admitted;                                                 // of the request that was judged last
+    std::map<int, std::unique_ptr<Call>> _calls;                          // by number: in the order in which they began
+    std::vector<std::unique_ptr<Call>> _finished;                         // to be destroyed where nobody is within them
+    std::unordered_map<std::string, LegRef, Hash, std::equal_to<>> _legs; // by our tag
+    std::unordered_map<std::string, unsigned, Hash, std::equal_to<>> _callIds; // with the number of their legs
+    std::set<std::pair<int64_t, int>> _due;
+    size_t _active = 0; // calls that have not ended
+};

@@ -1,0 +1,61 @@
+#include "calls/failure_choice.h"
+
+namespace {
+
+// Lower is better.
+int rank(int status)
+{
+    if (status >= 600)
+        return 0;
+    switch (status) {
+    case 486:
+        return 1;
+    case 480:
+        return 3;
+    case 503:
+    case 500:
+        return 4;
+    case 408: // no answer at all
+        return 5;
+    default:
+        return 2;
+    }
+}
+
+// What a telephone answered to the server is not always for the caller.
+int toldStatus(int status)
+{
+    switch (status) {
+    case 401: // it is the server that should have authenticated itself
+    case 407:
+    case 481:
+    case 482:
+        return 500;
+    case 404: // that the telephone does not know its own user any more
+    case 410:
+    case 487:
+        return 480;
+    default:
+        // A redirection would have the caller leave the server.
+        return status < 400 ? 480 : status;
+    }
+}
+
+} // namespace
+
+void FailureChoice::add(const CallMessage& response)
+{
+    if (!_best || rank(response.status) < rank(_best->status))
+        _best = response;
+}
+
+CallAnswer FailureChoice::answer() const
+{
+    CallAnswer answer;
+    answer.status = _best ? toldStatus(_best->status) : 480;
+    if (_best && answer.status == _best->status) {
+        answer.phrase = _best->phrase;
+        answer.headers = _best->passed;
+    }
+    return answer;
+}

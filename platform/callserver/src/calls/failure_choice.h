@@ -1,0 +1,18 @@
+// Which of several failures a caller is told.
+#pragma once
+
+#include "sip/call_message.h"
+
+#include <optional>
+
+// The best of the final answers of the telephones that rang together (RFC 3261 section 16.7): a global failure above
+// all, then busy, then what tells more than that nobody was there.
+class FailureChoice {
+public:
+    void add(const CallMessage& response);
+    // What the caller is told: only what concerns him. 480 when nothing was added.
+    [[nodiscard]] CallAnswer answer() const;
+
+private:
+    std::optional<CallMessage> _best;
+};

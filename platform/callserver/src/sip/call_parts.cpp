@@ -1,0 +1,233 @@
+#include "sip/call_parts.h"
+
+#include "sip/stack_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <sofia-sip/msg_header.h>
+#include <sofia-sip/sip_extra.h>
+#include <sofia-sip/sip_header.h>
+#include <sofia-sip/sip_util.h>
+#include <sofia-sip/url.h>
+#include <string_view>
+#include <strings.h>
+
+namespace {
+
+constexpr size_t kMaxPassed = 8192;      // bytes of header lines that go on to the other side
+constexpr size_t kMaxRoutes = 32;        // more proxies than a request may pass on its way are no route
+constexpr size_t kMaxAuthorizations = 8; // a client has one or two; each costs a parse
+
+// Headers that mean the same to the other side: of the caller, of the session, of the answer. All others belong to one
+// leg, or say what the server has to decide.
+bool isPassed(std::string_view name)
+{
+    static constexpr std::array<std::string_view, 18> kPassed = {
+        "Accept", "Accept-Encoding", "Accept-Language", "Alert-Info",   "Answer-Mode",  "Call-Info",
+        "Date",   "Error-Info",      "In-Reply-To",     "Info-Package", "Organization", "Priority",
+        "Reason", "Recv-Info",       "Retry-After",     "Subject",      "Unsupported",  "Warning"};
+    return std::any_of(kPassed.begin(), kPassed.end(), [name](std::string_view passed) {
+        return passed.size() == name.size() && strncasecmp(passed.data(), name.data(), name.size()) == 0;
+    });
+}
+
+bool isOfBody(std::string_view name)
+{
+    static constexpr std::array<std::string_view, 4> kOfBody = {"Content-Disposition", "Content-Encoding",
+                                                                "Content-Language", "MIME-Version"};
+    return std::find(kOfBody.begin(), kOfBody.end(), name) != kOfBody.end();
+}
+
+std::string_view nameOf(const msg_header_t* header)
+{
+    const char* name = header->sh_class->hc_name;
+    if (name == nullptr && sip_is_unknown(reinterpret_cast<const sip_header_t*>(header)) != 0)
+        name = reinterpret_cast<const sip_unknown_t*>(header)->un_name;
+    return name == nullptr ? std::string_view() : std::string_view(name);
+}
+
+// The line as it came, with its end; empty for a header that the stack has made or changed.
+std::string_view lineOf(const msg_header_t* header)
+{
+    if (header->sh_data == nullptr || header->sh_len < 2)
+        return {};
+    const std::string_view line(static_cast<const char*>(header->sh_data), header->sh_len);
+    return line.ends_with("\r\n") ? line : std::string_view();
+}
+
+void addLines(msg_t* message, CallMessage& result)
+{
+    msg_header_t* const* head = msg_chain_head(message);
+    for (const msg_header_t* header = head == nullptr ? nullptr : *head; header != nullptr; header = header->sh_succ) {
+        const std::string_view name = nameOf(header);
+        const bool isBody = isOfBody(name);
+        if (!isBody && !isPassed(name))
+            continue;
+        std::string& lines = isBody ? result.body.headers : result.passed;
+        if (const std::string_view line = lineOf(header); lines.size() + line.size() <= kMaxPassed)
+            lines += line;
+    }
+}
+
+SipParty partyOf(msg_t* message, const sip_addr_t* header)
+{
+    SipParty party;
+    if (header == nullptr)
+        return party;
+    party.uri = uriText(message, header->a_url);
+    party.user = unescapedText(header->a_url->url_user);
+    if (header->a_url->url_host != nullptr)
+        party.host = header->a_url->url_host;
+    if (header->a_display != nullptr)
+        party.display = unquotedText(header->a_display);
+    if (header->a_tag != nullptr)
+        party.tag = header->a_tag;
+    return party;
+}
+
+SipMethod methodOf(sip_method_t method)
+{
+    switch (method) {
+    case sip_method_invite:
+        return SipMethod::Invite;
+    case sip_method_ack:
+        return SipMethod::Ack;
+    case sip_method_cancel:
+        return SipMethod::Cancel;
+    case sip_method_bye:
+        return SipMethod::Bye;
+    case sip_method_options:
+        return SipMethod::Options;
+    case sip_method_prack:
+        return SipMethod::Prack;
+    case sip_method_update:
+        return SipMethod::Update;
+    case sip_method_info:
+        return SipMethod::Info;
+    case sip_method_message:
+        return SipMethod::Message;
+    default:
+        return SipMethod::Other;
+    }
+}
+
+bool hasFeature(const sip_t* sip, const char* feature)
+{
+    return (sip->sip_supported != nullptr && sip_has_feature(sip->sip_supported, feature) != 0) ||
+           (sip->sip_require != nullptr && sip_has_feature(sip->sip_require, feature) != 0);
+}
+
+SessionTimer timerOf(const sip_t* sip)
+{
+    SessionTimer timer;
+    if (const sip_session_expires_t* header = sip->sip_session_expires; header != nullptr) {
+        timer.interval = static_cast<uint32_t>(header->x_delta);
+        if (header->x_refresher != nullptr)
+            timer.refresher = strcasecmp(header->x_refresher, "uac") == 0   ? SessionTimer::Refresher::Uac
+                              : strcasecmp(header->x_refresher, "uas") == 0 ? SessionTimer::Refresher::Uas
+                                                                            : SessionTimer::Refresher::None;
+    }
+    if (sip->sip_min_se != nullptr)
+        timer.minimum = static_cast<uint32_t>(sip->sip_min_se->min_delta);
+    return timer;
+}
+
+std::string allowText(const sip_allow_t* allow)
+{
+    std::string text;
+    for (; allow != nullptr; allow = reinterpret_cast<const sip_allow_t*>(allow->k_next))
+        for (msg_param_t const* item = allow->k_items; item != nullptr && *item != nullptr; ++item)
+            text += (text.empty() ? "" : ", ") + std::string(*item);
+    return text;
+}
+
+void addBody(const sip_t* sip, SipBody& body)
+{
+    if (sip->sip_payload == nullptr || sip->sip_payload->pl_len == 0)
+        return;
+    body.data.assign(sip->sip_payload->pl_data, sip->sip_payload->pl_len);
+    if (sip->sip_content_type != nullptr)
+        body.type = headerValue(reinterpret_cast<const msg_header_t*>(sip->sip_content_type));
+}
+
+void addAuthorizations(const sip_authorization_t* header, CallMessage& result)
+{
+    for (; header != nullptr && result.authorizations.size() < kMaxAuthorizations; header = header->au_next)
+        result.authorizations.push_back(authorizationText(header));
+}
+
+// What requests and answers have alike.
+CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& source)
+{
+    CallMessage result;
+    result.source = source;
+    result.from = partyOf(message, sip->sip_from);
+    result.to = partyOf(message, sip->sip_to);
+    if (sip->sip_call_id != nullptr)
+        result.callId = sip->sip_call_id->i_id;
+    if (sip->sip_cseq != nullptr) {
+        result.cseq = sip->sip_cseq->cs_seq;
+        result.method = methodOf(sip->sip_cseq->cs_method);
+        result.methodName = sip->sip_cseq->cs_method_name;
+    }
+    if (sip->sip_contact != nullptr && sip->sip_contact->m_url->url_type != url_any)
+        result.contact = uriText(message, sip->sip_contact->m_url);
+    for (const sip_record_route_t* route = sip->sip_record_route; route != nullptr && result.routes.size() < kMaxRoutes;
+         route = route->r_next)
+        result.routes.push_back(headerValue(reinterpret_cast<const msg_header_t*>(route)));
+    result.allow = allowText(sip->sip_allow);
+    result.timer = timerOf(sip);
+    result.isReliableSupported = hasFeature(sip, "100rel");
+    result.isTimerSupported = hasFeature(sip, "timer");
+    if (sip->sip_rseq != nullptr)
+        result.rseq = sip->sip_rseq->rs_response;
+    addLines(message, result);
+    addBody(sip, result.body);
+    return result;
+}
+
+bool isPrivate(const sip_privacy_t* privacy)
+{
+    if (privacy == nullptr)
+        return false;
+    for (msg_param_t const* value = privacy->priv_values; value != nullptr && *value != nullptr; ++value)
+        for (const char* hiding : {"id", "user", "header"})
+            if (strcasecmp(*value, hiding) == 0)
+                return true;
+    return false;
+}
+
+} // namespace
+
+CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& source)
+{
+    CallMessage request = commonParts(message, sip, source);
+    const url_t* uri = sip->sip_request->rq_url;
+    request.requestUri = uriText(message, uri);
+    request.requestUser = unescapedText(uri->url_user);
+    if (uri->url_host != nullptr)
+        request.requestHost = uri->url_host;
+    if (sip->sip_max_forwards != nullptr)
+        request.maxForwards = static_cast<unsigned>(sip->sip_max_forwards->mf_count);
+    if (sip->sip_user_agent != nullptr && sip->sip_user_agent->g_string != nullptr)
+        request.userAgent = sip->sip_user_agent->g_string;
+    if (sip->sip_rack != nullptr)
+        request.rack = ReliableAck{sip->sip_rack->ra_response, sip->sip_rack->ra_cseq};
+    request.isAnonymous = isPrivate(sip->sip_privacy);
+    addAuthorizations(sip->sip_proxy_authorization, request);
+    addAuthorizations(sip->sip_authorization, request);
+    return request;
+}
+
+CallMessage callResponse(msg_t* message, const sip_t* sip, int status, const SipSource& source)
+{
+    CallMessage response;
+    if (sip != nullptr && message != nullptr && sip->sip_status != nullptr) {
+        response = commonParts(message, sip, source);
+        if (sip->sip_status->st_phrase != nullptr)
+            response.phrase = sip->sip_status->st_phrase;
+    }
+    response.status = status;
+    return response;
+}

@@ -1,0 +1,10 @@
+// From the stack's messages to those of calls. For the files of this folder only: it speaks the stack's types.
+#pragma once
+
+#include "sip/call_message.h"
+
+#include <sofia-sip/sip.h>
+
+// `sip` may be null for an answer that the stack made itself: then it says no more than `status`.
+[[nodiscard]] CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& source);
+[[nodiscard]] CallMessage callResponse(msg_t* message, const sip_t* sip, int status, const SipSource& source);

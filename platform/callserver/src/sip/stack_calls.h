@@ -1,0 +1,71 @@
+// Transactions of calls on the SIP stack. For the files of this folder only: it speaks the stack's types.
+#pragma once
+
+#include "sip/transactions.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <sofia-sip/nta.h>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+class FlowTable;
+class SipStack;
+class StackClientTransaction;
+class StackServerTransaction;
+
+// What sends over UDP now.
+struct UdpSockets {
+    nta_agent_t* agent = nullptr;
+    uint16_t port = 0;
+    const std::vector<std::string>* addresses = nullptr; // literals; each is the identity of its socket in the stack
+};
+
+// Sends and answers requests of calls. Where a message goes is decided by where the other side's messages come from,
+// never by what they say: telephones sit behind routers that they do not know of, and names are not looked up. SIP
+// thread; never destroyed.
+class StackCalls final : public CallTransport {
+public:
+    StackCalls(SipStack& stack, std::function<UdpSockets()> udp, FlowTable& flows);
+
+    void setStreams(nta_agent_t* streams) { _streams = streams; }
+    // A transaction for a request that has none yet. Takes the message. Null: the stack refuses it.
+    [[nodiscard]] std::unique_ptr<ServerTransaction> accept(nta_agent_t* agent, msg_t* message, sip_t* sip,
+                                                            const SipSource& source);
+    // The agent is about to be destroyed: its transactions come to nothing, and nobody hears of them.
+    void forget(const nta_agent_t* agent);
+
+    [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
+                                                          ResponseHandler onResponse) override;
+    void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
+    [[nodiscard]] std::string localHost(const SipSource& peer) override;
+
+private:
+    friend class StackClientTransaction;
+    friend class StackServerTransaction;
+
+    struct Way;
+    struct LocalAddress {
+        std::string address;
+        int64_t untilMs = 0;
+    };
+
+    [[nodiscard]] Way wayTo(const SipSource& peer);
+    [[nodiscard]] std::string localAddressFor(const std::string& peer, const std::vector<std::string>& bound);
+    // "<sip:user@host;transport=tcp>"
+    [[nodiscard]] std::string contactText(const std::string& user, const SipSource& peer);
+    [[nodiscard]] msg_t* makeRequest(const CallRequestOut& request, const Way& way);
+    void failLater(StackClientTransaction* transaction);
+
+    SipStack& _stack;
+    std::function<UdpSockets()> _udp;
+    FlowTable& _flows;
+    nta_agent_t* _streams = nullptr;
+    uint64_t _sent = 0;                                    // requests
+    std::unordered_map<std::string, LocalAddress> _locals; // by address of the peer
+    std::unordered_set<StackClientTransaction*> _clients;
+    std::unordered_set<StackServerTransaction*> _servers;
+};

@@ -1,0 +1,16 @@
+// Texts of the stack's parsed headers. For the files of this folder only: it speaks the stack's types.
+#pragma once
+
+#include <sofia-sip/msg_types.h>
+#include <sofia-sip/sip.h>
+#include <string>
+
+[[nodiscard]] std::string uriText(msg_t* message, const url_t* url);
+// Without the escapes of URIs; null is empty.
+[[nodiscard]] std::string unescapedText(const char* text);
+// A display name as it is meant: without the quotes around it and the backslashes within.
+[[nodiscard]] std::string unquotedText(const char* text);
+// The value of a header, without its name.
+[[nodiscard]] std::string headerValue(const msg_header_t* header);
+// The parameters as they came, in one text again: the stack has split them at their commas.
+[[nodiscard]] std::string authorizationText(const sip_authorization_t* header);
