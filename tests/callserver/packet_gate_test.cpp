@@ -1,4 +1,5 @@
 #include "sip/packet_gate.h"
+#include "sip/packet_text.h"
 
 #include "callserver/fake_clock.h"
 

@@ -1,8 +1,14 @@
 #include "support/call_phone.h"
+#include "support/free_port.h"
 #include "support/server_fixture.h"
 
+#include "bcl2/event_bus.h"
 #include "callserver/app.h"
+#include "callserver/event_ids.h"
 #include "callserver/sip_fac.h"
+
+#include <memory>
+#include <thread>
 
 namespace {
 
@@ -57,6 +63,302 @@ TEST_F(CallsTest, AUserCallsAnother)
     called.answer(bye, 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
     EXPECT_TRUE(events.waitForCount("state 2001 1", 2));
+    EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
+}
+
+TEST_F(CallsTest, ATraceByNumberShowsTheWholeCall)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    server().traceOnCalledPrefix("2002");
+    ASSERT_TRUE(events.waitForPart("log Trace on"));
+    caller.invite("2002");
+    called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
+    const PhoneMessage success = caller.expect("200");
+    caller.ack(success);
+    called.expect("ACK");
+    caller.send("BYE");
+    called.answer(called.expect("BYE"), 200);
+    caller.expect("200");
+    ASSERT_TRUE(events.waitForPart("log Trace: received from 127.0.0.1:" + std::to_string(called.port())));
+    const std::string callerAt = "127.0.0.1:" + std::to_string(caller.port());
+    const std::string calledAt = "127.0.0.1:" + std::to_string(called.port());
+    // The INVITE with and without credentials, the ACK, BYE; nothing answers the ACK of the challenge.
+    EXPECT_TRUE(events.waitForCount("log Trace: received from " + callerAt, 4));
+    EXPECT_TRUE(events.waitForPart("log Trace: received and dropped from " + callerAt));
+    EXPECT_TRUE(events.waitForCount("log Trace: sent to " + callerAt, 4));
+    EXPECT_TRUE(events.waitForCount("log Trace: sent to " + calledAt, 3));
+    EXPECT_TRUE(events.waitForCount("log Trace: received from " + calledAt, 2));
+    EXPECT_TRUE(events.waitForPart("log Trace: call 1: ")) << "the steps of the dial plan";
+    EXPECT_TRUE(events.waitForPart("response=\"...\""));
+    EXPECT_TRUE(events.waitForPart("log Trace:   m=audio 40002"));
+
+    server().stopTrace();
+    ASSERT_TRUE(events.waitForPart("log Trace off"));
+    EXPECT_EQ(caller.ask("INVITE", "2009").status(), 404);
+    for (const std::string& entry : events.all())
+        EXPECT_EQ(entry.find("log Trace:   INVITE sip:2009"), std::string::npos) << entry;
+}
+
+class CallFlowsTest : public CallsTest, public testing::WithParamInterface<SipClient::Transport> {
+protected:
+    void startTelephones(const std::function<void(Cdb_fac_mgr&)>& fill = {})
+    {
+        tcpPort = freeTcpPort();
+        tlsPort = freeTcpPort();
+        startServer(fill);
+        caller = std::make_unique<CallPhone>(portOf(GetParam()), "2001", GetParam());
+        called = std::make_unique<CallPhone>(portOf(GetParam()), "2002", GetParam());
+        caller->registerNow();
+        called->registerNow();
+    }
+    [[nodiscard]] uint16_t portOf(SipClient::Transport transport) const
+    {
+        return transport == SipClient::Transport::Udp   ? port
+               : transport == SipClient::Transport::Tcp ? tcpPort
+                                                        : tlsPort;
+    }
+    void talk()
+    {
+        caller->invite("2002");
+        const PhoneMessage invite = called->expect("INVITE");
+        called->answer(invite, 180);
+        caller->expect("180");
+        called->answer(invite, 200, CallPhone::kAnswer);
+        called->expect("ACK");
+        caller->ack(caller->expect("200"));
+        ASSERT_TRUE(events.waitForPart("call 1 answer"));
+    }
+    void hangUp(CallPhone& one, CallPhone& other)
+    {
+        one.send("BYE");
+        one.expect("200");
+        other.answer(other.expect("BYE"), 200);
+        EXPECT_TRUE(events.waitForPart("call 1 end"));
+    }
+
+    std::unique_ptr<CallPhone> caller;
+    std::unique_ptr<CallPhone> called;
+};
+
+INSTANTIATE_TEST_SUITE_P(Transports, CallFlowsTest,
+                         testing::Values(SipClient::Transport::Udp, SipClient::Transport::Tcp,
+                                         SipClient::Transport::Tls),
+                         [](const testing::TestParamInfo<SipClient::Transport>& tested) {
+                             return tested.param == SipClient::Transport::Udp   ? "Udp"
+                                    : tested.param == SipClient::Transport::Tcp ? "Tcp"
+                                                                                : "Tls";
+                         });
+
+TEST_P(CallFlowsTest, EitherSideHangsUp)
+{
+    startTelephones();
+    talk();
+    hangUp(*called, *caller);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+}
+
+TEST_P(CallFlowsTest, HoldAndBack)
+{
+    startTelephones();
+    talk();
+    const std::string held = std::string(CallPhone::kOffer) + "a=sendonly\r\n";
+    for (int i = 0; i < 2; ++i) {
+        const bool isByCaller = i == 0;
+        CallPhone& one = isByCaller ? *caller : *called;
+        CallPhone& other = isByCaller ? *called : *caller;
+        one.send("INVITE", held);
+        const PhoneMessage offer = other.expect("INVITE");
+        EXPECT_EQ(offer.body(), held);
+        other.answer(offer, 200, CallPhone::kAnswer);
+        other.expect("ACK");
+        const PhoneMessage answer = one.expect("200");
+        EXPECT_EQ(answer.body(), CallPhone::kAnswer);
+        one.ack(answer);
+        one.send("UPDATE", CallPhone::kOffer);
+        other.answer(other.expect("UPDATE"), 200, CallPhone::kAnswer);
+        one.expect("200");
+    }
+    hangUp(*caller, *called);
+}
+
+TEST_P(CallFlowsTest, TheAnswerToALateOfferComesWithTheConfirmation)
+{
+    startTelephones();
+    caller->invite("2002", "");
+    const PhoneMessage invite = called->expect("INVITE");
+    EXPECT_EQ(invite.body(), "");
+    called->answer(invite, 200, CallPhone::kOffer);
+    const PhoneMessage success = caller->expect("200");
+    EXPECT_EQ(success.body(), CallPhone::kOffer);
+    caller->ack(success, CallPhone::kAnswer);
+    EXPECT_EQ(called->expect("ACK").body(), CallPhone::kAnswer);
+    hangUp(*called, *caller);
+}
+
+TEST_P(CallFlowsTest, ReliableAnswersAreConfirmedFromEndToEnd)
+{
+    startTelephones();
+    caller->invite("2002", CallPhone::kOffer, {"Supported: 100rel"});
+    const PhoneMessage invite = called->expect("INVITE");
+    EXPECT_NE(invite.header("Supported").find("100rel"), std::string::npos) << invite.text;
+    called->answer(invite, 183, CallPhone::kAnswer, {"Require: 100rel", "RSeq: 77"});
+    const PhoneMessage progress = caller->expect("183");
+    EXPECT_EQ(progress.body(), CallPhone::kAnswer);
+    EXPECT_NE(progress.header("Require").find("100rel"), std::string::npos);
+    caller->learn(progress);
+    caller->send("PRACK", "", {"RAck: " + progress.header("RSeq") + " 2 INVITE"});
+    const PhoneMessage prack = called->expect("PRACK");
+    EXPECT_EQ(prack.header("RAck"), "77 " + invite.header("CSeq"));
+    called->answer(prack, 200);
+    caller->expect("200");
+    called->answer(invite, 200);
+    called->expect("ACK");
+    caller->ack(caller->expect("200"));
+    hangUp(*caller, *called);
+}
+
+TEST_P(CallFlowsTest, ACallIsCancelledWhileItRings)
+{
+    startTelephones();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 180);
+    caller->expect("180");
+    caller->cancel();
+    caller->expect("200");
+    caller->expect("487");
+    called->answer(called->expect("CANCEL"), 200);
+    called->answer(invite, 487);
+    called->expect("ACK");
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 487"));
+    EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
+}
+
+TEST_P(CallFlowsTest, OffersThatMeetAreBothRefused)
+{
+    startTelephones();
+    talk();
+    caller->send("INVITE", CallPhone::kOffer);
+    const PhoneMessage offer = called->expect("INVITE");
+    called->send("INVITE", CallPhone::kOffer);
+    called->expect("491");
+    called->send("ACK");
+    called->answer(offer, 491);
+    called->expect("ACK");
+    caller->expect("491");
+    caller->send("ACK");
+    hangUp(*caller, *called);
+}
+
+TEST_P(CallFlowsTest, AMessageGoesToTheOtherUser)
+{
+    startTelephones();
+    // The telephone answers while the sender waits.
+    std::thread receiver([this] {
+        const PhoneMessage message = called->expect("MESSAGE");
+        EXPECT_EQ(message.body(), "Coffee?");
+        called->answer(message, 200);
+    });
+    EXPECT_EQ(caller->ask("MESSAGE", "2002", "Coffee?", {}).status(), 200);
+    receiver.join();
+    EXPECT_EQ(caller->ask("MESSAGE", "2003", "Coffee?", {}).status(), 480);
+    EXPECT_EQ(caller->ask("MESSAGE", "2009", "Coffee?", {}).status(), 404);
+}
+
+TEST_P(CallFlowsTest, AllCallsAreReleased)
+{
+    startTelephones();
+    talk();
+    server().GetSipFacMgr()->GetUaFac()->PrintCallStatus();
+    EXPECT_TRUE(events.waitForPart("log Call status: 1 call is in progress, 2 users are registered."));
+    EXPECT_TRUE(events.waitForPart("talking"));
+    BclPubEvent(kEvtReleaseCalls, nullptr, nullptr);
+    EXPECT_TRUE(events.waitFor("log Release of all calls: 1 call is released."));
+    for (CallPhone* phone : {caller.get(), called.get()}) {
+        const PhoneMessage bye = phone->expect("BYE");
+        EXPECT_NE(bye.header("Reason").find("Released by the administrator"), std::string::npos) << bye.text;
+        phone->answer(bye, 200);
+    }
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+}
+
+TEST_F(CallsTest, ASuccessIsRepeatedUntilItIsConfirmed)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    caller.invite("2002");
+    const PhoneMessage invite = called.expect("INVITE");
+    called.answer(invite, 200, CallPhone::kAnswer);
+    called.expect("ACK");
+    const PhoneMessage success = caller.expect("200");
+    PhoneMessage again = caller.hear(10'000);
+    EXPECT_EQ(again.text, success.text);
+    caller.ack(success);
+    // The other way: the telephone repeats its success until it hears the ACK.
+    called.answer(invite, 200, CallPhone::kAnswer);
+    EXPECT_EQ(called.hear(10'000).method(), "ACK");
+    caller.send("BYE");
+    called.answer(called.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+}
+
+TEST_F(CallsTest, TheFirstTelephoneThatAnswersWins)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone first(port, "2002");
+    CallPhone second(port, "2002");
+    caller.registerNow();
+    first.registerNow();
+    second.registerNow();
+    caller.invite("2002");
+    const PhoneMessage toFirst = first.expect("INVITE");
+    const PhoneMessage toSecond = second.expect("INVITE");
+    first.answer(toFirst, 180);
+    caller.expect("180");
+    second.answer(toSecond, 180);
+    second.answer(toSecond, 200, CallPhone::kAnswer);
+    second.expect("ACK");
+    caller.ack(caller.expect("200"));
+    first.answer(first.expect("CANCEL"), 200);
+    // It had answered when the CANCEL came.
+    first.answer(toFirst, 200, CallPhone::kAnswer);
+    first.expect("ACK");
+    first.answer(first.expect("BYE"), 200);
+    caller.send("BYE");
+    caller.expect("200");
+    second.answer(second.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+    EXPECT_EQ(events.count("call "), 4U) << "one record";
+}
+
+TEST_F(CallsTest, CallsEndWhenTheirSocketsMove)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    caller.invite("2002");
+    called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
+    called.expect("ACK");
+    caller.ack(caller.expect("200"));
+    ASSERT_TRUE(events.waitForPart("call 1 answer"));
+    Cdb_sys_tbl* settings = store().DbGetSysTbl();
+    settings->udpPort = freeUdpPort();
+    settings->SetModified();
+    ASSERT_EQ(settings->SaveDB(), kDbOk);
+    EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
+    called.expect("BYE");
+    caller.expect("BYE");
+    EXPECT_TRUE(events.waitForPart("call 1 end"));
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
 }
 

@@ -125,6 +125,61 @@ TEST_F(TracingTest, ATraceByNumberTakesThePlaceOfTheOneBefore)
     EXPECT_EQ(answerTo([this] { tracing.stop(); }), "Trace off: calls whose called number begins with 0049.");
 }
 
+TEST_F(TracingTest, ACallIsFollowedOnceItsNumberMatches)
+{
+    tracing.onCallerPrefix("20");
+    take();
+    const std::string message = "INVITE sip:a SIP/2.0\r\nCall-ID: one\r\n\r\n";
+    note(message);
+    EXPECT_EQ(take(), Lines()) << "nobody has said yet whose call it is";
+    EXPECT_FALSE(messages.followIf("one", "120", "2001")) << "from the left";
+    EXPECT_TRUE(messages.followIf("one", "2001", "3001"));
+    EXPECT_FALSE(messages.followIf("one", "2001", "3001")) << "it is followed already";
+    note(message, "192.0.2.7");
+    note("SIP/2.0 180 Ringing\r\ni: one\r\n\r\n", "192.0.2.8", Way::Sent);
+    EXPECT_EQ(take().size(), 6U);
+    note("BYE sip:a SIP/2.0\r\nCall-ID: two\r\n\r\n");
+    EXPECT_EQ(take(), Lines());
+    messages.followToo("two", "other");
+    note("BYE sip:a SIP/2.0\r\nCall-ID: two\r\n\r\n");
+    EXPECT_EQ(take(), Lines());
+    messages.followToo("two", "one");
+    note("BYE sip:a SIP/2.0\r\nCall-ID: two\r\n\r\n");
+    EXPECT_EQ(take().size(), 3U) << "the other leg of the call";
+
+    tracing.onCalledPrefix("30");
+    take();
+    note(message);
+    EXPECT_EQ(take(), Lines()) << "a new trace forgets the calls of the one before";
+    EXPECT_TRUE(messages.followIf("three", "2001", "3001"));
+    EXPECT_TRUE(messages.follows("three"));
+    tracing.stop();
+    EXPECT_FALSE(messages.follows("three"));
+    EXPECT_FALSE(messages.followIf("four", "2001", "3001"));
+}
+
+TEST_F(TracingTest, TheOldestFollowedCallIsLeftForANewOne)
+{
+    tracing.onCallerPrefix("2");
+    for (size_t i = 0; i <= MessageTrace::kMaxCalls; ++i)
+        EXPECT_TRUE(messages.followIf("call" + std::to_string(i), "2", ""));
+    EXPECT_FALSE(messages.follows("call0"));
+    EXPECT_TRUE(messages.follows("call1"));
+}
+
+TEST_F(TracingTest, SessionDescriptionsAreWrittenWithoutTheirKeys)
+{
+    trace("192.0.2.1");
+    note("INVITE sip:a SIP/2.0\r\nc: Application/SDP\r\n\r\nv=0\r\n"
+         "a=crypto:1 AES_CM_128_HMAC_SHA1_80 inline:c2VjcmV0|2^20\r\n");
+    EXPECT_EQ(take(),
+              (Lines{"Trace: received from 192.0.2.1:5060 over UDP, 106 bytes.", "Trace:   INVITE sip:a SIP/2.0",
+                     "Trace:   c: Application/SDP", "Trace:   (a body of 62 bytes)", "Trace:   v=0",
+                     "Trace:   a=crypto:1 AES_CM_128_HMAC_SHA1_80 inline:...|2^20"}));
+    note("MESSAGE sip:a SIP/2.0\r\nContent-Type: text/plain\r\n\r\nprivate\r\n");
+    EXPECT_EQ(take().back(), "Trace:   (a body of 9 bytes)");
+}
+
 TEST_F(TracingTest, ABlankNumberIsRefused)
 {
     EXPECT_EQ(answerTo([this] { tracing.onCallerPrefix(" "); }), "No trace was set: the caller number is blank.");

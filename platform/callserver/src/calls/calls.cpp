@@ -2,6 +2,7 @@
 
 #include "calls/call_status.h"
 #include "server_log.h"
+#include "trace/message_trace.h"
 
 #include "bcl2/uaddr.h"
 
@@ -44,6 +45,8 @@ CallVerdict Calls::judge(const CallMessage& request)
         return judgeWithin(request);
     if (request.method != SipMethod::Invite && request.method != SipMethod::Message)
         return {false, 481};
+    if (request.method == SipMethod::Invite)
+        traceFrom(request, request.from.user, request.requestUser);
     CallVerdict verdict = _admission.admit(request, _admitted);
     if (!verdict.isServed)
         return verdict;
@@ -84,6 +87,14 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
     beginCall(request, std::move(transaction));
 }
 
+// Its first message came before anybody knew that it is traced.
+void Calls::traceFrom(const CallMessage& request, const std::string& caller, const std::string& called)
+{
+    MessageTrace& trace = messageTrace();
+    if (trace.tracesCalls() && trace.followIf(request.callId, caller, called))
+        trace.note(MessageTrace::Way::Received, request.source, request.text);
+}
+
 void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     const std::string caller = _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
@@ -92,7 +103,13 @@ void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransact
     if (answer.status != 0)
         _refusals.note(caller, request.source.address, addressText(request.source),
                        std::to_string(answer.status) + ", " + answer.reason, "Call");
+    for (const std::string& line : _missingConditions.linesFor(answer.missingTimeConditions, _clock.wallSeconds()))
+        say(line);
     const int number = _log.nextCall();
+    traceFrom(request, answer.caller, answer.called);
+    if (messageTrace().follows(request.callId))
+        for (const DialStep& step : answer.steps)
+            ServerLog("Trace: call %d: %s", number, step.text.c_str());
     auto made = std::make_unique<Call>(static_cast<CallHost&>(*this), number, request, std::move(transaction),
                                        _admitted, std::move(answer));
     Call& call = *made;
@@ -105,13 +122,19 @@ void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
 {
     _legs.insert_or_assign(dialog.localTag, LegRef{&call, leg});
     ++_callIds[dialog.callId];
+    if (messageTrace().tracesCalls())
+        messageTrace().followToo(dialog.callId, call.legAt(Call::kCaller)->dialog.callId);
 }
 
 void Calls::removeLeg(const Dialog& dialog)
 {
-    if (_legs.erase(dialog.localTag) == 0)
-        return;
-    if (const auto it = _callIds.find(std::string_view(dialog.callId)); it != _callIds.end() && --it->second == 0)
+    if (_legs.erase(dialog.localTag) != 0)
+        _lingering.emplace_back(_clock.steadyMs() + kLingerMs, dialog.callId);
+}
+
+void Calls::dropCallId(const std::string& callId)
+{
+    if (const auto it = _callIds.find(std::string_view(callId)); it != _callIds.end() && --it->second == 0)
         _callIds.erase(it);
 }
 
@@ -147,6 +170,10 @@ void Calls::step()
 {
     _finished.clear();
     const int64_t now = _clock.steadyMs();
+    while (!_lingering.empty() && _lingering.front().first <= now) {
+        dropCallId(_lingering.front().second);
+        _lingering.pop_front();
+    }
     while (!_due.empty() && _due.begin()->first <= now) {
         const int number = _due.begin()->second;
         _due.erase(_due.begin());

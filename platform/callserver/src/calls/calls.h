@@ -7,10 +7,12 @@
 #include "calls/call_log.h"
 #include "calls/message_relay.h"
 #include "dialplan/dial_plan.h"
+#include "dialplan/missing_conditions.h"
 #include "sip/packet_gate.h"
 
 #include "cachedb2/fac_mgr.h"
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -29,6 +31,10 @@ public:
     [[nodiscard]] CallVerdict judge(const CallMessage& request);
     // After judge() has served it.
     void onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+
+    // For how long what belongs to an ended call is heard: the longest life of a transaction (RFC 3261, timers H and
+    // J).
+    static constexpr int64_t kLingerMs = 35'000;
 
     // Does what is due; cheap when nothing is.
     void step();
@@ -55,6 +61,9 @@ private:
     };
 
     [[nodiscard]] CallVerdict judgeWithin(const CallMessage& request) const;
+    void dropCallId(const std::string& callId);
+    // Begins to trace the call when its numbers are traced.
+    static void traceFrom(const CallMessage& request, const std::string& caller, const std::string& called);
     void beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
 
     CallTransport& transport() override { return _transport; }
@@ -77,6 +86,7 @@ private:
     SnapshotReader<Snapshot<Cdb_usr_info>> _userRows;
     SnapshotReader<Cdb_sys_data> _system;
     DialPlan _plan;
+    MissingConditions _missingConditions;
     CallAdmission _admission;
     UserCalls _users;
     CallLog _log;
@@ -85,7 +95,9 @@ private:
     std::map<int, std::unique_ptr<Call>> _calls;                          // by number: in the order in which they began
     std::vector<std::unique_ptr<Call>> _finished;                         // to be destroyed where nobody is within them
     std::unordered_map<std::string, LegRef, Hash, std::equal_to<>> _legs; // by our tag
-    std::unordered_map<std::string, unsigned, Hash, std::equal_to<>> _callIds; // with the number of their legs
+    std::unordered_map<std::string, unsigned, Hash, std::equal_to<>> _callIds; // with how often they are held
+    // Those of ended legs, and until when: what was answered is still repeated and confirmed.
+    std::deque<std::pair<int64_t, std::string>> _lingering;
     std::set<std::pair<int64_t, int>> _due;
     size_t _active = 0; // calls that have not ended
 };

@@ -72,6 +72,7 @@ struct CallMessage {
     bool isAnonymous = false;                // Privacy: id, or more of it
     std::vector<std::string> authorizations; // values of the Proxy-Authorization and Authorization headers
     SipBody body;
+    std::string text; // of all of it, while calls are traced
 
     [[nodiscard]] bool isRequest() const { return status == 0; }
     [[nodiscard]] bool isProvisional() const { return status >= 100 && status < 200; }

@@ -1,24 +1,15 @@
 #include "sip/packet_gate.h"
 
 #include "sip/header_bounds.h"
+#include "sip/packet_text.h"
 #include "sip/source_key.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <optional>
-#include <span>
 #include <strings.h>
 
 namespace {
-
-constexpr std::string_view kResponse = "SIP/2.0 ";
-
-std::string_view withoutEmptyLines(std::string_view packet)
-{
-    packet.remove_prefix(std::min(packet.find_first_not_of("\r\n"), packet.size()));
-    return packet;
-}
 
 bool isTextByte(char c)
 {
@@ -31,11 +22,6 @@ bool containsSip(std::string_view line)
         if (at >= 3 && strncasecmp(line.data() + at - 3, "SIP", 3) == 0)
             return true;
     return false;
-}
-
-bool begins(std::string_view line, std::string_view name)
-{
-    return line.size() >= name.size() && strncasecmp(line.data(), name.data(), name.size()) == 0;
 }
 
 } // namespace
@@ -62,66 +48,17 @@ bool isParsable(std::string_view packet)
     return bounds.admits(packet.substr(start));
 }
 
-namespace {
-
-bool isEndOfHeader(std::string_view rest)
-{
-    return rest.empty() || rest[0] == '\n' || rest.substr(0, 2) == "\r\n";
-}
-
-// The value behind the colon when the line is of the header of that name.
-std::optional<std::string_view> valueOf(std::string_view line, std::string_view name)
-{
-    if (!begins(line, name))
-        return std::nullopt;
-    const size_t colon = line.find_first_not_of(" \t", name.size());
-    if (colon == std::string_view::npos || line[colon] != ':')
-        return std::nullopt;
-    std::string_view value = line.substr(colon + 1);
-    value = value.substr(0, value.find('\n'));
-    const size_t first = value.find_first_not_of(" \t\r");
-    return first == std::string_view::npos ? std::string_view()
-                                           : value.substr(first, value.find_last_not_of(" \t\r") - first + 1);
-}
-
-// The first of these headers.
-std::optional<std::string_view> headerOf(std::string_view packet, std::span<const std::string_view> names)
-{
-    for (size_t at = packet.find('\n'); at != std::string_view::npos; at = packet.find('\n', at + 1)) {
-        const std::string_view line = packet.substr(at + 1);
-        if (isEndOfHeader(line))
-            break;
-        for (const std::string_view name : names)
-            if (const auto value = valueOf(line, name); value)
-                return value;
-    }
-    return std::nullopt;
-}
-
-} // namespace
-
 bool lacksCredentials(std::string_view packet)
 {
     static constexpr std::array<std::string_view, 1> kOfRegistrations = {"Authorization"};
     static constexpr std::array<std::string_view, 2> kOfCalls = {"Proxy-Authorization", "Authorization"};
     packet = withoutEmptyLines(packet);
-    if (begins(packet, kResponse))
-        return false;
-    if (begins(packet, "REGISTER "))
+    if (isMethod(packet, "SIP/2.0"))
+        return false; // an answer
+    if (isMethod(packet, "REGISTER"))
         return !headerOf(packet, kOfRegistrations);
     // Other requests are not answered by their credentials.
-    return !(begins(packet, "INVITE ") || begins(packet, "MESSAGE ")) || !headerOf(packet, kOfCalls);
-}
-
-bool isAck(std::string_view packet)
-{
-    return begins(withoutEmptyLines(packet), "ACK ");
-}
-
-std::string_view callIdOf(std::string_view packet)
-{
-    static constexpr std::array<std::string_view, 2> kNames = {"Call-ID", "i"};
-    return headerOf(packet, kNames).value_or(std::string_view());
+    return !(isMethod(packet, "INVITE") || isMethod(packet, "MESSAGE")) || !headerOf(packet, kOfCalls);
 }
 
 bool PacketGate::admits(const sockaddr& source, std::string_view packet)
@@ -132,5 +69,5 @@ bool PacketGate::admits(const sockaddr& source, std::string_view packet)
         return false;
     if (!lacksCredentials(packet) || _calls.has(callIdOf(packet)))
         return true;
-    return !isAck(packet) && _guard.admitWithoutCredentials(key, now);
+    return !isMethod(packet, "ACK") && _guard.admitWithoutCredentials(key, now);
 }

@@ -36,7 +36,3 @@ private:
 [[nodiscard]] bool isParsable(std::string_view packet);
 // Whether it is a request that carries none, of those that are answered by them.
 [[nodiscard]] bool lacksCredentials(std::string_view packet);
-// True for an ACK: nothing answers it.
-[[nodiscard]] bool isAck(std::string_view packet);
-// Value of the Call-ID header, as it stands there; empty: none.
-[[nodiscard]] std::string_view callIdOf(std::string_view packet);

@@ -8,6 +8,7 @@
 #include "sip/stack_calls.h"
 #include "sip/stack_sockets.h"
 #include "sip/via_source.h"
+#include "trace/message_trace.h"
 
 #include <algorithm>
 #include <array>
@@ -17,6 +18,7 @@
 #include <functional>
 #include <memory>
 #include <sofia-sip/msg_addr.h>
+#include <sofia-sip/msg_parser.h>
 #include <sofia-sip/nta_stateless.h>
 #include <sofia-sip/sip_header.h>
 #include <sofia-sip/sip_status.h>
@@ -237,6 +239,16 @@ bool isAtEnd(const sip_t* sip)
            sip->sip_max_forwards != nullptr && sip->sip_max_forwards->mf_count == 0;
 }
 
+// As it came; over connections as the stack has read it.
+std::string messageText(msg_t* message)
+{
+    if (const std::string_view packet = handledPacket(); !packet.empty())
+        return std::string(packet);
+    size_t size = 0;
+    const char* text = msg_as_string(msg_home(message), message, nullptr, 0, &size);
+    return text == nullptr ? std::string() : std::string(text, size);
+}
+
 void serveCall(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler,
                StackCalls& calls)
 {
@@ -248,7 +260,9 @@ void serveCall(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& 
         answer(agent, message, source, SIP_483_TOO_MANY_HOPS);
         return;
     }
-    const CallMessage request = callRequest(message, sip, source);
+    CallMessage request = callRequest(message, sip, source);
+    if (messageTrace().tracesCalls())
+        request.text = messageText(message);
     const CallVerdict verdict = handler.judge(request);
     if (!verdict.isServed) {
         if (verdict.status == 0) {

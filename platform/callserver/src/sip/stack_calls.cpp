@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdio>
 #include <optional>
+#include <set>
 #include <sofia-sip/msg_header.h>
 #include <sofia-sip/nta_tport.h>
 #include <sofia-sip/sip_header.h>
@@ -55,6 +56,13 @@ std::string randomToken()
     std::array<char, 17> text{};
     std::snprintf(text.data(), text.size(), "%08x%08x", su_random(), su_random());
     return text.data();
+}
+
+// The stack keeps the pointer as long as the transaction. There are as many as this machine has had addresses.
+const char* identityOf(const std::string& address)
+{
+    static std::set<std::string>& all = *new std::set<std::string>; // SIP thread
+    return all.insert(address).first->c_str();
 }
 
 void addBody(const SipBody& body, std::string& headers)
@@ -445,7 +453,7 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
     else if (message != nullptr)
         outgoing =
             nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, Target(request.destination).get(),
-                                 message, TPTAG_IDENT(way.ident.c_str()), TPTAG_MTU(kMaxPacket), TAG_END());
+                                 message, TPTAG_IDENT(identityOf(way.ident)), TPTAG_MTU(kMaxPacket), TAG_END());
     if (outgoing == nullptr) {
         if (message != nullptr)
             msg_destroy(message);
@@ -479,7 +487,7 @@ void StackCalls::sendAck(const CallRequestOut& ack, const ClientTransaction& inv
                                         NTATAG_USER_VIA(1), NTATAG_ACK_BRANCH(branch.c_str()), TAG_END());
     else
         outgoing = nta_outgoing_mcreate(way.agent, nullptr, nullptr, Target(ack.destination).get(), message,
-                                        TPTAG_IDENT(way.ident.c_str()), TPTAG_MTU(kMaxPacket),
+                                        TPTAG_IDENT(identityOf(way.ident)), TPTAG_MTU(kMaxPacket),
                                         NTATAG_ACK_BRANCH(branch.c_str()), TAG_END());
     if (outgoing == nullptr)
         msg_destroy(message);

@@ -100,6 +100,22 @@ msg_hclass_s parsedBy(const msg_hclass_t* original, msg_parse_f* parser)
     return result;
 }
 
+// The stack itself adds headers of its own classes to messages (the ACK of a failure, CANCEL): those go where ours go.
+// Behind ours, so that ours are found by name.
+void addBehind(msg_mclass_t& messages, const msg_hclass_t* original, unsigned short offset)
+{
+    const unsigned size = static_cast<unsigned>(messages.mc_hash_size);
+    if (static_cast<unsigned>(messages.mc_hash_used) + 1 >= size)
+        return; // a full table would never end the stack's search
+    unsigned at = static_cast<unsigned>(original->hc_hash) % size;
+    while (messages.mc_hash[at].hr_class != nullptr)
+        at = (at + 1) % size;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the table has no other form
+    messages.mc_hash[at].hr_class = const_cast<msg_hclass_t*>(original);
+    messages.mc_hash[at].hr_offset = offset;
+    ++messages.mc_hash_used;
+}
+
 msg_mclass_t* makeClass()
 {
     msg_mclass_t* made = msg_mclass_clone(sip_default_mclass(), 0, msg_mclass_copy);
@@ -109,12 +125,20 @@ msg_mclass_t* makeClass()
     static msg_hclass_s cseq = parsedBy(sip_cseq_class, parseCseq);
     static msg_hclass_s requestLine = parsedBy(sip_request_class, parseRequestLine);
     static std::array<msg_href_t, MC_SHORT_SIZE> shortForms;
+    unsigned short viaAt = 0;
+    unsigned short cseqAt = 0;
     for (short i = 0; i < made->mc_hash_size; ++i) {
-        if (made->mc_hash[i].hr_class == sip_via_class)
-            made->mc_hash[i].hr_class = &via;
-        else if (made->mc_hash[i].hr_class == sip_cseq_class)
-            made->mc_hash[i].hr_class = &cseq;
+        msg_href_t& entry = made->mc_hash[i];
+        if (entry.hr_class == sip_via_class) {
+            entry.hr_class = &via;
+            viaAt = entry.hr_offset;
+        } else if (entry.hr_class == sip_cseq_class) {
+            entry.hr_class = &cseq;
+            cseqAt = entry.hr_offset;
+        }
     }
+    addBehind(*made, sip_via_class, viaAt);
+    addBehind(*made, sip_cseq_class, cseqAt);
     made->mc_request->hr_class = &requestLine;
     if (made->mc_short != nullptr) {
         std::copy_n(made->mc_short, shortForms.size(), shortForms.begin());

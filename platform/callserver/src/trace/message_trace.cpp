@@ -1,6 +1,7 @@
 #include "trace/message_trace.h"
 
 #include "server_log.h"
+#include "sip/packet_text.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -74,24 +75,53 @@ const char* transportText(uint8_t transport)
     return transport < kTransports.size() ? kTransports[transport] : "?";
 }
 
-// The lines of the header one by one, without their ends.
-void writeLines(std::string_view header)
+// One by one, without their ends.
+void writeLines(std::string_view text, const char* what)
 {
     size_t lines = 0;
-    while (!header.empty()) {
-        const size_t end = std::min(header.find('\n'), header.size());
-        std::string_view line = header.substr(0, end);
-        header.remove_prefix(std::min(end + 1, header.size()));
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
         if (!line.empty() && line.back() == '\r')
             line.remove_suffix(1);
         if (line.empty())
             continue;
         if (++lines > MessageTrace::kMaxLines) {
-            ServerLog("Trace:   (the rest of the header is left out)");
+            ServerLog("Trace:   (the rest of the %s is left out)", what);
             return;
         }
         ServerLog("Trace:   %s", BclPrintable(line).c_str());
     }
+}
+
+bool isSessionDescription(std::string_view header)
+{
+    static constexpr std::array<std::string_view, 2> kNames = {"Content-Type", "c"};
+    constexpr std::string_view kSdp = "application/sdp";
+    const std::string_view type = headerOf(header, kNames).value_or(std::string_view());
+    return type.size() >= kSdp.size() && strncasecmp(type.data(), kSdp.data(), kSdp.size()) == 0;
+}
+
+// Keys of the media (RFC 4568) are secrets.
+void hideKeys(std::string& body)
+{
+    constexpr std::string_view kWord = "inline:";
+    for (size_t at = findWord(body, kWord, 0); at != std::string::npos; at = findWord(body, kWord, at)) {
+        at += kWord.size();
+        const size_t end = std::min(body.find_first_of("| \r\n", at), body.size());
+        body.replace(at, end - at, "...");
+    }
+}
+
+void writeBody(std::string_view header, std::string_view body)
+{
+    ServerLog("Trace:   (a body of %zu bytes)", body.size());
+    if (!isSessionDescription(header))
+        return;
+    std::string text(body);
+    hideKeys(text);
+    writeLines(text, "body");
 }
 
 } // namespace
@@ -100,14 +130,74 @@ void MessageTrace::begin(const std::string& address)
 {
     const std::scoped_lock lock(_mutex);
     _address = address;
+    _followed.clear();
+    _inOrder.clear();
     _notedInSecond = _leftOut = 0;
+    _tracesCalls.store(false, std::memory_order_relaxed);
     _isOn.store(true, std::memory_order_relaxed);
+}
+
+void MessageTrace::beginCalls(Whose whose, const std::string& prefix)
+{
+    const std::scoped_lock lock(_mutex);
+    _address.clear();
+    _whose = whose;
+    _prefix = prefix;
+    _followed.clear();
+    _inOrder.clear();
+    _notedInSecond = _leftOut = 0;
+    _tracesCalls.store(true, std::memory_order_relaxed);
+    _isOn.store(true, std::memory_order_relaxed);
+}
+
+void MessageTrace::follow(const std::string& callId)
+{
+    if (!_followed.insert(callId).second)
+        return;
+    _inOrder.push_back(callId);
+    if (_inOrder.size() <= kMaxCalls)
+        return;
+    _followed.erase(_inOrder.front());
+    _inOrder.pop_front();
+}
+
+bool MessageTrace::followIf(const std::string& callId, std::string_view caller, std::string_view called)
+{
+    const std::scoped_lock lock(_mutex);
+    const std::string_view number = _whose == Whose::Caller ? caller : called;
+    if (!tracesCalls() || !number.starts_with(_prefix) || _followed.count(callId) != 0)
+        return false;
+    follow(callId);
+    return true;
+}
+
+void MessageTrace::followToo(const std::string& callId, const std::string& followed)
+{
+    const std::scoped_lock lock(_mutex);
+    if (tracesCalls() && _followed.count(followed) != 0)
+        follow(callId);
+}
+
+bool MessageTrace::follows(const std::string& callId)
+{
+    if (!tracesCalls())
+        return false;
+    const std::scoped_lock lock(_mutex);
+    return _followed.count(callId) != 0;
+}
+
+bool MessageTrace::isTraced(const SipSource& peer, std::string_view message) const
+{
+    if (!tracesCalls())
+        return peer.address == _address;
+    return _followed.find(callIdOf(message)) != _followed.end();
 }
 
 void MessageTrace::end()
 {
     const std::scoped_lock lock(_mutex);
     _isOn.store(false, std::memory_order_relaxed);
+    _tracesCalls.store(false, std::memory_order_relaxed);
 }
 
 bool MessageTrace::isWithinRate()
@@ -120,12 +210,12 @@ bool MessageTrace::isWithinRate()
     return ++_notedInSecond <= kMaxPerSecond;
 }
 
-bool MessageTrace::isWanted(const SipSource& peer)
+bool MessageTrace::isWanted(const SipSource& peer, std::string_view message)
 {
     unsigned leftOut = 0;
     {
         const std::scoped_lock lock(_mutex);
-        if (!isOn() || peer.address != _address)
+        if (!isOn() || !isTraced(peer, message))
             return false;
         if (!isWithinRate()) {
             ++_leftOut;
@@ -140,7 +230,7 @@ bool MessageTrace::isWanted(const SipSource& peer)
 
 void MessageTrace::note(Way way, const SipSource& peer, std::string_view message)
 {
-    if (!isOn() || !isWanted(peer))
+    if (!isOn() || !isWanted(peer, message))
         return;
     size_t headerSize = message.find("\r\n\r\n");
     headerSize = headerSize == std::string_view::npos ? message.size() : headerSize + 4;
@@ -149,9 +239,9 @@ void MessageTrace::note(Way way, const SipSource& peer, std::string_view message
     hideBasic(header);
     ServerLog("Trace: %s %s over %s, %zu bytes.", kWays.at(static_cast<size_t>(way)), addressText(peer).c_str(),
               transportText(peer.transport), message.size());
-    writeLines(header);
+    writeLines(header, "header");
     if (headerSize < message.size())
-        ServerLog("Trace:   (a body of %zu bytes)", message.size() - headerSize);
+        writeBody(header, message.substr(headerSize));
 }
 
 MessageTrace& messageTrace()

@@ -34,18 +34,18 @@ void Tracing::onAddress(const char* text)
     _messages.begin(address);
 }
 
-void Tracing::onPrefix(const char* whose, const char* text)
+void Tracing::onPrefix(MessageTrace::Whose kind, const char* text)
 {
+    const char* const whose = kind == MessageTrace::Whose::Caller ? "caller" : "called";
     const std::string prefix = BclPrintable(trimmedText(text), kMaxShown);
     if (prefix.empty()) {
         ServerLog("No trace was set: the %s number is blank.", whose);
         return;
     }
     const std::scoped_lock lock(_mutex);
-    _messages.end();
+    _messages.beginCalls(kind, prefix);
     _traced = std::string("calls whose ") + whose + " number begins with " + prefix;
     ServerLog("Trace on: %s.", _traced.c_str());
-    ServerLog("This version of the server refuses calls, so that there is none to trace yet.");
 }
 
 void Tracing::stop()

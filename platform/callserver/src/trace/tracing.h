@@ -14,12 +14,12 @@ public:
     // SIP messages to and from an IP address. What is none changes nothing.
     void onAddress(const char* text);
     // Calls by the beginning of a number. A blank one changes nothing.
-    void onCallerPrefix(const char* text) { onPrefix("caller", text); }
-    void onCalledPrefix(const char* text) { onPrefix("called", text); }
+    void onCallerPrefix(const char* text) { onPrefix(MessageTrace::Whose::Caller, text); }
+    void onCalledPrefix(const char* text) { onPrefix(MessageTrace::Whose::Called, text); }
     void stop();
 
 private:
-    void onPrefix(const char* whose, const char* text);
+    void onPrefix(MessageTrace::Whose whose, const char* text);
 
     MessageTrace& _messages;
     std::mutex _mutex;
