@@ -651,7 +651,7 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
     side.dialog.peer = request.source;
     switch (request.method) {
     case SipMethod::Bye:
-        onBye(from, std::move(transaction));
+        onBye(from, request, *transaction);
         break;
     case SipMethod::Invite:
         onOffer(from, request, std::move(transaction));
@@ -678,21 +678,32 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
     reschedule();
 }
 
-void Call::onBye(int from, std::unique_ptr<ServerTransaction> transaction)
+void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transaction)
 {
     CallAnswer done{200};
     done.headers = headerLine("Server", kProduct);
-    transaction->answer(done);
+    transaction.answer(done);
+    if (from != kCaller && from != _winner) {
+        leave(static_cast<size_t>(from));
+        return;
+    }
     if (_winner >= 0) {
-        end(200, {}, from);
+        end(200, bye.passed, from);
         return;
     }
     // A caller may leave a dialog that is not confirmed yet (RFC 3261 section 15).
-    if (_transaction != nullptr) {
-        _transaction->answer({from == kCaller ? 487 : 480});
-        _transaction.reset();
-    }
-    end(from == kCaller ? 487 : 480, {});
+    fail({487});
+}
+
+// A telephone hung up before its answer got here; the others ring on.
+void Call::leave(size_t index)
+{
+    Branch& branch = *_branches[index];
+    if (std::exchange(branch.isFinal, true))
+        return;
+    CallMessage gone;
+    gone.status = 480;
+    onFailure(index, gone);
 }
 
 void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)

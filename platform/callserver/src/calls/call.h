@@ -165,7 +165,8 @@ private:
     void setCalledPart(UserPart part);
     void finishIfDone();
 
-    void onBye(int leg, std::unique_ptr<ServerTransaction> transaction);
+    void onBye(int leg, const CallMessage& bye, ServerTransaction& transaction);
+    void leave(size_t branch);
     void onOffer(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     void onOfferAnswer(const CallMessage& response);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);

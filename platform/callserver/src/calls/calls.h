@@ -46,6 +46,15 @@ public:
     // Text of the calls in progress, a line each with a head; empty: there is none.
     [[nodiscard]] std::vector<std::string> statusTable() const;
     [[nodiscard]] size_t size() const { return _active; }
+    // What is kept of calls and their legs. Nothing of it stays when they are over.
+    struct Load {
+        size_t calls;
+        size_t legs;
+        size_t callIds;
+        size_t due;
+    };
+    [[nodiscard]] Load load() const { return {_calls.size(), _legs.size(), _callIds.size(), _due.size()}; }
+    [[nodiscard]] const CallCounts& counts() const { return _users; }
 
     // Any part of a call that has this Call-ID.
     [[nodiscard]] bool has(std::string_view callId) const override;

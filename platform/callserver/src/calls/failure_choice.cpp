@@ -28,6 +28,7 @@ int toldStatus(int status)
     switch (status) {
     case 401: // it is the server that should have authenticated itself
     case 407:
+    case 422: // of the server's session timer
     case 481:
     case 482:
         return 500;

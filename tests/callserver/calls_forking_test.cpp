@@ -1,0 +1,194 @@
+// Users with several telephones.
+#include "callserver/calls_fixture.h"
+
+namespace {
+
+using Statuses = std::vector<int>;
+
+class CallsForkingTest : public CallsFixture {
+protected:
+    // A call of 2001 to the telephones of 2002; he has one at first.
+    void begin(size_t phones)
+    {
+        for (size_t i = 1; i < phones; ++i)
+            addPhone("2002");
+        invite = call("2001", "2002");
+        for (size_t i = 0; i < phones; ++i)
+            branches.push_back(next("INVITE"));
+        EXPECT_FALSE(hasNext("INVITE"));
+    }
+
+    HeardPtr invite;
+    std::vector<SentPtr> branches;
+};
+
+TEST_F(CallsForkingTest, AllTelephonesRingEachInADialogOfItsOwn)
+{
+    begin(3);
+    for (size_t i = 0; i < 3; ++i)
+        for (size_t k = i + 1; k < 3; ++k) {
+            EXPECT_NE(branches[i]->request.callId, branches[k]->request.callId);
+            EXPECT_NE(branches[i]->request.from, branches[k]->request.from);
+            EXPECT_NE(branches[i]->request.destination.address, branches[k]->request.destination.address);
+        }
+    EXPECT_EQ(server().load().legs, 4U);
+}
+
+TEST_F(CallsForkingTest, TheCallerHearsOneRinging)
+{
+    begin(2);
+    answer(branches[0], 180);
+    answer(branches[1], 180);
+    answer(branches[1], 183, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 180}));
+    EXPECT_TRUE(invite->answers.back().body.isEmpty());
+}
+
+TEST_F(CallsForkingTest, TheFirstThatAnswersWins)
+{
+    begin(3);
+    answer(branches[0], 180);
+    answer(branches[1], 200, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 180, 200}));
+    EXPECT_EQ(invite->answers.back().body.data, kAnswer);
+    EXPECT_EQ(branches[1]->acks.size(), 1U);
+    EXPECT_FALSE(branches[1]->isCancelled);
+    for (const size_t other : {0U, 2U}) {
+        EXPECT_TRUE(branches[other]->isCancelled);
+        EXPECT_EQ(branches[other]->acks.size(), 0U);
+        answer(branches[other], 487);
+    }
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 180, 200}));
+    EXPECT_EQ(server().load().legs, 2U);
+    ack(invite);
+    PhoneDialog winner = calledOf(branches[1], phone("2002"));
+    EXPECT_EQ(send(winner, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(next("BYE")->request.callId, invite->request.callId);
+    EXPECT_FALSE(hasNext("BYE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, ASecondAnswerThatCrossesIsConfirmedAndHungUp)
+{
+    begin(2);
+    answer(branches[0], 200, kAnswer);
+    answer(branches[1], 200, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 200}));
+    EXPECT_EQ(branches[1]->acks.size(), 1U);
+    const SentPtr bye = next("BYE");
+    EXPECT_EQ(bye->request.callId, branches[1]->request.callId);
+    EXPECT_EQ(bye->request.to, branches[1]->request.to + ";tag=of-" + branches[1]->request.callId);
+    EXPECT_EQ(bye->request.uri, "sip:answered@192.0.2.6:5060");
+    EXPECT_GT(bye->request.cseq, branches[1]->acks[0].cseq);
+    ack(invite);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(next("BYE")->request.callId, branches[0]->request.callId);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, ATelephoneThatLostDoesNotEndTheCall)
+{
+    begin(2);
+    answer(branches[1], 180);
+    answer(branches[0], 200, kAnswer);
+    ack(invite);
+    PhoneDialog loser = calledOf(branches[1], phone("2002"));
+    EXPECT_EQ(send(loser, SipMethod::Bye)->status(), 200);
+    EXPECT_FALSE(hasNext("BYE"));
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(next("BYE")->request.callId, branches[0]->request.callId);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, ATelephoneThatHangsUpBeforeItsAnswerCameLeavesTheOthersRinging)
+{
+    begin(2);
+    answer(branches[0], 180);
+    PhoneDialog first = calledOf(branches[0], phone("2002"));
+    EXPECT_EQ(send(first, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(invite->status(), 180);
+    answer(branches[1], 200, kAnswer);
+    EXPECT_EQ(invite->status(), 200);
+}
+
+TEST_F(CallsForkingTest, NothingIsLeftOfATelephoneThatNeverAnswersItsCancel)
+{
+    begin(2);
+    answer(branches[0], 200, kAnswer);
+    ack(invite);
+    EXPECT_EQ(server().load().legs, 3U);
+    pass(45);
+    EXPECT_EQ(server().load().legs, 2U);
+    EXPECT_FALSE(branches[1]->isHeard);
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsForkingTest, TheCallGoesOnWhileOneOfThemMayStillAnswer)
+{
+    begin(3);
+    answer(branches[0], 486);
+    answer(branches[1], 480);
+    EXPECT_EQ(invite->statuses(), (Statuses{100}));
+    answer(branches[2], 200, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 200}));
+}
+
+TEST_F(CallsForkingTest, BusyIsToldBeforeUnavailable)
+{
+    begin(3);
+    answer(branches[0], 480);
+    answer(branches[1], 486);
+    answerOwn(branches[2], 408);
+    EXPECT_EQ(invite->status(), 486);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, AGlobalFailureEndsTheCallAtOnce)
+{
+    begin(3);
+    answer(branches[0], 486);
+    answer(branches[1], 603);
+    EXPECT_EQ(invite->status(), 603);
+    EXPECT_TRUE(branches[2]->isCancelled);
+    answer(branches[2], 487);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, TheTelephoneThatCallsDoesNotRingItself)
+{
+    const FakePhone second = addPhone("2001");
+    const HeardPtr own = call("2001", "2001");
+    const SentPtr branch = next("INVITE");
+    EXPECT_EQ(branch->request.destination.address, second.source.address);
+    EXPECT_FALSE(hasNext("INVITE"));
+    answer(branch, 486);
+    EXPECT_EQ(call("2002", "2002")->status(), 480);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, AnUnregisteredUserIsUnavailable)
+{
+    removePhones("2002");
+    EXPECT_EQ(call("2001", "2002")->status(), 480);
+    EXPECT_EQ(call("2001", "9999")->status(), 404);
+    EXPECT_FALSE(hasNext("INVITE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForkingTest, AUserWithIpAuthenticationIsCalledAtHisAddress)
+{
+    removePhones("2002");
+    changeUser("2002", [](Cdb_usr_info& user) {
+        user.flags |= kUsrIpAuth;
+        std::string("2001:db8::7").copy(user.ipAddr, sizeof user.ipAddr - 1);
+    });
+    call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    EXPECT_EQ(branch->request.uri, "sip:2002@[2001:db8::7]:5060");
+    EXPECT_EQ(branch->request.destination.address, "2001:db8::7");
+    EXPECT_EQ(branch->request.destination.port, 5060);
+}
+
+} // namespace
