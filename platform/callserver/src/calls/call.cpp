@@ -573,6 +573,8 @@ void Call::drop()
 void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
 {
     if (_exchange && &invite == _exchange->server.get()) {
+        if (_exchange->isCancelled)
+            return; // it confirms the failure
         _caller.heardAtMs = _exchange->from == kCaller ? _host.clock().steadyMs() : _caller.heardAtMs;
         if (_exchange->isLateOffer) {
             const int other = otherSide(_exchange->from).value_or(kCaller);
@@ -599,6 +601,7 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
 void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
 {
     if (_exchange && &invite == _exchange->server.get()) {
+        _exchange->isCancelled = true;
         if (_exchange->client != nullptr)
             _exchange->client->cancel();
         return;
@@ -737,6 +740,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
     passed.headers = request.passed + featuresFor(leg(from));
     if (hasTimers() && other.isTimerSupported && other.timer.isOn())
         passed.headers += other.timer.offer();
+    const SipBody before = other.sent;
     passed.body = bodyFor(other, request.body);
     if (isInvite)
         other.inviteCseq = passed.cseq;
@@ -744,6 +748,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
     _exchange.emplace();
     _exchange->from = from;
     _exchange->request = request;
+    _exchange->before = before;
     _exchange->server = std::move(transaction);
     _exchange->isInvite = isInvite;
     _exchange->isLateOffer = isInvite && request.body.isEmpty();
@@ -762,11 +767,13 @@ void Call::onOfferAnswer(const CallMessage& response)
     if (!isOwn(response))
         other.heardAtMs = now;
     if (!response.isSuccess()) {
-        CallAnswer answer{response.status, response.phrase, response.passed};
-        _exchange->server->answer(answer);
+        other.sent = _exchange->before;
+        if (!_exchange->isCancelled)
+            _exchange->server->answer({response.status, response.phrase, response.passed});
         _exchange.reset();
         if (isDialogGone(response))
-            end(408, reasonLine(response.status, "The other side is gone"), to);
+            end(408, reasonLine(response.status, "The other side is gone"),
+                response.status == 481 ? std::optional(to) : std::nullopt);
         return;
     }
     other.dialog.refreshTarget(response);
@@ -774,6 +781,10 @@ void Call::onOfferAnswer(const CallMessage& response)
         other.allow = response.allow;
     if (hasTimers() && other.timer.isOn())
         other.timer.answered(response, now);
+    if (_exchange->isCancelled) {
+        takeBack(to);
+        return;
+    }
     if (_exchange->isInvite && !_exchange->isLateOffer)
         _host.transport().sendAck(other.dialog.ack(other.inviteCseq), *_exchange->client);
     CallAnswer answer = passedAnswer(response, from);
@@ -782,6 +793,21 @@ void Call::onOfferAnswer(const CallMessage& response)
     _exchange->server->answer(answer);
     if (!_exchange->isInvite)
         _exchange.reset();
+    reschedule();
+}
+
+// A side took an offer that had been cancelled meanwhile: it gets again what held before.
+void Call::takeBack(int number)
+{
+    CallLeg& side = leg(number);
+    const Exchange done = *std::exchange(_exchange, std::nullopt);
+    side.sent = done.before;
+    CallRequestOut ack = side.dialog.ack(side.inviteCseq);
+    if (done.isLateOffer)
+        ack.body = side.sent;
+    _host.transport().sendAck(ack, *done.client);
+    if (!done.isLateOffer && !side.sent.isEmpty())
+        sendRefresh(number, true);
     reschedule();
 }
 
@@ -925,9 +951,17 @@ void Call::refresh(int number)
         side.timer.postpone(now + kRefreshPauseMs);
         return;
     }
+    sendRefresh(number, isInvite);
+}
+
+void Call::sendRefresh(int number, bool isInvite)
+{
+    CallLeg& side = leg(number);
     CallRequestOut request = side.dialog.request(isInvite ? "INVITE" : "UPDATE");
     request.hasContact = true;
-    request.headers = featuresFor(leg(otherSide(number).value_or(kCaller))) + side.timer.offer();
+    request.headers = featuresFor(leg(otherSide(number).value_or(kCaller)));
+    if (side.timer.isOn())
+        request.headers += side.timer.offer();
     if (isInvite) {
         request.body = side.sent;
         side.inviteCseq = request.cseq;
@@ -956,6 +990,8 @@ void Call::refreshAnswered(int number, bool isInvite, const CallMessage& respons
         side.heardAtMs = now;
         side.dialog.refreshTarget(response);
         side.timer.answered(response, now);
+    } else if (!side.timer.isOurs() && !isDialogGone(response)) {
+        side.heardAtMs = now; // the session was only put back
     } else if (response.status == 491) {
         side.timer.postpone(now + kRefreshPauseMs);
     } else {

@@ -123,6 +123,8 @@ private:
         std::unique_ptr<ClientTransaction> client;
         bool isInvite = false;
         bool isLateOffer = false; // the answer comes with the ACK
+        bool isCancelled = false;
+        SipBody before; // what the other side got last before it
     };
     // Any other request that is passed on.
     struct Relay {
@@ -169,6 +171,7 @@ private:
     void leave(size_t branch);
     void onOffer(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     void onOfferAnswer(const CallMessage& response);
+    void takeBack(int leg);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
     void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
@@ -176,6 +179,7 @@ private:
 
     void supervise(int leg, int64_t now);
     void refresh(int leg);
+    void sendRefresh(int leg, bool isInvite);
     void probe(int leg);
     void reschedule();
 

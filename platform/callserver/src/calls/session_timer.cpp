@@ -12,7 +12,7 @@ constexpr uint32_t kLastSeconds = 32; // RFC 4028 section 10: before the end, or
 void LegTimer::start(uint32_t interval, bool isOurs, int64_t now)
 {
     _interval = interval;
-    _isOurs = isOurs;
+    _isOurs = isOurs && interval != 0;
     const uint32_t seconds = isOurs ? interval / 2 : interval - std::min(kLastSeconds, interval / 3);
     _dueMs = interval == 0 ? 0 : now + seconds * kMsPerSecond;
 }

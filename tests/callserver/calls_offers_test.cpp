@@ -1,0 +1,457 @@
+// Offers, questions and texts within a call.
+#include "callserver/calls_fixture.h"
+
+namespace {
+
+using Statuses = std::vector<int>;
+
+class CallsOffersTest : public CallsFixture {
+protected:
+    static bool isIn(const std::string& headers, const std::string& line)
+    {
+        return headers.find(line + "\r\n") != std::string::npos;
+    }
+};
+
+TEST_F(CallsOffersTest, TheCallerPutsTheCallOnHoldAndTakesItBack)
+{
+    Talk made = talk();
+    for (const char* offer : {kHold, kOffer}) {
+        const HeardPtr reinvite = send(made.caller, SipMethod::Invite, offer);
+        const SentPtr passed = next("INVITE");
+        EXPECT_EQ(passed->request.callId, made.branch->request.callId);
+        EXPECT_EQ(passed->request.uri, "sip:answered@192.0.2.2:5060");
+        EXPECT_EQ(passed->request.to, made.branch->request.to + ";tag=of-" + made.branch->request.callId);
+        EXPECT_EQ(passed->request.body.data, offer);
+        EXPECT_TRUE(passed->request.hasContact);
+        EXPECT_EQ(reinvite->statuses(), Statuses{});
+        answer(passed, 200, kAnswer);
+        ASSERT_EQ(passed->acks.size(), 1U);
+        EXPECT_EQ(passed->acks[0].cseq, passed->request.cseq);
+        EXPECT_EQ(reinvite->status(), 200);
+        EXPECT_EQ(reinvite->answers.back().body.data, kAnswer);
+        EXPECT_TRUE(reinvite->answers.back().hasContact);
+        ack(reinvite);
+    }
+    hangUp(made);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, TheCalledSidePutsTheCallOnHold)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.called, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    EXPECT_EQ(passed->request.callId, made.invite->request.callId);
+    EXPECT_EQ(passed->request.uri, phone("2001").contact());
+    EXPECT_EQ(passed->request.body.data, kHold);
+    answer(passed, 200, kOffer);
+    EXPECT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(reinvite->answers.back().body.data, kOffer);
+    ack(reinvite);
+    hangUp(made);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, AnUpdateWithAnOfferIsPassedInBothDirections)
+{
+    Talk made = talk();
+    const HeardPtr first = send(made.caller, SipMethod::Update, kHold);
+    SentPtr passed = next("UPDATE");
+    EXPECT_EQ(passed->request.callId, made.branch->request.callId);
+    EXPECT_EQ(passed->request.body.data, kHold);
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(first->status(), 200);
+    EXPECT_EQ(first->answers.back().body.data, kAnswer);
+    EXPECT_EQ(passed->acks.size(), 0U);
+    const HeardPtr second = send(made.called, SipMethod::Update, kOffer);
+    passed = next("UPDATE");
+    EXPECT_EQ(passed->request.callId, made.invite->request.callId);
+    answer(passed, 488);
+    EXPECT_EQ(second->status(), 488);
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, AnUpdateThatTheOtherSideDoesNotKnowIsRefused)
+{
+    Talk made = talk("2001", "2002", {}, [](CallMessage& success) { success.allow = "INVITE, ACK, BYE, CANCEL"; });
+    EXPECT_EQ(made.invite->answers.back().headers.find("UPDATE"), std::string::npos);
+    const HeardPtr update = send(made.caller, SipMethod::Update, kHold);
+    EXPECT_EQ(update->status(), 405);
+    EXPECT_TRUE(isIn(update->answers.back().headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK"));
+    EXPECT_FALSE(hasNext("UPDATE"));
+}
+
+TEST_F(CallsOffersTest, TheAnswerToALateOfferGoesWithTheAck)
+{
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.body = {}; });
+    const SentPtr branch = next("INVITE");
+    EXPECT_TRUE(branch->request.body.isEmpty());
+    answer(branch, 200, kOffer);
+    EXPECT_EQ(invite->answers.back().body.data, kOffer);
+    EXPECT_EQ(branch->acks.size(), 0U);
+    ack(invite, kAnswer);
+    ASSERT_EQ(branch->acks.size(), 1U);
+    EXPECT_EQ(branch->acks[0].body.data, kAnswer);
+    EXPECT_EQ(branch->acks[0].cseq, branch->request.cseq);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, ALateOfferThatIsNeverConfirmedEndsBothSides)
+{
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.body = {}; });
+    const SentPtr branch = next("INVITE");
+    answer(branch, 200, kOffer);
+    FakeCallTransport::leaveUnconfirmed(invite);
+    EXPECT_EQ(branch->acks.size(), 1U);
+    (void)next("BYE");
+    (void)next("BYE");
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, ALateOfferWithinTheCallWaitsForTheAckToo)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite);
+    const SentPtr passed = next("INVITE");
+    EXPECT_TRUE(passed->request.body.isEmpty());
+    answer(passed, 200, kOffer);
+    EXPECT_EQ(reinvite->answers.back().body.data, kOffer);
+    EXPECT_EQ(passed->acks.size(), 0U);
+    ack(reinvite, kAnswer);
+    ASSERT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(passed->acks[0].body.data, kAnswer);
+    EXPECT_EQ(passed->acks[0].cseq, passed->request.cseq);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+    EXPECT_TRUE(hasNext("INVITE"));
+}
+
+TEST_F(CallsOffersTest, AnOfferThatIsNeverConfirmedEndsTheCall)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.called, SipMethod::Invite, kHold);
+    answer(next("INVITE"), 200, kOffer);
+    FakeCallTransport::leaveUnconfirmed(reinvite);
+    (void)next("BYE");
+    (void)next("BYE");
+    EXPECT_EQ(recordTexts().back(), "end 408");
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, AnOfferThatMeetsAnotherIsPending)
+{
+    for (const SipMethod first : {SipMethod::Invite, SipMethod::Update})
+        for (const SipMethod second : {SipMethod::Invite, SipMethod::Update})
+            for (const bool isCallerFirst : {true, false}) {
+                Talk made = talk();
+                PhoneDialog& one = isCallerFirst ? made.caller : made.called;
+                PhoneDialog& other = isCallerFirst ? made.called : made.caller;
+                const HeardPtr offer = send(one, first, kHold);
+                EXPECT_EQ(send(other, second, kOffer)->status(), 491);
+                answer(next(first == SipMethod::Invite ? "INVITE" : "UPDATE"), 200, kAnswer);
+                EXPECT_EQ(offer->status(), 200);
+                ack(offer);
+                EXPECT_EQ(send(other, second, kOffer)->statuses(), Statuses{}); // now it may
+                answer(next(second == SipMethod::Invite ? "INVITE" : "UPDATE"), 488);
+                hangUp(made);
+            }
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, AnOfferOnTopOfTheOwnIsToBeTriedLater)
+{
+    for (const SipMethod first : {SipMethod::Invite, SipMethod::Update})
+        for (const SipMethod second : {SipMethod::Invite, SipMethod::Update})
+            for (const bool isCaller : {true, false}) {
+                Talk made = talk();
+                PhoneDialog& side = isCaller ? made.caller : made.called;
+                const HeardPtr offer = send(side, first, kHold);
+                const HeardPtr another = send(side, second, kOffer);
+                EXPECT_EQ(another->status(), 500);
+                EXPECT_TRUE(isIn(another->answers.back().headers, "Retry-After: 3"));
+                answer(next(first == SipMethod::Invite ? "INVITE" : "UPDATE"), 200, kAnswer);
+                EXPECT_EQ(offer->status(), 200);
+                ack(offer);
+                hangUp(made);
+            }
+}
+
+TEST_F(CallsOffersTest, AnOfferOfTheOtherSideThatIsNotConfirmedYetIsStillPending)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    answer(next("INVITE"), 200, kAnswer);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kOffer)->status(), 491);
+    ack(reinvite);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kOffer)->statuses(), Statuses{});
+}
+
+TEST_F(CallsOffersTest, ThePendingOfferOfTheOtherTelephoneIsPassedOn)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    answer(next("INVITE"), 491);
+    EXPECT_EQ(reinvite->status(), 491);
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, BeforeTheCallersAckTheCalledSideHasToWait)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 200, kAnswer);
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    EXPECT_EQ(send(called, SipMethod::Invite, kHold)->status(), 491);
+    ack(invite);
+    EXPECT_EQ(send(called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+}
+
+TEST_F(CallsOffersTest, AnInviteWhileItRingsIsRefused)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 183, kAnswer);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Invite, kHold)->status(), 500);
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    EXPECT_EQ(send(called, SipMethod::Invite, kHold)->status(), 500);
+    EXPECT_FALSE(hasNext("INVITE"));
+    EXPECT_FALSE(invite->isDecided);
+}
+
+TEST_F(CallsOffersTest, ARefusedOfferLeavesTheCallAsItWas)
+{
+    Talk made = talk();
+    for (const int status : {403, 415, 488, 500, 503, 603}) {
+        const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+        answer(next("INVITE"), status, {}, [](CallMessage& failure) { failure.passed = "Warning: 304 x \"no\"\r\n"; });
+        EXPECT_EQ(reinvite->status(), status);
+        EXPECT_TRUE(isIn(reinvite->answers.back().headers, "Warning: 304 x \"no\""));
+        EXPECT_EQ(server().size(), 1U) << status;
+    }
+    EXPECT_FALSE(hasNext("BYE"));
+    hangUp(made);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, AnOfferThatCannotBeSentLeavesTheCallAsItWas)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    answerOwn(next("INVITE"), 503);
+    EXPECT_EQ(reinvite->status(), 503);
+    EXPECT_FALSE(hasNext("BYE"));
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, AnOfferToASideThatDoesNotKnowTheCallEndsIt)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    answer(next("INVITE"), 481);
+    EXPECT_EQ(reinvite->status(), 481);
+    EXPECT_EQ(next("BYE")->request.callId, made.invite->request.callId);
+    EXPECT_FALSE(hasNext("BYE"));
+    EXPECT_EQ(recordTexts().back(), "end 408");
+    expectNothingLeft();
+}
+
+// It may have heard of it; a BYE gets there when its network is back.
+TEST_F(CallsOffersTest, AnOfferThatNobodyAnswersEndsBothSides)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.called, SipMethod::Invite, kHold);
+    answerOwn(next("INVITE"), 408);
+    EXPECT_EQ(reinvite->status(), 408);
+    (void)next("BYE");
+    (void)next("BYE");
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, ACancelOfAnOfferReachesTheOtherSide)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    cancel(reinvite);
+    EXPECT_TRUE(passed->isCancelled);
+    EXPECT_EQ(reinvite->statuses(), (Statuses{487}));
+    ack(reinvite); // of the failure
+    EXPECT_TRUE(passed->isHeard);
+    answer(passed, 487);
+    EXPECT_EQ(server().size(), 1U);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+    EXPECT_TRUE(hasNext("INVITE"));
+}
+
+TEST_F(CallsOffersTest, AnOfferThatWasTakenBeforeItsCancelIsTakenBack)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    cancel(reinvite);
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(reinvite->statuses(), (Statuses{487}));
+    const SentPtr back = next("INVITE");
+    EXPECT_EQ(back->request.callId, made.branch->request.callId);
+    EXPECT_EQ(back->request.body.data, kOffer);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
+    answer(back, 200, kAnswer);
+    EXPECT_EQ(back->acks.size(), 1U);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+    hangUp(made);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, ALateOfferThatCameDespiteItsCancelIsAnsweredWithWhatHeld)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite);
+    const SentPtr passed = next("INVITE");
+    cancel(reinvite);
+    answer(passed, 200, kAnswer);
+    ASSERT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(passed->acks[0].body.data, kOffer);
+    EXPECT_FALSE(hasNext("INVITE"));
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+}
+
+TEST_F(CallsOffersTest, AByeWhileAnOfferIsOpenEndsBoth)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(reinvite->status(), 487);
+    EXPECT_FALSE(passed->isHeard);
+    EXPECT_EQ(next("BYE")->request.callId, made.invite->request.callId);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, TextsAndSignalsArePassedWithWhatTheyCarry)
+{
+    Talk made = talk();
+    const HeardPtr info = send(made.caller, SipMethod::Info, {}, [](CallMessage& request) {
+        request.body = {"application/dtmf-relay", "Content-Disposition: signal\r\n", "Signal=5\r\nDuration=160\r\n"};
+        request.passed = "Info-Package: dtmf\r\n";
+    });
+    const SentPtr passed = next("INFO");
+    EXPECT_EQ(passed->request.callId, made.branch->request.callId);
+    EXPECT_EQ(passed->request.body.type, "application/dtmf-relay");
+    EXPECT_EQ(passed->request.body.headers, "Content-Disposition: signal\r\n");
+    EXPECT_EQ(passed->request.body.data, "Signal=5\r\nDuration=160\r\n");
+    EXPECT_TRUE(isIn(passed->request.headers, "Info-Package: dtmf"));
+    answer(passed, 200);
+    EXPECT_EQ(info->statuses(), (Statuses{200}));
+    const HeardPtr text = send(made.called, SipMethod::Message, {}, [](CallMessage& request) {
+        request.body = {"text/plain", {}, "hello"};
+    });
+    const SentPtr other = next("MESSAGE");
+    EXPECT_EQ(other->request.callId, made.invite->request.callId);
+    EXPECT_EQ(other->request.body.data, "hello");
+    answer(other, 415);
+    EXPECT_EQ(text->statuses(), (Statuses{415}));
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, ATextToASideThatDoesNotKnowTheCallEndsIt)
+{
+    Talk made = talk();
+    const HeardPtr info = send(made.caller, SipMethod::Info);
+    answer(next("INFO"), 481);
+    EXPECT_EQ(info->status(), 481);
+    EXPECT_EQ(next("BYE")->request.callId, made.invite->request.callId);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, ATextThatNobodyAnswersLeavesTheCall)
+{
+    Talk made = talk();
+    const HeardPtr info = send(made.caller, SipMethod::Info);
+    answerOwn(next("INFO"), 408);
+    EXPECT_EQ(info->status(), 408);
+    EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, WhatIsOpenWhenTheCallEndsIsAnswered)
+{
+    Talk made = talk();
+    const HeardPtr info = send(made.caller, SipMethod::Info);
+    send(made.called, SipMethod::Bye);
+    EXPECT_EQ(info->status(), 481);
+    expectNothingLeft();
+}
+
+TEST_F(CallsOffersTest, OptionsWithinTheCallAreAnsweredByTheServer)
+{
+    Talk made = talk();
+    const HeardPtr options = send(made.caller, SipMethod::Options);
+    EXPECT_EQ(options->status(), 200);
+    EXPECT_TRUE(isIn(options->answers.back().headers, "Accept: application/sdp"));
+    EXPECT_TRUE(isIn(options->answers.back().headers,
+                     "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, UPDATE, INFO, MESSAGE"));
+    EXPECT_FALSE(hasNext("OPTIONS"));
+}
+
+TEST_F(CallsOffersTest, AnOldSequenceNumberIsRefused)
+{
+    Talk made = talk();
+    send(made.caller, SipMethod::Options); // 2
+    made.caller.cseq = 1;
+    EXPECT_EQ(send(made.caller, SipMethod::Invite, kHold)->status(), 500);
+    made.caller.cseq = 0;
+    EXPECT_EQ(send(made.caller, SipMethod::Bye)->status(), 500);
+    EXPECT_EQ(server().size(), 1U);
+    made.caller.cseq = 2;
+    EXPECT_EQ(send(made.caller, SipMethod::Bye)->status(), 200);
+}
+
+TEST_F(CallsOffersTest, ARequestWithForeignTagsBelongsToNoCall)
+{
+    Talk made = talk();
+    for (const SipMethod method : {SipMethod::Bye, SipMethod::Invite, SipMethod::Update, SipMethod::Info,
+                                   SipMethod::Message, SipMethod::Options}) {
+        PhoneDialog foreign = made.caller;
+        foreign.tag = "other";
+        EXPECT_EQ(send(foreign, method)->status(), 481);
+        foreign = made.caller;
+        foreign.serverTag = "other";
+        EXPECT_EQ(send(foreign, method)->status(), 481);
+        foreign = made.caller;
+        foreign.callId = made.branch->request.callId;
+        EXPECT_EQ(send(foreign, method)->status(), 481);
+    }
+    EXPECT_EQ(server().size(), 1U);
+    CallMessage bye = initial(phone("2001"), "2002", SipMethod::Bye);
+    EXPECT_EQ(deliver(bye)->status(), 481); // outside of all dialogs
+}
+
+TEST_F(CallsOffersTest, AfterTheEndNobodyKnowsTheCall)
+{
+    Talk made = talk();
+    hangUp(made);
+    EXPECT_EQ(send(made.called, SipMethod::Info)->status(), 481);
+    EXPECT_FALSE(server().has(made.branch->request.callId));
+    EXPECT_FALSE(server().has(made.invite->request.callId));
+}
+
+TEST_F(CallsOffersTest, RequestsFollowTheTelephoneToItsNewAddress)
+{
+    Talk made = talk();
+    EXPECT_TRUE(server().has(made.branch->request.callId));
+    made.called.phone.source.port = 6070; // its router has given it another one
+    send(made.called, SipMethod::Options);
+    send(made.caller, SipMethod::Info);
+    EXPECT_EQ(next("INFO")->request.destination.port, 6070);
+    const HeardPtr reinvite = send(made.called, SipMethod::Invite, kHold,
+                                   [](CallMessage& request) { request.contact = "sip:moved@192.0.2.2:6070"; });
+    answer(next("INVITE"), 200, kAnswer);
+    ack(reinvite);
+    send(made.caller, SipMethod::Info);
+    EXPECT_EQ(next("INFO")->request.uri, "sip:moved@192.0.2.2:6070");
+}
+
+} // namespace
