@@ -14,7 +14,7 @@ public:
         _sent->isHeard = false;
         _sent->onResponse = nullptr;
     }
-    void cancel() override
+    void cancel(const std::string& /*headers*/) override
     {
         EXPECT_EQ(_sent->request.method, "INVITE");
         _sent->isCancelled = _sent->isCancelled || !_sent->isFinal;

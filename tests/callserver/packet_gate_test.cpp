@@ -19,16 +19,20 @@ class PacketGateTest : public testing::Test {
 protected:
     PacketGateTest() { gVarSipChallengeRate = 2; }
 
-    bool admits(const std::string& packet, const char* address = "192.0.2.1")
+    bool admits(const std::string& packet, const char* address = "192.0.2.1", uint16_t port = 5060)
     {
         sockaddr_in source{};
         source.sin_family = AF_INET;
+        source.sin_port = htons(port);
         inet_pton(AF_INET, address, &source.sin_addr);
         return gate.admits(reinterpret_cast<const sockaddr&>(source), packet);
     }
 
     struct OneCall final : CallIndex {
-        [[nodiscard]] bool has(std::string_view callId) const override { return callId == "known@a.example"; }
+        [[nodiscard]] bool has(std::string_view callId, const SourceKey& source) const override
+        {
+            return callId == "known@a.example" && source == sourceKey(std::string_view("192.0.2.1"));
+        }
     };
 
     FakeClock clock;
@@ -88,6 +92,21 @@ TEST_F(PacketGateTest, WhatBelongsToACallIsNotCounted)
         admitted += admits(other) ? 1U : 0U;
     }
     EXPECT_LT(admitted, 100U);
+}
+
+TEST_F(PacketGateTest, NobodyElseMaySpeakOfACallWithoutLimit)
+{
+    const std::string known = "BYE sip:a SIP/2.0\r\nCall-ID: known@a.example\r\n\r\n";
+    unsigned admitted = 0;
+    for (int i = 0; i < 100; ++i)
+        admitted += admits(known, "192.0.2.2") ? 1U : 0U;
+    EXPECT_GT(admitted, 0U) << "a telephone that moved";
+    EXPECT_LT(admitted, 100U);
+}
+
+TEST_F(PacketGateTest, PortZeroIsNobody)
+{
+    EXPECT_FALSE(admits(kWithCredentials, "192.0.2.1", 0));
 }
 
 TEST_F(PacketGateTest, ConfirmationsOfNothingAreDropped)

@@ -362,4 +362,85 @@ TEST_F(CallsTest, CallsEndWhenTheirSocketsMove)
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
 }
 
+// What would stop the stack is kept from it: a telephone may say anything.
+class HostileTelephonesTest : public CallsTest {
+protected:
+    void expectAlive()
+    {
+        SipClient client("127.0.0.1", port);
+        EXPECT_EQ(client.request("OPTIONS", "2001").status, 200);
+    }
+};
+
+TEST_F(HostileTelephonesTest, AnAnswerToACancelThatWasNeverSentIsNothing)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    caller.invite("2002");
+    const PhoneMessage invite = called.expect("INVITE");
+    caller.cancel();
+    caller.expect("200");
+    caller.expect("487");
+    PhoneMessage cancel = invite;
+    cancel.text.replace(cancel.text.find(" INVITE\r\n"), 7, " CANCEL");
+    called.answer(cancel, 200);
+    expectAlive();
+    // The CANCEL waits for the first provisional answer.
+    called.answer(invite, 100);
+    called.answer(called.expect("CANCEL"), 200);
+    called.answer(invite, 487);
+    called.expect("ACK");
+    expectAlive();
+}
+
+TEST_F(HostileTelephonesTest, ACallerWhoseConnectionBreaksIsMissed)
+{
+    tcpPort = freeTcpPort();
+    tlsPort = freeTcpPort();
+    startServer();
+    CallPhone called(port, "2002");
+    called.registerNow();
+    int call = 0;
+    for (const auto& [transport, streamPort] :
+         {std::pair(SipClient::Transport::Tls, tlsPort), std::pair(SipClient::Transport::Tcp, tcpPort)}) {
+        auto caller = std::make_unique<CallPhone>(streamPort, "2001", transport);
+        caller->registerNow();
+        caller->invite("2002");
+        const PhoneMessage invite = called.expect("INVITE");
+        called.answer(invite, 180);
+        caller->expect("180");
+        caller.reset();
+        called.answer(invite, 180);
+        called.answer(invite, 200, CallPhone::kAnswer);
+        called.expect("ACK");
+        called.answer(called.expect("BYE"), 200);
+        EXPECT_TRUE(events.waitFor("call " + std::to_string(++call) + " end 2001 2002 2002 408"));
+        expectAlive();
+    }
+}
+
+TEST_F(HostileTelephonesTest, AnAnswerThatFitsNoPacketIsLost)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    caller.invite("2002");
+    const PhoneMessage invite = called.expect("INVITE");
+    // What the server adds makes it too large.
+    called.answer(invite, 200, std::string(CallPhone::kAnswer) + "a=" + std::string(64'000, 'x') + "\r\n",
+                  {"Subject: " + std::string(800, 's')});
+    called.expect("ACK");
+    caller.sendText("ACK sip:2002@127.0.0.1 SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:" + std::to_string(caller.port()) +
+                    ";branch=z9hG4bKnone;rport\r\nFrom: <sip:2001@127.0.0.1>;tag=x\r\nTo: <sip:2002@127.0.0.1>\r\n"
+                    "Call-ID: " +
+                    caller.callId() + "\r\nCSeq: 2 ACK\r\nContent-Length: 0\r\n\r\n");
+    caller.cancel();
+    expectAlive();
+}
+
 } // namespace

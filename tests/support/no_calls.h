@@ -8,7 +8,11 @@
 
 class NoCalls : public SipHandler {
 public:
-    [[nodiscard]] bool hasCall(std::string_view /*callId*/) const override { return false; }
+    [[nodiscard]] bool hasCall(std::string_view /*callId*/, const SipSource& /*source*/) const override
+    {
+        return false;
+    }
+    [[nodiscard]] bool mayAnswerUnproven(const SipSource& /*source*/) override { return true; }
     [[nodiscard]] CallVerdict judge(const CallMessage& /*request*/) override { return {false, 405}; }
     void onCallRequest(const CallMessage& /*request*/, std::unique_ptr<ServerTransaction> /*transaction*/) override {}
     void onUdpClosing() override {}

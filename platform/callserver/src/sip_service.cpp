@@ -142,6 +142,25 @@ void SipService::releaseAllCalls()
     });
 }
 
+bool SipService::hasCall(std::string_view callId, const SipSource& source) const
+{
+    return _calls.has(callId, sourceKey(source.address));
+}
+
+bool SipService::mayAnswerUnproven(const SipSource& source)
+{
+    return noteCredentials(source, Credentials::Unproven);
+}
+
+CallVerdict SipService::judge(const CallMessage& request)
+{
+    CallVerdict verdict = _calls.judge(request);
+    // Within a call nobody looks at credentials.
+    if (verdict.status == 481 && !request.authorizations.empty() && !mayAnswerUnproven(request.source))
+        return {};
+    return verdict;
+}
+
 void SipService::onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     _calls.onRequest(request, std::move(transaction));

@@ -32,8 +32,9 @@ public:
 
     [[nodiscard]] bool admits(const SipSource& source, bool hasCredentials) override;
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
-    [[nodiscard]] bool hasCall(std::string_view callId) const override { return _calls.has(callId); }
-    [[nodiscard]] CallVerdict judge(const CallMessage& request) override { return _calls.judge(request); }
+    [[nodiscard]] bool hasCall(std::string_view callId, const SipSource& source) const override;
+    [[nodiscard]] bool mayAnswerUnproven(const SipSource& source) override;
+    [[nodiscard]] CallVerdict judge(const CallMessage& request) override;
     void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) override;
     void onUdpClosing() override { _calls.dropUdp(); }
 

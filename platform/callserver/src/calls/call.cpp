@@ -380,7 +380,8 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     branch.leg.allow = response.allow;
     if (hasTimers())
         branch.leg.timer.answered(response, now);
-    cancelBranches(index);
+    // Otherwise they would list a missed call (RFC 3326 section 3.1).
+    cancelBranches(index, reasonLine(200, "Call completed elsewhere"));
     if (_invite.body.isEmpty() && !response.body.isEmpty() && branch.rseqs.empty())
         branch.isConfirmable = true; // the answer to its offer comes with the caller's ACK
     else
@@ -439,15 +440,15 @@ void Call::onFailure(size_t index, const CallMessage& response)
     const bool isAll = std::all_of(_branches.begin(), _branches.end(), [](const auto& one) { return one->isFinal; });
     if (!isAll && response.status < 600)
         return;
-    cancelBranches(index);
+    cancelBranches(index, {});
     fail(_failures.answer());
 }
 
-void Call::cancelBranches(size_t except)
+void Call::cancelBranches(size_t except, const std::string& headers)
 {
     for (size_t i = 0; i < _branches.size(); ++i)
         if (i != except && !_branches[i]->isFinal && _branches[i]->invite != nullptr)
-            _branches[i]->invite->cancel();
+            _branches[i]->invite->cancel(headers);
     if (_goodbyeAtMs == 0)
         _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
 }
@@ -501,7 +502,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         if (exceptLeg != _winner)
             sendBye(branch.leg, headers);
     }
-    cancelBranches(wasAnswered ? static_cast<size_t>(_winner) : _branches.size());
+    cancelBranches(wasAnswered ? static_cast<size_t>(_winner) : _branches.size(), std::string(headers));
     _host.removeLeg(_caller.dialog);
     for (const auto& branch : _branches)
         _host.removeLeg(branch->leg.dialog);
@@ -603,14 +604,15 @@ void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
     if (_exchange && &invite == _exchange->server.get()) {
         _exchange->isCancelled = true;
         if (_exchange->client != nullptr)
-            _exchange->client->cancel();
+            _exchange->client->cancel(cancel.passed);
         return;
     }
-    if (&invite != _transaction.get() || _winner >= 0)
+    if (&invite != _transaction.get())
         return;
+    // It has not seen a success yet, else the stack would not ask.
     _transaction->answer({487});
     _transaction.reset();
-    end(487, cancel.passed);
+    end(487, cancel.passed, _winner >= 0 ? std::optional(kCaller) : std::nullopt);
 }
 
 void Call::onUnconfirmed(ServerTransaction& invite)

@@ -161,7 +161,7 @@ private:
     // Ends every leg but one; the record says `status`. `headers`: whole lines for the other sides.
     void end(int status, std::string_view headers, std::optional<int> exceptLeg = std::nullopt);
     void sendBye(CallLeg& leg, std::string_view headers);
-    void cancelBranches(size_t except);
+    void cancelBranches(size_t except, const std::string& headers);
     void leaveUsers();
     void setCallerPart(UserPart part);
     void setCalledPart(UserPart part);

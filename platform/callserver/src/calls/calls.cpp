@@ -34,9 +34,10 @@ Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusal
       _messages(transport, registrar, store)
 {}
 
-bool Calls::has(std::string_view callId) const
+bool Calls::has(std::string_view callId, const SourceKey& source) const
 {
-    return _callIds.find(callId) != _callIds.end();
+    const auto it = _callIds.find(callId);
+    return it != _callIds.end() && it->second.source == source;
 }
 
 CallVerdict Calls::judge(const CallMessage& request)
@@ -121,7 +122,9 @@ void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransact
 void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
 {
     _legs.insert_or_assign(dialog.localTag, LegRef{&call, leg});
-    ++_callIds[dialog.callId];
+    Held& held = _callIds[dialog.callId];
+    ++held.legs;
+    held.source = sourceKey(dialog.peer.address);
     if (messageTrace().tracesCalls())
         messageTrace().followToo(dialog.callId, call.legAt(Call::kCaller)->dialog.callId);
 }
@@ -134,7 +137,7 @@ void Calls::removeLeg(const Dialog& dialog)
 
 void Calls::dropCallId(const std::string& callId)
 {
-    if (const auto it = _callIds.find(std::string_view(callId)); it != _callIds.end() && --it->second == 0)
+    if (const auto it = _callIds.find(std::string_view(callId)); it != _callIds.end() && --it->second.legs == 0)
         _callIds.erase(it);
 }
 

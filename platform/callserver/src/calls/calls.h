@@ -56,8 +56,7 @@ public:
     [[nodiscard]] Load load() const { return {_calls.size(), _legs.size(), _callIds.size(), _due.size()}; }
     [[nodiscard]] const CallCounts& counts() const { return _users; }
 
-    // Any part of a call that has this Call-ID.
-    [[nodiscard]] bool has(std::string_view callId) const override;
+    [[nodiscard]] bool has(std::string_view callId, const SourceKey& source) const override;
 
 private:
     struct Hash {
@@ -104,7 +103,11 @@ private:
     std::map<int, std::unique_ptr<Call>> _calls;                          // by number: in the order in which they began
     std::vector<std::unique_ptr<Call>> _finished;                         // to be destroyed where nobody is within them
     std::unordered_map<std::string, LegRef, Hash, std::equal_to<>> _legs; // by our tag
-    std::unordered_map<std::string, unsigned, Hash, std::equal_to<>> _callIds; // with how often they are held
+    struct Held {
+        unsigned legs = 0; // by how many
+        SourceKey source;  // of the other end
+    };
+    std::unordered_map<std::string, Held, Hash, std::equal_to<>> _callIds;
     // Those of ended legs, and until when: what was answered is still repeated and confirmed.
     std::deque<std::pair<int64_t, std::string>> _lingering;
     std::set<std::pair<int64_t, int>> _due;

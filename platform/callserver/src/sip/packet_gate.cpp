@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <netinet/in.h>
 #include <strings.h>
 
 namespace {
@@ -48,6 +49,22 @@ bool isParsable(std::string_view packet)
     return bounds.admits(packet.substr(start));
 }
 
+namespace {
+
+uint16_t portOf(const sockaddr& source)
+{
+    switch (source.sa_family) {
+    case AF_INET:
+        return reinterpret_cast<const sockaddr_in&>(source).sin_port;
+    case AF_INET6:
+        return reinterpret_cast<const sockaddr_in6&>(source).sin6_port;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
 bool lacksCredentials(std::string_view packet)
 {
     static constexpr std::array<std::string_view, 1> kOfRegistrations = {"Authorization"};
@@ -63,11 +80,13 @@ bool lacksCredentials(std::string_view packet)
 
 bool PacketGate::admits(const sockaddr& source, std::string_view packet)
 {
+    if (portOf(source) == 0)
+        return false; // nobody could be answered there
     const SourceKey key = sourceKey(source);
     const int64_t now = _clock.steadyMs();
     if (_guard.isSilenced(key, now) || !isParsable(packet))
         return false;
-    if (!lacksCredentials(packet) || _calls.has(callIdOf(packet)))
+    if (!lacksCredentials(packet) || _calls.has(callIdOf(packet), key))
         return true;
     return !isMethod(packet, "ACK") && _guard.admitWithoutCredentials(key, now);
 }

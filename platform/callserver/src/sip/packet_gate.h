@@ -13,7 +13,8 @@ public:
     CallIndex(const CallIndex&) = delete;
     CallIndex& operator=(const CallIndex&) = delete;
 
-    [[nodiscard]] virtual bool has(std::string_view callId) const = 0;
+    // One with this Call-ID, of which that address is a side.
+    [[nodiscard]] virtual bool has(std::string_view callId, const SourceKey& source) const = 0;
 };
 
 // Drops what is no SIP, what comes from silenced sources, and requests without credentials that come too often; costs

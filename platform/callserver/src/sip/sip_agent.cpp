@@ -43,7 +43,7 @@ constexpr int kAnswerToSource = 2;             // also when the client did not a
 constexpr unsigned kMaxProceeding = 1'000'000; // the stack's own limit is far below what the server can hold
 
 // Or within a call, whose dialog nobody else knows of.
-bool isWithCredentials(const sip_t* sip, const SipHandler& handler)
+bool isWithCredentials(const sip_t* sip, const SipSource& source, const SipHandler& handler)
 {
     if (sip == nullptr || sip->sip_request == nullptr)
         return false;
@@ -58,7 +58,7 @@ bool isWithCredentials(const sip_t* sip, const SipHandler& handler)
     default:
         break;
     }
-    return sip->sip_call_id != nullptr && handler.hasCall(sip->sip_call_id->i_id);
+    return sip->sip_call_id != nullptr && handler.hasCall(sip->sip_call_id->i_id, source);
 }
 
 std::string addressText(const std::string& address, uint16_t port)
@@ -243,7 +243,7 @@ struct SipAgent::Impl {
         // Otherwise another program of this machine found the stack's own door.
         const std::optional<SipSource> source =
             isOurs ? self.flows.peerOf(ntohs(msg_addr(message)->su_port)) : std::nullopt;
-        if (!source || !self.handler.admits(*source, isWithCredentials(sip, self.handler))) {
+        if (!source || !self.handler.admits(*source, isWithCredentials(sip, *source, self.handler))) {
             msg_destroy(message);
             return 0;
         }

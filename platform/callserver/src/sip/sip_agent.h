@@ -36,8 +36,10 @@ public:
     // reached the stack.
     [[nodiscard]] virtual bool admits(const SipSource& source, bool hasCredentials) = 0;
     [[nodiscard]] virtual RegisterReply onRegister(const RegisterRequest& request) = 0;
-    // A call with this Call-ID is in progress.
-    [[nodiscard]] virtual bool hasCall(std::string_view callId) const = 0;
+    // A call with this Call-ID is in progress, and the source is a side of it.
+    [[nodiscard]] virtual bool hasCall(std::string_view callId, const SipSource& source) const = 0;
+    // Whether a request with credentials is to be answered though nobody has looked at them: anybody can write some.
+    [[nodiscard]] virtual bool mayAnswerUnproven(const SipSource& source) = 0;
     [[nodiscard]] virtual CallVerdict judge(const CallMessage& request) = 0;
     // After it was judged to be served.
     virtual void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) = 0;

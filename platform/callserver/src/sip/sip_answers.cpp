@@ -157,11 +157,9 @@ int methodStatus(const sip_t* sip)
     }
 }
 
-bool refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
+void refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
 {
     switch (methodStatus(sip)) {
-    case 0:
-        return false;
     case 405:
         answer(agent, message, source, SIP_405_METHOD_NOT_ALLOWED, headerLine("Allow", kAllow));
         break;
@@ -171,7 +169,6 @@ bool refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const Si
     default:
         answer(agent, message, source, SIP_501_NOT_IMPLEMENTED, headerLine("Allow", kAllow));
     }
-    return true;
 }
 
 // A header that the answer depends on; others may be broken, or there twice (RFC 3261 section 8.2.2). An Expires that
@@ -252,14 +249,6 @@ std::string messageText(msg_t* message)
 void serveCall(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& source, SipHandler& handler,
                StackCalls& calls)
 {
-    if (isIncompleteInvite(sip)) {
-        answer(agent, message, source, SIP_400_BAD_REQUEST);
-        return;
-    }
-    if (isAtEnd(sip)) {
-        answer(agent, message, source, SIP_483_TOO_MANY_HOPS);
-        return;
-    }
     CallMessage request = callRequest(message, sip, source);
     if (messageTrace().tracesCalls())
         request.text = messageText(message);
@@ -278,22 +267,46 @@ void serveCall(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSource& 
         handler.onCallRequest(request, std::move(transaction));
 }
 
-// RFC 3261 section 8.2.2
-bool refuseHeaders(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
+// Those that are required and not served, parted by ", ".
+std::string unsupportedOptions(const sip_t* sip)
 {
-    if (!isSipUri(sip->sip_request->rq_url)) {
-        answer(agent, message, source, SIP_416_UNSUPPORTED_URI);
-        return true;
-    }
     std::string unsupported;
     for (const sip_require_t* require = sip->sip_require; require != nullptr; require = require->k_next)
         for (msg_param_t const* option = require->k_items; option != nullptr && *option != nullptr; ++option)
             if (!isServedOption(sip, *option))
                 unsupported += (unsupported.empty() ? "" : ", ") + std::string(*option);
-    if (unsupported.empty())
-        return false;
-    answer(agent, message, source, SIP_420_BAD_EXTENSION, headerLine("Unsupported", unsupported));
-    return true;
+    return unsupported;
+}
+
+// The request is answered by its form alone.
+bool isRefused(const sip_t* sip)
+{
+    return isOtherVersion(sip) || isMalformed(sip) || methodStatus(sip) != 0 || !isSipUri(sip->sip_request->rq_url) ||
+           isIncompleteInvite(sip) || isAtEnd(sip) || (sip->sip_require != nullptr && !unsupportedOptions(sip).empty());
+}
+
+// RFC 3261 section 8.2
+void refuse(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSource& source)
+{
+    if (isOtherVersion(sip))
+        answer(agent, message, source, SIP_505_VERSION_NOT_SUPPORTED);
+    else if (isMalformed(sip))
+        answer(agent, message, source, SIP_400_BAD_REQUEST);
+    else if (methodStatus(sip) != 0)
+        refuseMethod(agent, message, sip, source);
+    else if (!isSipUri(sip->sip_request->rq_url))
+        answer(agent, message, source, SIP_416_UNSUPPORTED_URI);
+    else if (isIncompleteInvite(sip))
+        answer(agent, message, source, SIP_400_BAD_REQUEST);
+    else if (isAtEnd(sip))
+        answer(agent, message, source, SIP_483_TOO_MANY_HOPS);
+    else
+        answer(agent, message, source, SIP_420_BAD_EXTENSION, headerLine("Unsupported", unsupportedOptions(sip)));
+}
+
+bool hasCredentials(const sip_t* sip)
+{
+    return sip->sip_authorization != nullptr || sip->sip_proxy_authorization != nullptr;
 }
 
 } // namespace
@@ -319,16 +332,14 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
     }
     if (source.transport != kTransportUdp)
         markReceived(message, sip, source);
-    if (isOtherVersion(sip)) {
-        answer(agent, message, source, SIP_505_VERSION_NOT_SUPPORTED);
+    if (isRefused(sip)) {
+        // Requests without any were counted before they got here.
+        if (hasCredentials(sip) && !handler.mayAnswerUnproven(source))
+            msg_destroy(message);
+        else
+            refuse(agent, message, sip, source);
         return;
     }
-    if (isMalformed(sip)) {
-        answer(agent, message, source, SIP_400_BAD_REQUEST);
-        return;
-    }
-    if (refuseMethod(agent, message, sip, source) || refuseHeaders(agent, message, sip, source))
-        return;
     const sip_method_t method = sip->sip_request->rq_method;
     if (method == sip_method_register)
         answerRegister(agent, message, sip, source, handler);

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
+#include <deque>
 #include <optional>
 #include <set>
 #include <sofia-sip/msg_header.h>
@@ -95,8 +97,14 @@ struct StackCalls::Way {
 // One INVITE or other request that came in.
 class StackServerTransaction final : public ServerTransaction {
 public:
-    StackServerTransaction(StackCalls& calls, nta_agent_t* agent, nta_incoming_t* incoming, SipSource source)
-        : _calls(calls), _agent(agent), _incoming(incoming), _source(std::move(source))
+    StackServerTransaction(StackCalls& calls, nta_agent_t* agent, nta_incoming_t* incoming, SipSource source,
+                           std::string protocol)
+        : _calls(calls),
+          _agent(agent),
+          _incoming(incoming),
+          _source(std::move(source)),
+          _protocol(std::move(protocol)),
+          _number(++calls._taken)
     {
         _calls._servers.insert(this);
         nta_incoming_bind(_incoming, onAckOrCancel, reinterpret_cast<nta_incoming_magic_t*>(this));
@@ -125,15 +133,65 @@ public:
         if (_incoming == nullptr || _isAnswered)
             return;
         _isAnswered = answer.status >= 200;
-        msg_t* message = responseTo(answer);
-        if (message != nullptr)
-            nta_incoming_mreply(_incoming, message);
+        _isSuccess = _isAnswered && answer.status < 300;
+        // RFC 3262 section 3: not before what the caller may need of it was confirmed.
+        if (_isSuccess && !_reliable.empty()) {
+            _waiting.push_back({answer, false});
+            return;
+        }
+        if (_isAnswered)
+            _waiting.clear();
+        // Nobody would confirm it for half a minute.
+        if (_isSuccess && _calls.isCut(_source))
+            _calls.loseLater(this);
+        else
+            give(answer);
     }
 
     [[nodiscard]] bool answerReliably(const CallAnswer& answer) override
     {
         if (_incoming == nullptr || _isAnswered)
             return false;
+        if (_reliable.empty())
+            return giveReliably(answer);
+        _waiting.push_back({answer, true});
+        return true;
+    }
+
+    [[nodiscard]] bool isAnswered() const override { return _isAnswered; }
+
+    [[nodiscard]] const nta_agent_t* agent() const { return _agent; }
+    [[nodiscard]] uint64_t number() const { return _number; }
+    void lose()
+    {
+        if (_listener != nullptr)
+            _listener->onUnconfirmed(*this);
+    }
+    void forget()
+    {
+        _incoming = nullptr;
+        _reliable.clear();
+        _waiting.clear();
+        _listener = nullptr;
+    }
+
+private:
+    struct Waiting {
+        CallAnswer answer;
+        bool isReliable;
+    };
+
+    void give(const CallAnswer& answer)
+    {
+        msg_t* message = responseTo(answer);
+        if (message == nullptr && answer.status >= 200)
+            message = responseTo({500}); // one of its headers cannot be written
+        if (message != nullptr)
+            nta_incoming_mreply(_incoming, message);
+    }
+
+    bool giveReliably(const CallAnswer& answer)
+    {
         msg_t* message = responseTo(answer);
         if (message == nullptr)
             return false;
@@ -145,18 +203,18 @@ public:
         return true;
     }
 
-    [[nodiscard]] bool isAnswered() const override { return _isAnswered; }
-
-    [[nodiscard]] const nta_agent_t* agent() const { return _agent; }
-    void forget()
+    // The last reliable answer was confirmed.
+    void giveNext()
     {
-        _incoming = nullptr;
-        _reliable.clear();
-        _listener = nullptr;
+        while (!_waiting.empty() && _reliable.empty() && _incoming != nullptr) {
+            const Waiting next = std::move(_waiting.front());
+            _waiting.pop_front();
+            if (!next.isReliable || !giveReliably(next.answer))
+                give(next.answer);
+        }
     }
 
-private:
-    // Null without memory.
+    // Null without memory, or when a header cannot be written.
     msg_t* responseTo(const CallAnswer& answer)
     {
         std::string headers = answer.headers;
@@ -174,6 +232,10 @@ private:
             msg_destroy(message);
             return nullptr;
         }
+        if (sip_t* sip = sip_object(message); !_protocol.empty() && sip->sip_via != nullptr) {
+            sip->sip_via->v_protocol = su_strdup(msg_home(message), _protocol.c_str());
+            msg_fragment_clear(sip->sip_via->v_common);
+        }
         return message;
     }
 
@@ -183,16 +245,24 @@ private:
         if (self._listener == nullptr)
             return 0;
         if (sip == nullptr) {
+            self._waiting.clear();
             self._listener->onUnconfirmed(self);
             return 0;
         }
         msg_t* message = nta_incoming_getrequest_ackcancel(incoming);
         const CallMessage request = callRequest(message, sip, self._source);
         msg_destroy(message);
-        if (request.method == SipMethod::Ack)
-            self._listener->onAck(self, request);
-        else if (request.method == SipMethod::Cancel)
+        if (request.method == SipMethod::Ack) {
+            // That of a failure says nothing.
+            if (self._isSuccess && self._waiting.empty())
+                self._listener->onAck(self, request);
+        } else if (request.method == SipMethod::Cancel) {
+            // A success that nobody has seen yet can still be taken back.
+            if (!self._waiting.empty())
+                self._isAnswered = self._isSuccess = false;
+            self._waiting.clear();
             self._listener->onCancel(self, request);
+        }
         return 0;
     }
 
@@ -205,15 +275,21 @@ private:
         if (prack == nullptr)
             return 0;
         ServerTransactionListener* const listener = self._listener;
-        auto transaction = std::make_unique<StackServerTransaction>(self._calls, self._agent, prack, self._source);
+        auto transaction =
+            std::make_unique<StackServerTransaction>(self._calls, self._agent, prack, self._source, self._protocol);
         if (listener == nullptr || sip == nullptr) {
             transaction->answer({200});
+            self.giveNext();
             return 0;
         }
         msg_t* message = nta_incoming_getrequest(prack);
         const CallMessage request = callRequest(message, sip, self._source);
         msg_destroy(message);
+        StackCalls& calls = self._calls;
         listener->onPrack(self, request, std::move(transaction));
+        // It may have ended the call.
+        if (calls._servers.count(&self) != 0)
+            self.giveNext();
         return 0;
     }
 
@@ -222,8 +298,14 @@ private:
     nta_incoming_t* _incoming; // null: its agent is gone
     SipSource _source;
     ServerTransactionListener* _listener = nullptr;
-    std::vector<nta_reliable_t*> _reliable; // not yet confirmed
+    std::string _protocol; // of its Via, where the stack was shown another one; else empty
+    // Not yet confirmed: one at a time. The stack has a queue of its own, but it aborts the process when it cannot
+    // send.
+    std::vector<nta_reliable_t*> _reliable;
+    std::deque<Waiting> _waiting;
+    uint64_t _number;
     bool _isAnswered = false;
+    bool _isSuccess = false;
 };
 
 // One request that was sent.
@@ -241,8 +323,8 @@ public:
         if (_outgoing == nullptr)
             return;
         // A success that comes later is confirmed and ended by the stack itself.
-        if (_isInvite && !_isFinal)
-            (void)nta_outgoing_cancel(_outgoing);
+        if (_isInvite && !_isFinal && _hasProvisional && !_isCancelled)
+            sendCancel();
         nta_outgoing_destroy(_outgoing);
     }
 
@@ -253,10 +335,13 @@ public:
         _isInvite = isInvite;
     }
 
-    void cancel() override
+    void cancel(const std::string& headers) override
     {
-        if (_outgoing != nullptr && _isInvite && !_isFinal)
-            (void)nta_outgoing_cancel(_outgoing);
+        if (_outgoing == nullptr || !_isInvite || _isFinal || std::exchange(_isCancelled, true))
+            return;
+        _cancelHeaders = headers;
+        if (_hasProvisional)
+            sendCancel();
     }
 
     static int onAnswer(nta_outgoing_magic_t* magic, nta_outgoing_t* outgoing, const sip_t* sip)
@@ -264,6 +349,10 @@ public:
         auto& self = *reinterpret_cast<StackClientTransaction*>(magic);
         const int status = sip == nullptr ? nta_outgoing_status(outgoing) : sip->sip_status->st_status;
         self._isFinal = self._isFinal || status >= 200;
+        if (!std::exchange(self._hasProvisional, true) && self._isCancelled && !self._isFinal)
+            self.sendCancel();
+        if (status == 100)
+            return 0;
         const bool isOwn = sip == nullptr || nta_sip_is_internal(sip) != 0;
         msg_t* message = isOwn ? nullptr : nta_outgoing_getresponse(outgoing);
         const CallMessage response =
@@ -296,14 +385,26 @@ public:
     [[nodiscard]] uint64_t number() const { return _number; }
 
 private:
+    // RFC 3261 section 9.1: not before the first provisional answer. The stack would let it wait, too, but takes an
+    // answer to a CANCEL that it has not sent for a fault of its own, and aborts the process.
+    void sendCancel()
+    {
+        (void)nta_outgoing_tcancel(_outgoing, nullptr, nullptr,
+                                   TAG_IF(!_cancelHeaders.empty(), SIPTAG_HEADER_STR(_cancelHeaders.c_str())),
+                                   TAG_END());
+    }
+
     StackCalls& _calls;
     uint64_t _number;
     SipSource _destination;
     ResponseHandler _onResponse;
     nta_agent_t* _agent = nullptr;
     nta_outgoing_t* _outgoing = nullptr;
+    std::string _cancelHeaders;
     bool _isInvite = false;
     bool _isFinal = false;
+    bool _hasProvisional = false;
+    bool _isCancelled = false;
 };
 
 StackCalls::StackCalls(SipStack& stack, std::function<UdpSockets()> udp, FlowTable& flows)
@@ -313,10 +414,18 @@ StackCalls::StackCalls(SipStack& stack, std::function<UdpSockets()> udp, FlowTab
 std::unique_ptr<ServerTransaction> StackCalls::accept(nta_agent_t* agent, msg_t* message, sip_t* sip,
                                                       const SipSource& source)
 {
+    // The stack knows of no TLS: where its transport is not the one that it received by, it aborts the process once an
+    // answer cannot be sent.
+    std::string protocol;
+    if (sip_via_t* via = sip->sip_via;
+        source.transport != kTransportUdp && via != nullptr && std::strcmp(via->v_protocol, sip_transport_tcp) != 0) {
+        protocol = via->v_protocol;
+        via->v_protocol = sip_transport_tcp;
+    }
     nta_incoming_t* incoming = nta_incoming_create(agent, nullptr, message, sip, TAG_END());
     if (incoming == nullptr)
         return nullptr;
-    return std::make_unique<StackServerTransaction>(*this, agent, incoming, source);
+    return std::make_unique<StackServerTransaction>(*this, agent, incoming, source, std::move(protocol));
 }
 
 void StackCalls::forget(const nta_agent_t* agent)
@@ -448,12 +557,13 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
     nta_outgoing_t* outgoing = nullptr;
     auto* const magic = reinterpret_cast<nta_outgoing_magic_t*>(transaction.get());
     if (message != nullptr && way.connection != nullptr)
-        outgoing = nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, nullptr, message,
-                                        NTATAG_TPORT(way.connection), NTATAG_USER_VIA(1), TAG_END());
-    else if (message != nullptr)
         outgoing =
-            nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, Target(request.destination).get(),
-                                 message, TPTAG_IDENT(identityOf(way.ident)), TPTAG_MTU(kMaxPacket), TAG_END());
+            nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, nullptr, message,
+                                 NTATAG_TPORT(way.connection), NTATAG_USER_VIA(1), NTATAG_PASS_100(1), TAG_END());
+    else if (message != nullptr)
+        outgoing = nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic,
+                                        Target(request.destination).get(), message, TPTAG_IDENT(identityOf(way.ident)),
+                                        TPTAG_MTU(kMaxPacket), NTATAG_PASS_100(1), TAG_END());
     if (outgoing == nullptr) {
         if (message != nullptr)
             msg_destroy(message);
@@ -470,6 +580,19 @@ void StackCalls::failLater(StackClientTransaction* transaction)
     _stack.post([this, transaction, number = transaction->number()] {
         if (_clients.count(transaction) != 0 && transaction->number() == number)
             transaction->fail();
+    });
+}
+
+bool StackCalls::isCut(const SipSource& peer) const
+{
+    return peer.transport != kTransportUdp && _flows.wayTo(peer).stackPort == 0;
+}
+
+void StackCalls::loseLater(StackServerTransaction* transaction)
+{
+    _stack.post([this, transaction, number = transaction->number()] {
+        if (_servers.count(transaction) != 0 && transaction->number() == number)
+            transaction->lose();
     });
 }
 

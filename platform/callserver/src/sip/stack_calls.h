@@ -59,12 +59,16 @@ private:
     [[nodiscard]] std::string contactText(const std::string& user, const SipSource& peer);
     [[nodiscard]] msg_t* makeRequest(const CallRequestOut& request, const Way& way);
     void failLater(StackClientTransaction* transaction);
+    // The connection to there is gone.
+    [[nodiscard]] bool isCut(const SipSource& peer) const;
+    void loseLater(StackServerTransaction* transaction);
 
     SipStack& _stack;
     std::function<UdpSockets()> _udp;
     FlowTable& _flows;
     nta_agent_t* _streams = nullptr;
     uint64_t _sent = 0;                                    // requests
+    uint64_t _taken = 0;                                   // likewise
     std::unordered_map<std::string, LocalAddress> _locals; // by address of the peer
     std::unordered_set<StackClientTransaction*> _clients;
     std::unordered_set<StackServerTransaction*> _servers;

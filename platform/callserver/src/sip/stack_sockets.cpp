@@ -119,6 +119,23 @@ std::string joined(const su_iovec_t* parts, size_t count)
     return text;
 }
 
+bool isAnswer(const su_iovec_t* parts, size_t count)
+{
+    constexpr std::string_view kAnswer = "SIP/2.0 ";
+    if (count == 0 || parts[0].siv_len < kAnswer.size())
+        return false;
+    return std::string_view(static_cast<const char*>(static_cast<const void*>(parts[0].siv_base)), kAnswer.size()) ==
+           kAnswer;
+}
+
+size_t sizeOf(const su_iovec_t* parts, size_t count)
+{
+    size_t size = 0;
+    for (size_t i = 0; i < count; ++i)
+        size += parts[i].siv_len;
+    return size;
+}
+
 StackSockets& sockets()
 {
     static StackSockets& instance = *new StackSockets; // never destroyed: its thread runs until the process is gone
@@ -211,6 +228,10 @@ su_vsend(su_socket_t s, su_iovec_t const iov[], isize_t iovlen, int flags, su_so
     // As in answerPacket().
     if (sent < 0 && su != nullptr && errno != EAGAIN)
         sent = sendmsg(s, &header, flags);
+    // An answer that the kernel refuses is as good as lost: whoever misses it asks again. The stack would take it for a
+    // fault of its own, and abort the process when the request is confirmed nevertheless.
+    if (sent < 0 && su != nullptr && isAnswer(iov, iovlen))
+        sent = static_cast<ssize_t>(sizeOf(iov, iovlen));
     return sent;
 }
 

@@ -56,8 +56,9 @@ public:
     ClientTransaction(const ClientTransaction&) = delete;
     ClientTransaction& operator=(const ClientTransaction&) = delete;
 
-    // Only of an INVITE without final answer; it is sent when the first provisional answer has come.
-    virtual void cancel() = 0;
+    // Only of an INVITE without final answer; it is sent when the first provisional answer has come. `headers`: whole
+    // lines.
+    virtual void cancel(const std::string& headers) = 0;
 };
 
 // Called for every answer but 100, never before send() has returned. 408 without a source: none came in time; 503
