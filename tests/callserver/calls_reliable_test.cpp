@@ -1,0 +1,163 @@
+// Reliable provisional answers (RFC 3262).
+#include "callserver/calls_fixture.h"
+
+namespace {
+
+using Statuses = std::vector<int>;
+
+class CallsReliableTest : public CallsFixture {
+protected:
+    void begin(bool isSupported, const std::string& offer = kOffer)
+    {
+        invite = call("2001", "2002", [&](CallMessage& request) {
+            request.isReliableSupported = isSupported;
+            request.body = sdp(offer);
+        });
+        branch = next("INVITE");
+    }
+    void progress(int status, uint32_t rseq, const std::string& body = {})
+    {
+        answer(branch, status, body, [rseq](CallMessage& response) { response.rseq = rseq; });
+    }
+    HeardPtr prack(const std::string& body = {})
+    {
+        CallMessage request = initial(phone("2001"), "server", SipMethod::Prack);
+        request.body = sdp(body);
+        return FakeCallTransport::prack(invite, request);
+    }
+    static bool isIn(const std::string& headers, const std::string& line)
+    {
+        return headers.find(line + "\r\n") != std::string::npos;
+    }
+
+    HeardPtr invite;
+    SentPtr branch;
+};
+
+TEST_F(CallsReliableTest, AreOfferedToTheTelephoneWhenTheCallerKnowsThem)
+{
+    begin(true);
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: 100rel, timer"));
+}
+
+TEST_F(CallsReliableTest, AreNotOfferedForACallerWhoDoesNotKnowThem)
+{
+    begin(false);
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: timer"));
+    progress(183, 7, kAnswer); // all the same
+    EXPECT_EQ(invite->status(), 183);
+    EXPECT_EQ(invite->reliable.size(), 0U);
+    EXPECT_EQ(invite->answers.back().body.data, kAnswer);
+    EXPECT_FALSE(hasNext("PRACK"));
+    answer(branch, 200, kAnswer);
+    EXPECT_EQ(invite->status(), 200);
+}
+
+TEST_F(CallsReliableTest, AreNotOfferedToSeveralTelephones)
+{
+    addPhone("2002");
+    begin(true);
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: timer"));
+    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Supported: timer"));
+}
+
+TEST_F(CallsReliableTest, APrackIsPassedWithTheNumbersOfTheOtherLeg)
+{
+    begin(true);
+    progress(183, 4711, kAnswer);
+    ASSERT_EQ(invite->reliable.size(), 1U);
+    EXPECT_EQ(invite->reliable[0].body.data, kAnswer);
+    EXPECT_FALSE(hasNext("PRACK"));
+    const HeardPtr confirmed = prack();
+    const SentPtr passed = next("PRACK");
+    EXPECT_EQ(passed->request.callId, branch->request.callId);
+    EXPECT_TRUE(isIn(passed->request.headers, "RAck: 4711 1 INVITE"));
+    EXPECT_EQ(passed->request.cseq, 2U);
+    EXPECT_EQ(confirmed->statuses(), Statuses{});
+    answer(passed, 200);
+    EXPECT_EQ(confirmed->statuses(), Statuses{200});
+    answer(branch, 200);
+    EXPECT_EQ(invite->status(), 200);
+    ASSERT_EQ(branch->acks.size(), 1U);
+    EXPECT_EQ(branch->acks[0].cseq, 1U);
+    ack(invite);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    send(caller, SipMethod::Bye);
+    expectNothingLeft();
+}
+
+TEST_F(CallsReliableTest, SeveralAnswersAreConfirmedInTheirOrder)
+{
+    begin(true);
+    progress(183, 10, kAnswer);
+    progress(180, 11);
+    EXPECT_EQ(invite->reliable.size(), 2U);
+    prack();
+    EXPECT_TRUE(isIn(next("PRACK")->request.headers, "RAck: 10 1 INVITE"));
+    prack();
+    EXPECT_TRUE(isIn(next("PRACK")->request.headers, "RAck: 11 1 INVITE"));
+}
+
+TEST_F(CallsReliableTest, ARepeatedAnswerIsPassedOnce)
+{
+    begin(true);
+    progress(183, 10, kAnswer);
+    progress(183, 10, kAnswer);
+    progress(183, 9, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183}));
+    progress(180, 11);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183, 180}));
+}
+
+TEST_F(CallsReliableTest, AnAnswerThatIsNotReliableStaysSo)
+{
+    begin(true);
+    answer(branch, 180);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 180}));
+    EXPECT_EQ(invite->reliable.size(), 0U);
+    EXPECT_EQ(prack()->status(), 200); // for nothing that the telephone waits for
+    EXPECT_FALSE(hasNext("PRACK"));
+}
+
+TEST_F(CallsReliableTest, TheAnswerToAnEarlyOfferGoesWithThePrack)
+{
+    begin(true, "");
+    progress(183, 1, kOffer);
+    EXPECT_EQ(invite->reliable.at(0).body.data, kOffer);
+    prack(kAnswer);
+    const SentPtr passed = next("PRACK");
+    EXPECT_EQ(passed->request.body.data, kAnswer);
+    answer(passed, 200);
+    answer(branch, 200);
+    EXPECT_EQ(branch->acks.size(), 1U);
+    EXPECT_EQ(invite->status(), 200);
+}
+
+TEST_F(CallsReliableTest, AnAnswerThatIsNeverConfirmedEndsTheCall)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    FakeCallTransport::leaveUnconfirmed(invite);
+    EXPECT_EQ(invite->status(), 503);
+    EXPECT_TRUE(branch->isCancelled);
+    EXPECT_FALSE(hasNext("BYE"));
+    answer(branch, 487);
+    expectNothingLeft();
+}
+
+TEST_F(CallsReliableTest, AnUpdateBeforeTheAnswerIsPassed)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    prack();
+    answer(next("PRACK"), 200);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    caller.cseq = 2;
+    const HeardPtr update = send(caller, SipMethod::Update, kHold);
+    const SentPtr passed = next("UPDATE");
+    EXPECT_EQ(passed->request.body.data, kHold);
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(update->status(), 200);
+}
+
+} // namespace
