@@ -130,7 +130,7 @@ TEST_F(CallsTimersTest, ARefreshThatCollidesIsTriedAgain)
 
 TEST_F(CallsTimersTest, ARefreshThatFailsReleasesTheCall)
 {
-    for (const int status : {403, 481, 500}) {
+    for (const int status : {403, 408, 481}) {
         Talk made = talk("2001", "2002", {}, [](CallMessage& success) {
             success.timer = {200, 0, Refresher::Uac};
             success.allow = "INVITE, UPDATE";
@@ -140,6 +140,26 @@ TEST_F(CallsTimersTest, ARefreshThatFailsReleasesTheCall)
         (void)next("BYE");
         (void)next("BYE");
         EXPECT_EQ(recordTexts().back().substr(recordTexts().back().find("end")), "end 408");
+        expectNothingLeft();
+    }
+}
+
+TEST_F(CallsTimersTest, ARefreshThatCollidesIsTriedAgainUntilTheSessionEnds)
+{
+    for (const int status : {491, 500, 503}) {
+        Talk made = talk("2001", "2002", {}, [](CallMessage& success) {
+            success.timer = {200, 0, Refresher::Uac};
+            success.allow = "INVITE, UPDATE";
+        });
+        passTalking(100);
+        for (int64_t left = 100; left > 0; left -= Call::kRefreshPauseMs / 1000) {
+            answer(next("UPDATE"), status);
+            EXPECT_EQ(server().size(), 1U) << left;
+            passTalking(Call::kRefreshPauseMs / 1000);
+        }
+        answer(next("UPDATE"), status);
+        (void)next("BYE");
+        (void)next("BYE");
         expectNothingLeft();
     }
 }

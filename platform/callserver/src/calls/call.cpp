@@ -12,7 +12,6 @@
 namespace {
 
 constexpr const char* kProduct = "Parlovex";
-constexpr const char* kAnonymous = "\"Anonymous\" <sip:anonymous@anonymous.invalid>"; // RFC 3323 section 4.1.1.3
 constexpr int64_t kMsPerSecond = 1000;
 constexpr uint32_t kRetryAfter = 3; // s; RFC 3261 section 14.2 asks for 0 to 10
 
@@ -41,6 +40,13 @@ bool isOwn(const CallMessage& response)
 bool isDialogGone(const CallMessage& response)
 {
     return response.status == 481 || response.status == 408;
+}
+
+// What stood in the way of a refresh may be gone in a moment: another offer (RFC 3261 section 14.2), a broken
+// connection.
+bool mayBeTriedAgain(const CallMessage& response)
+{
+    return response.status == 491 || response.status == 422 || response.status == 500 || response.status == 503;
 }
 
 bool isSameEnd(const SipSource& a, const SipSource& b)
@@ -152,8 +158,8 @@ void Call::tryTargets()
         fail({refusal});
         return;
     }
-    const std::vector<Contact> contacts = contactsOf(*user);
-    if (contacts.empty()) {
+    const std::vector<Telephone> telephones = telephonesFor(*user);
+    if (telephones.empty()) {
         fail({480});
         return;
     }
@@ -164,8 +170,8 @@ void Call::tryTargets()
     _isVideoAllowed = user->hasFlag(kUsrVideo) && (caller == nullptr || caller->hasFlag(kUsrVideo));
     const int64_t own = user->noAnsTime * kMsPerSecond;
     _ringUntilMs = _host.clock().steadyMs() + (own == 0 ? kRingMs : own);
-    for (const Contact& contact : contacts)
-        addBranch(contact, target);
+    for (const Telephone& telephone : telephones)
+        addBranch(telephone, target);
     for (size_t i = 0; i < _branches.size() && !_isEnded; ++i)
         invite(i);
     reschedule();
@@ -176,7 +182,7 @@ int Call::refusalOf(const Cdb_usr_info& user) const
 {
     const std::string name(BclFieldText(user.usrName));
     const UserCalls& calls = _host.users();
-    if (user.hasFlag(kUsrRejectAnonymous) && (_answer.isAnonymous || _invite.isAnonymous || _answer.caller.empty()))
+    if (user.hasFlag(kUsrRejectAnonymous) && (isHidden() || _answer.caller.empty()))
         return 433;
     if (user.hasFlag(kUsrDoNotDisturb))
         return 486;
@@ -186,35 +192,24 @@ int Call::refusalOf(const Cdb_usr_info& user) const
 }
 
 // The telephone that calls does not ring itself.
-std::vector<Call::Contact> Call::contactsOf(const Cdb_usr_info& user)
+std::vector<Telephone> Call::telephonesFor(const Cdb_usr_info& user)
 {
-    std::vector<Contact> contacts;
     const std::string name(BclFieldText(user.usrName));
-    const auto add = [&](std::string uri, const SipSource& destination) {
-        if (name != _caller.user || !isSameEnd(destination, _invite.source))
-            contacts.push_back({std::move(uri), destination});
-    };
-    if (user.hasFlag(kUsrIpAuth)) {
-        SipSource destination;
-        destination.address = BclTrimmed(BclFieldText(user.ipAddr));
-        destination.port = static_cast<uint16_t>(user.ipPort == 0 || user.ipPort > UINT16_MAX ? 5060 : user.ipPort);
-        add(sipUri(name, addressText(destination)), destination);
-    } else if (const std::vector<Binding>* bindings = _host.contactsOf(name); bindings != nullptr) {
-        for (const Binding& binding : *bindings)
-            add(binding.uri.text, binding.source);
-    }
-    return contacts;
+    std::vector<Telephone> telephones = telephonesOf(user, _host.contactsOf(name));
+    if (name == _caller.user)
+        std::erase_if(telephones, [this](const Telephone& one) { return isSameEnd(one.destination, _invite.source); });
+    return telephones;
 }
 
 std::string Call::callerAs(const DialTarget& target, const std::string& host) const
 {
-    if (_answer.isAnonymous)
-        return kAnonymous;
+    if (isHidden())
+        return kAnonymousParty;
     const bool isOwnName = !_answer.displayName.empty() || _answer.isDisplayNameRemoved;
     return nameAddr(isOwnName ? _answer.displayName : _invite.from.display, sipUri(target.caller, host));
 }
 
-void Call::addBranch(const Contact& contact, const DialTarget& target)
+void Call::addBranch(const Telephone& contact, const DialTarget& target)
 {
     auto branch = std::make_unique<Branch>();
     CallLeg& leg = branch->leg;
@@ -231,7 +226,7 @@ void Call::addBranch(const Contact& contact, const DialTarget& target)
     dialog.remoteParty = "<" + sipUri(target.called, host) + ">";
     dialog.remoteTarget = contact.uri;
     dialog.peer = contact.destination;
-    dialog.contactUser = _answer.isAnonymous ? "anonymous" : target.caller;
+    dialog.contactUser = isHidden() ? "anonymous" : target.caller;
     _branches.push_back(std::move(branch));
     _host.addLeg(dialog, *this, static_cast<int>(_branches.size()) - 1);
 }
@@ -247,6 +242,14 @@ std::string Call::allowFor(const CallLeg& other) const
     return allow;
 }
 
+// Strangers might have telephones pick up by themselves.
+std::string Call::passedHeaders() const
+{
+    return _source.kind == SourceKind::Unknown
+               ? withoutHeaders(_invite.passed, {"Alert-Info", "Answer-Mode", "Call-Info"})
+               : _invite.passed;
+}
+
 void Call::invite(size_t index)
 {
     Branch& branch = *_branches[index];
@@ -254,7 +257,7 @@ void Call::invite(size_t index)
     branch.leg.inviteCseq = request.cseq;
     request.hasContact = true;
     request.maxForwards = _invite.maxForwards > 0 ? _invite.maxForwards - 1 : 0;
-    request.headers = _invite.passed + headerLine("Allow", allowFor(_caller));
+    request.headers = passedHeaders() + headerLine("Allow", allowFor(_caller));
     // Several telephones that ring together have no one session before the answer.
     const bool isReliable = _branches.size() == 1 && _invite.isReliableSupported;
     std::string supported = isReliable ? "100rel" : "";
@@ -264,7 +267,7 @@ void Call::invite(size_t index)
     }
     if (!supported.empty())
         request.headers += headerLine("Supported", supported);
-    if (_answer.isAnonymous)
+    if (isHidden())
         request.headers += headerLine("Privacy", "id");
     request.headers += headerLine("User-Agent", kProduct);
     request.body = bodyFor(branch.leg, _invite.body);
@@ -299,6 +302,8 @@ void Call::onBranchAnswer(size_t index, const CallMessage& response)
     if (response.status == 422 && !_isEnded && _winner < 0 && branch.minTimer == 0 &&
         response.timer.minimum > LegTimer::kMinimum) {
         branch.minTimer = response.timer.minimum;
+        branch.seenRseq = 0;
+        branch.rseqs.clear();
         invite(index);
         return;
     }
@@ -377,7 +382,8 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     const int64_t now = _host.clock().steadyMs();
     _winner = static_cast<int>(index);
     branch.leg.dialog.learn(response);
-    branch.leg.allow = response.allow;
+    if (!response.allow.empty())
+        branch.leg.allow = response.allow;
     if (hasTimers())
         branch.leg.timer.answered(response, now);
     // Otherwise they would list a missed call (RFC 3326 section 3.1).
@@ -492,7 +498,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         if (_isAcked)
             sendBye(_caller, headers);
         else
-            _owesCallerBye = true;
+            _owedBye = std::string(headers);
     }
     if (wasAnswered) {
         Branch& branch = *_branches[static_cast<size_t>(_winner)];
@@ -510,6 +516,12 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     _host.log().end(_record, status);
     _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
     finishIfDone();
+}
+
+void Call::sendOwedBye()
+{
+    if (const std::optional<std::string> headers = std::exchange(_owedBye, std::nullopt); headers)
+        sendBye(_caller, *headers);
 }
 
 void Call::leaveUsers()
@@ -538,7 +550,7 @@ void Call::finishIfDone()
 {
     if (!_isEnded || _isFinished)
         return;
-    const bool isWaiting = _owesCallerBye || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
+    const bool isWaiting = _owedBye || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
                                return !branch->isFinal && branch->invite != nullptr;
                            });
     if (isWaiting) {
@@ -563,7 +575,7 @@ void Call::drop()
 {
     if (!_isEnded)
         release(503, "The server changes its address");
-    _owesCallerBye = false;
+    _owedBye.reset();
     for (const auto& branch : _branches)
         branch->isFinal = true;
     finishIfDone();
@@ -594,8 +606,7 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
     if (_winner >= 0 && _branches[static_cast<size_t>(_winner)]->isConfirmable)
         confirm(static_cast<size_t>(_winner), ack.body);
     _transaction.reset();
-    if (std::exchange(_owesCallerBye, false))
-        sendBye(_caller, {});
+    sendOwedBye();
     finishIfDone();
 }
 
@@ -621,8 +632,7 @@ void Call::onUnconfirmed(ServerTransaction& invite)
         // To a reliable answer that was not confirmed the stack itself gives 503.
         _transaction.reset();
         _isAcked = true;
-        if (std::exchange(_owesCallerBye, false))
-            sendBye(_caller, {});
+        sendOwedBye();
     }
     if (_isEnded)
         finishIfDone();
@@ -753,6 +763,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
     _exchange->before = before;
     _exchange->server = std::move(transaction);
     _exchange->isInvite = isInvite;
+    _exchange->untilMs = _host.clock().steadyMs() + kOfferMs;
     _exchange->isLateOffer = isInvite && request.body.isEmpty();
     _exchange->client =
         _host.transport().send(passed, [this](const CallMessage& response) { onOfferAnswer(response); });
@@ -834,7 +845,8 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
 {
     const std::optional<int> to = otherSide(from);
     if (!to || _isEnded) {
-        transaction->answer({481});
+        // While several telephones ring there is nobody to tell, but the call goes on.
+        transaction->answer({_isEnded ? 481 : 480});
         return;
     }
     CallLeg& other = leg(*to);
@@ -877,7 +889,7 @@ void Call::step()
         // Whoever has not answered by now is gone.
         for (const auto& branch : _branches)
             branch->isFinal = true;
-        _owesCallerBye = false;
+        _owedBye.reset();
         finishIfDone();
         return;
     }
@@ -889,6 +901,12 @@ void Call::step()
                 _host.removeLeg(branch->leg.dialog);
             }
         _goodbyeAtMs = 0;
+    }
+    if (_exchange && now >= _exchange->untilMs)
+        abandonExchange();
+    if (_isRefreshing && now >= _refreshUntilMs) {
+        end(408, reasonLine(408, "The session was not refreshed"));
+        return;
     }
     if (_ringUntilMs != 0 && now >= _ringUntilMs) {
         fail({480});
@@ -903,6 +921,17 @@ void Call::step()
             if (!_isEnded)
                 supervise(side, now);
     reschedule();
+}
+
+// A side holds an offer without an answer. The call is as it was before.
+void Call::abandonExchange()
+{
+    const Exchange left = *std::exchange(_exchange, std::nullopt);
+    leg(left.from == kCaller ? otherSide(kCaller).value_or(kCaller) : kCaller).sent = left.before;
+    if (!left.isCancelled)
+        left.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+    if (left.client != nullptr)
+        left.client->cancel({});
 }
 
 void Call::supervise(int number, int64_t now)
@@ -968,6 +997,7 @@ void Call::sendRefresh(int number, bool isInvite)
         request.body = side.sent;
         side.inviteCseq = request.cseq;
         _isRefreshing = true;
+        _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
     }
     side.probe = _host.transport().send(request, [this, number, isInvite](const CallMessage& response) {
         refreshAnswered(number, isInvite, response);
@@ -994,11 +1024,13 @@ void Call::refreshAnswered(int number, bool isInvite, const CallMessage& respons
         side.timer.answered(response, now);
     } else if (!side.timer.isOurs() && !isDialogGone(response)) {
         side.heardAtMs = now; // the session was only put back
-    } else if (response.status == 491) {
-        side.timer.postpone(now + kRefreshPauseMs);
-    } else {
+    } else if (!mayBeTriedAgain(response) || now >= side.timer.endMs()) {
         end(408, reasonLine(response.status, "The session was not refreshed"));
         return;
+    } else {
+        // There is time left.
+        side.timer.raise(response.timer.minimum);
+        side.timer.postpone(std::min(now + kRefreshPauseMs, side.timer.endMs()));
     }
     reschedule();
 }
@@ -1017,6 +1049,10 @@ void Call::reschedule()
     } else {
         at(_ringUntilMs);
         at(_talkUntilMs);
+        if (_exchange)
+            at(_exchange->untilMs);
+        if (_isRefreshing)
+            at(_refreshUntilMs);
         if (_winner >= 0) {
             at(_goodbyeAtMs);
             for (const int number : {kCaller, _winner})

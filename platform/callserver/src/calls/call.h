@@ -6,6 +6,7 @@
 #include "calls/call_log.h"
 #include "calls/dialog.h"
 #include "calls/failure_choice.h"
+#include "calls/reachable.h"
 #include "calls/session_timer.h"
 #include "clock.h"
 #include "dialplan/dial_answer.h"
@@ -72,6 +73,7 @@ public:
     static constexpr int64_t kRingMs = 30'000;        // where a user has no time of his own
     static constexpr int64_t kSilenceMs = 60'000;     // after which a side is asked whether it is still there
     static constexpr int64_t kGoodbyeMs = 40'000;     // for the answers to what was sent at the end
+    static constexpr int64_t kOfferMs = 60'000;       // for the answer to an offer within the call
     static constexpr int64_t kRefreshPauseMs = 5'000; // before a refresh that collided is tried again
 
     // `source`: the local user who calls; empty: none.
@@ -121,6 +123,7 @@ private:
         CallMessage request;
         std::unique_ptr<ServerTransaction> server;
         std::unique_ptr<ClientTransaction> client;
+        int64_t untilMs = 0; // when nobody waits for its answer any more
         bool isInvite = false;
         bool isLateOffer = false; // the answer comes with the ACK
         bool isCancelled = false;
@@ -132,10 +135,6 @@ private:
         std::unique_ptr<ClientTransaction> client;
         uint64_t number = 0;
     };
-    struct Contact {
-        std::string uri;
-        SipSource destination;
-    };
 
     CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
     // The leg that hears what that one says; nothing: nobody is there yet.
@@ -143,9 +142,12 @@ private:
 
     void tryTargets();
     [[nodiscard]] int refusalOf(const Cdb_usr_info& user) const;
-    [[nodiscard]] std::vector<Contact> contactsOf(const Cdb_usr_info& user);
+    [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
+    // The called side is not to know who calls.
+    [[nodiscard]] bool isHidden() const { return _answer.isAnonymous || _invite.isAnonymous; }
+    [[nodiscard]] std::string passedHeaders() const;
     void invite(size_t branch);
-    void addBranch(const Contact& contact, const DialTarget& target);
+    void addBranch(const Telephone& contact, const DialTarget& target);
     [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
     void setNumbers(const DialTarget& target);
 
@@ -161,6 +163,8 @@ private:
     // Ends every leg but one; the record says `status`. `headers`: whole lines for the other sides.
     void end(int status, std::string_view headers, std::optional<int> exceptLeg = std::nullopt);
     void sendBye(CallLeg& leg, std::string_view headers);
+    void sendOwedBye();
+    void abandonExchange();
     void cancelBranches(size_t except, const std::string& headers);
     void leaveUsers();
     void setCallerPart(UserPart part);
@@ -216,7 +220,9 @@ private:
     bool _isAcked = false;      // the caller has confirmed the success
     bool _isRefreshing = false; // a re-INVITE of our own is under way
     bool _isFinished = false;
-    bool _owesCallerBye = false; // it may be sent once the success is confirmed (RFC 3261 section 15)
+    // Headers of the BYE to the caller, which may be sent once the success is confirmed (RFC 3261 section 15).
+    std::optional<std::string> _owedBye;
+    int64_t _refreshUntilMs = 0;
     int64_t _ringUntilMs = 0;
     int64_t _talkUntilMs = 0;
     int64_t _goodbyeAtMs = 0;

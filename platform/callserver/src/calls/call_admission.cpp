@@ -1,5 +1,6 @@
 #include "calls/call_admission.h"
 
+#include "registrar/digest_params.h"
 #include "sip/source_key.h"
 
 #include "bcl2/text.h"
@@ -14,6 +15,19 @@ std::string addressText(const SipSource& source)
     Cbcl_uaddr text;
     text.setAddress(source.address.c_str(), source.port);
     return text.getURLStr();
+}
+
+// Telephones that hide their number say in their credentials only who they are.
+std::string userOf(const CallMessage& request)
+{
+    if (!request.isAnonymous)
+        return request.from.user;
+    for (const std::string& authorization : request.authorizations) {
+        DigestParams params;
+        if (parseDigestParams(authorization, params) == DigestParse::Ok && params.username)
+            return std::string(*params.username);
+    }
+    return request.from.user;
 }
 
 } // namespace
@@ -77,7 +91,7 @@ CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& 
     credentials.source = request.source;
     credentials.method = request.methodName;
     credentials.requestUri = request.requestUri;
-    credentials.user = request.from.user;
+    credentials.user = userOf(request);
     credentials.callId = request.callId;
     credentials.cseq = request.cseq;
     credentials.authorizations = request.authorizations;
@@ -86,7 +100,7 @@ CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& 
         return {};
     switch (outcome.result) {
     case AuthResult::Accepted:
-        source = {SourceKind::User, request.from.user};
+        source = {SourceKind::User, credentials.user};
         return {true};
     case AuthResult::Challenge: {
         CallVerdict verdict{false, 407};
@@ -95,12 +109,12 @@ CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& 
         return verdict;
     }
     case AuthResult::Malformed:
-        _refusals.note(request.from.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+        _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, "Call");
         return {false, 400, "Bad Credentials"};
     case AuthResult::Repeated:
     case AuthResult::Refused:
         break;
     }
-    _refusals.note(request.from.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+    _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, "Call");
     return {false, 403};
 }

@@ -17,6 +17,16 @@ std::string addressText(const SipSource& source)
     return text.getURLStr();
 }
 
+class NoCallsAtAll final : public CallCounts {
+public:
+    [[nodiscard]] unsigned ofUser(const std::string& /*user*/) const override { return 0; }
+    [[nodiscard]] unsigned madeByUser(const std::string& /*user*/) const override { return 0; }
+    [[nodiscard]] unsigned ofLine(const std::string& /*line*/) const override { return 0; }
+    [[nodiscard]] unsigned madeOverLine(const std::string& /*line*/) const override { return 0; }
+    [[nodiscard]] unsigned toPeer(uint32_t /*peerId*/) const override { return 0; }
+    [[nodiscard]] unsigned fromPeer(uint32_t /*peerId*/) const override { return 0; }
+};
+
 } // namespace
 
 Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusals, CallTransport& transport,
@@ -81,7 +91,7 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
             analyzeCall(_plan.now(),
                         {_admitted, _admitted.kind == SourceKind::User ? _admitted.name : request.from.user,
                          request.requestUser, request.to.user},
-                        _users, _clock.wallSeconds());
+                        NoCallsAtAll(), _clock.wallSeconds()); // limits count calls
         _messages.relay(request, _admitted, answer, std::move(transaction));
         return;
     }

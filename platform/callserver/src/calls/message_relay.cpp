@@ -1,22 +1,20 @@
 #include "calls/message_relay.h"
 
 #include "calls/dialog.h"
+#include "calls/reachable.h"
 #include "sip/uri_text.h"
 
 #include "bcl2/text.h"
-#include "bcl2/uaddr.h"
 
 #include <algorithm>
 #include <utility>
 
-// 0: it may go.
-int MessageRelay::refusalOf(const CallSource& source, const DialAnswer& answer)
+int MessageRelay::refusalOf(const CallSource& source, const DialAnswer& answer, const Cdb_usr_info* target)
 {
     if (answer.status != 0)
         return answer.status;
     if (answer.targets.empty() || answer.targets.front().kind != DialTarget::Kind::LocalUser)
         return 503; // messages over lines and to services are not carried
-    const auto target = _users.now().find(answer.targets.front().name);
     if (target == nullptr)
         return 404;
     const auto sender = source.kind == SourceKind::User ? _users.now().find(source.name) : nullptr;
@@ -27,49 +25,39 @@ int MessageRelay::refusalOf(const CallSource& source, const DialAnswer& answer)
 void MessageRelay::relay(const CallMessage& message, const CallSource& source, const DialAnswer& answer,
                          std::unique_ptr<ServerTransaction> transaction)
 {
-    if (const int refusal = refusalOf(source, answer); refusal != 0) {
+    const auto user = answer.targets.empty() ? nullptr : _users.now().find(answer.targets.front().name);
+    if (const int refusal = refusalOf(source, answer, user.get()); refusal != 0) {
         transaction->answer({refusal});
         return;
     }
     const DialTarget& target = answer.targets.front();
-    struct Contact {
-        std::string uri;
-        SipSource destination;
-    };
-    std::vector<Contact> contacts;
-    const auto user = _users.now().find(target.name);
-    if (user->hasFlag(kUsrIpAuth)) {
-        SipSource destination;
-        destination.address = BclTrimmed(BclFieldText(user->ipAddr));
-        destination.port = static_cast<uint16_t>(user->ipPort == 0 || user->ipPort > UINT16_MAX ? 5060 : user->ipPort);
-        Cbcl_uaddr text;
-        text.setAddress(destination.address.c_str(), destination.port);
-        contacts.push_back({sipUri(target.name, text.getURLStr()), destination});
-    } else if (const std::vector<Binding>* bindings = _registrar.contactsOf(target.name); bindings != nullptr) {
-        for (const Binding& binding : *bindings)
-            contacts.push_back({binding.uri.text, binding.source});
-    }
-    if (contacts.empty()) {
+    const std::vector<Telephone> telephones = telephonesOf(*user, _registrar.contactsOf(target.name));
+    if (telephones.empty()) {
         transaction->answer({480});
         return;
     }
     Delivery& delivery = _deliveries.emplace_back();
     delivery.transaction = std::move(transaction);
-    delivery.open = contacts.size();
+    delivery.open = telephones.size();
+    const bool isAnonymous = answer.isAnonymous || message.isAnonymous;
     const std::string domain(BclTrimmed(BclFieldText(_system.now().sipDomain)));
-    for (const Contact& contact : contacts) {
-        const std::string host = domain.empty() ? _transport.localHost(contact.destination) : domain;
+    for (const Telephone& telephone : telephones) {
+        const std::string host = domain.empty() ? _transport.localHost(telephone.destination) : domain;
         CallRequestOut out;
         out.method = "MESSAGE";
-        out.uri = contact.uri;
-        out.from = nameAddr(message.from.display, sipUri(target.caller, host)) + ";tag=" + randomTag();
+        out.uri = telephone.uri;
+        out.from =
+            isAnonymous ? std::string(kAnonymousParty) : nameAddr(message.from.display, sipUri(target.caller, host));
+        out.from += ";tag=" + randomTag();
         out.to = "<" + sipUri(target.called, host) + ">";
         out.callId = randomTag() + randomTag();
         out.cseq = 1;
         out.maxForwards = message.maxForwards > 0 ? message.maxForwards - 1 : 0;
         out.headers = message.passed;
+        if (isAnonymous)
+            out.headers += headerLine("Privacy", "id");
         out.body = message.body;
-        out.destination = contact.destination;
+        out.destination = telephone.destination;
         delivery.sent.push_back(
             _transport.send(out, [this, &delivery](const CallMessage& response) { onAnswer(delivery, response); }));
     }

@@ -34,7 +34,8 @@ private:
         FailureChoice failures;
     };
 
-    [[nodiscard]] int refusalOf(const CallSource& source, const DialAnswer& answer);
+    // 0: it may go. `target`: null when there is no such user.
+    [[nodiscard]] int refusalOf(const CallSource& source, const DialAnswer& answer, const Cdb_usr_info* target);
     void onAnswer(Delivery& delivery, const CallMessage& response);
 
     CallTransport& _transport;

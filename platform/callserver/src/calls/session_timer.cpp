@@ -14,6 +14,7 @@ void LegTimer::start(uint32_t interval, bool isOurs, int64_t now)
     _interval = interval;
     _isOurs = isOurs && interval != 0;
     const uint32_t seconds = isOurs ? interval / 2 : interval - std::min(kLastSeconds, interval / 3);
+    _endMs = now + interval * kMsPerSecond;
     _dueMs = interval == 0 ? 0 : now + seconds * kMsPerSecond;
 }
 

@@ -3,6 +3,7 @@
 
 #include "sip/call_message.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -30,6 +31,10 @@ public:
     [[nodiscard]] bool isOurs() const { return _isOurs; }
     // When to refresh, or when the session is over because the other side did not; 0: never.
     [[nodiscard]] int64_t dueMs() const { return _dueMs; }
+    // When the session is over unless somebody refreshes it.
+    [[nodiscard]] int64_t endMs() const { return _endMs; }
+    // The other side bears no shorter interval.
+    void raise(uint32_t minimum) { _interval = _interval == 0 ? 0 : std::max(_interval, minimum); }
     // A refresh is under way; it is not begun again meanwhile.
     void postpone(int64_t untilMs) { _dueMs = untilMs; }
 
@@ -39,4 +44,5 @@ private:
     uint32_t _interval = 0; // s; 0: no timer
     bool _isOurs = false;
     int64_t _dueMs = 0;
+    int64_t _endMs = 0;
 };

@@ -44,6 +44,26 @@ std::string headerLine(std::string_view name, std::string_view value)
     return line;
 }
 
+std::string withoutHeaders(std::string_view lines, std::initializer_list<std::string_view> names)
+{
+    std::string rest;
+    bool isLeftOut = false;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n') + 1 == 0 ? lines.size() : lines.find('\n') + 1);
+        lines.remove_prefix(line.size());
+        const bool isContinued = line.starts_with(' ') || line.starts_with('\t');
+        if (!isContinued) {
+            const std::string_view name = trimmed(line.substr(0, line.find(':')));
+            isLeftOut = std::any_of(names.begin(), names.end(), [name](std::string_view one) {
+                return one.size() == name.size() && strncasecmp(one.data(), name.data(), name.size()) == 0;
+            });
+        }
+        if (!isLeftOut)
+            rest += line;
+    }
+    return rest;
+}
+
 std::string_view statusPhrase(int status)
 {
     switch (status) {

@@ -4,6 +4,7 @@
 #include "sip/sip_messages.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -111,6 +112,9 @@ struct CallAnswer {
 
 // "Name: value" with its end.
 [[nodiscard]] std::string headerLine(std::string_view name, std::string_view value);
+
+// Whole lines but those of these headers.
+[[nodiscard]] std::string withoutHeaders(std::string_view lines, std::initializer_list<std::string_view> names);
 
 // What RFC 3261 section 21 and its successors call a status; empty for one that has no name there.
 [[nodiscard]] std::string_view statusPhrase(int status);
