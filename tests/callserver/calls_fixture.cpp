@@ -67,7 +67,7 @@ std::string FakePhone::contact() const
     return "sip:" + user + "@" + source.address + ":" + std::to_string(source.port);
 }
 
-CallsFixture::CallsFixture() : store(optionsOf(folder)), cdrs(folder.path() + "/")
+CallsFixture::CallsFixture() : store(optionsOf(folder)), cdrs(*new CdrStore(folder.path() + "/"))
 {
     changeSystem([](Cdb_sys_data& system) { system.callFlags &= static_cast<uint8_t>(~kSysAuthCalls); });
     for (int i = 1; i <= 5; ++i) {

@@ -107,7 +107,7 @@ protected:
     std::vector<std::pair<int, Ccdr_record_data>> records;
     std::vector<std::string> lines;
     FakeCallTransport transport;
-    CdrStore cdrs;
+    CdrStore& cdrs; // never destroyed: its thread does not end
 
 private:
     std::map<std::string, std::vector<FakePhone>> _phones;

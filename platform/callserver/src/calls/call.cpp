@@ -63,6 +63,7 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
       _invite(invite),
       _source(source),
       _answer(std::move(answer)),
+      _isAnonymous(_answer.isAnonymous || _invite.hidesCaller()),
       _transaction(std::move(transaction))
 {
     _caller.dialog = dialogOfCaller(_invite, randomTag());
@@ -182,7 +183,7 @@ int Call::refusalOf(const Cdb_usr_info& user) const
 {
     const std::string name(BclFieldText(user.usrName));
     const UserCalls& calls = _host.users();
-    if (user.hasFlag(kUsrRejectAnonymous) && (isHidden() || _answer.caller.empty()))
+    if (user.hasFlag(kUsrRejectAnonymous) && (_isAnonymous || _answer.caller.empty()))
         return 433;
     if (user.hasFlag(kUsrDoNotDisturb))
         return 486;
@@ -203,7 +204,7 @@ std::vector<Telephone> Call::telephonesFor(const Cdb_usr_info& user)
 
 std::string Call::callerAs(const DialTarget& target, const std::string& host) const
 {
-    if (isHidden())
+    if (_isAnonymous)
         return kAnonymousParty;
     const bool isOwnName = !_answer.displayName.empty() || _answer.isDisplayNameRemoved;
     return nameAddr(isOwnName ? _answer.displayName : _invite.from.display, sipUri(target.caller, host));
@@ -226,7 +227,7 @@ void Call::addBranch(const Telephone& contact, const DialTarget& target)
     dialog.remoteParty = "<" + sipUri(target.called, host) + ">";
     dialog.remoteTarget = contact.uri;
     dialog.peer = contact.destination;
-    dialog.contactUser = isHidden() ? "anonymous" : target.caller;
+    dialog.contactUser = _isAnonymous ? "anonymous" : target.caller;
     _branches.push_back(std::move(branch));
     _host.addLeg(dialog, *this, static_cast<int>(_branches.size()) - 1);
 }
@@ -267,7 +268,7 @@ void Call::invite(size_t index)
     }
     if (!supported.empty())
         request.headers += headerLine("Supported", supported);
-    if (isHidden())
+    if (_isAnonymous)
         request.headers += headerLine("Privacy", "id");
     request.headers += headerLine("User-Agent", kProduct);
     request.body = bodyFor(branch.leg, _invite.body);

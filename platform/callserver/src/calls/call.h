@@ -143,8 +143,6 @@ private:
     void tryTargets();
     [[nodiscard]] int refusalOf(const Cdb_usr_info& user) const;
     [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
-    // The called side is not to know who calls.
-    [[nodiscard]] bool isHidden() const { return _answer.isAnonymous || _invite.isAnonymous; }
     [[nodiscard]] std::string passedHeaders() const;
     void invite(size_t branch);
     void addBranch(const Telephone& contact, const DialTarget& target);
@@ -199,6 +197,7 @@ private:
     const CallMessage _invite;
     const CallSource _source;
     const DialAnswer _answer;
+    const bool _isAnonymous;                         // the caller, by his own wish or the server's rules
     size_t _target = 0;                              // of the answer's targets, which is tried
     std::unique_ptr<ServerTransaction> _transaction; // of the caller's INVITE; null once nothing can come of it
     CallLeg _caller;

@@ -20,7 +20,7 @@ std::string addressText(const SipSource& source)
 // Telephones that hide their number say in their credentials only who they are.
 std::string userOf(const CallMessage& request)
 {
-    if (!request.isAnonymous)
+    if (!request.hidesCaller())
         return request.from.user;
     for (const std::string& authorization : request.authorizations) {
         DigestParams params;

@@ -17,16 +17,6 @@ std::string addressText(const SipSource& source)
     return text.getURLStr();
 }
 
-class NoCallsAtAll final : public CallCounts {
-public:
-    [[nodiscard]] unsigned ofUser(const std::string& /*user*/) const override { return 0; }
-    [[nodiscard]] unsigned madeByUser(const std::string& /*user*/) const override { return 0; }
-    [[nodiscard]] unsigned ofLine(const std::string& /*line*/) const override { return 0; }
-    [[nodiscard]] unsigned madeOverLine(const std::string& /*line*/) const override { return 0; }
-    [[nodiscard]] unsigned toPeer(uint32_t /*peerId*/) const override { return 0; }
-    [[nodiscard]] unsigned fromPeer(uint32_t /*peerId*/) const override { return 0; }
-};
-
 } // namespace
 
 Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusals, CallTransport& transport,
@@ -39,6 +29,7 @@ Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusal
       _system(store.system()),
       _plan(store),
       _admission(store.users(), store.system(), registrar, refusals, std::move(sink)),
+      _noCalls([](const std::string& /*user*/, Eusr_stage /*stage*/) {}),
       _users([&registrar](const std::string& user, Eusr_stage stage) { registrar.setCallStage(user, stage); }),
       _log(store.system(), clock, records),
       _messages(transport, registrar, store)
@@ -91,7 +82,7 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
             analyzeCall(_plan.now(),
                         {_admitted, _admitted.kind == SourceKind::User ? _admitted.name : request.from.user,
                          request.requestUser, request.to.user},
-                        NoCallsAtAll(), _clock.wallSeconds()); // limits count calls
+                        _noCalls, _clock.wallSeconds());
         _messages.relay(request, _admitted, answer, std::move(transaction));
         return;
     }

@@ -96,6 +96,7 @@ private:
     DialPlan _plan;
     MissingConditions _missingConditions;
     CallAdmission _admission;
+    UserCalls _noCalls; // what messages are counted against: limits are for calls
     UserCalls _users;
     CallLog _log;
     MessageRelay _messages;

@@ -39,7 +39,7 @@ void MessageRelay::relay(const CallMessage& message, const CallSource& source, c
     Delivery& delivery = _deliveries.emplace_back();
     delivery.transaction = std::move(transaction);
     delivery.open = telephones.size();
-    const bool isAnonymous = answer.isAnonymous || message.isAnonymous;
+    const bool isAnonymous = answer.isAnonymous || message.hidesCaller();
     const std::string domain(BclTrimmed(BclFieldText(_system.now().sipDomain)));
     for (const Telephone& telephone : telephones) {
         const std::string host = domain.empty() ? _transport.localHost(telephone.destination) : domain;

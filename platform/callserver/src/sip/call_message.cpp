@@ -22,6 +22,12 @@ bool SipBody::isSdp() const
     return !data.empty() && name.size() == kSdp.size() && strncasecmp(name.data(), kSdp.data(), kSdp.size()) == 0;
 }
 
+bool CallMessage::hidesCaller() const
+{
+    return isAnonymous || strcasecmp(from.user.c_str(), "anonymous") == 0 ||
+           strcasecmp(from.host.c_str(), "anonymous.invalid") == 0;
+}
+
 bool CallMessage::allows(std::string_view wanted) const
 {
     if (allow.empty())

@@ -79,6 +79,8 @@ struct CallMessage {
     [[nodiscard]] bool isProvisional() const { return status >= 100 && status < 200; }
     [[nodiscard]] bool isSuccess() const { return status >= 200 && status < 300; }
     [[nodiscard]] bool isFinal() const { return status >= 200; }
+    // The caller asks not to be known: by Privacy, or by a From that is nobody's (RFC 3323 section 4.1.1.3).
+    [[nodiscard]] bool hidesCaller() const;
     // Whether the other side said that it understands the method; true when it said nothing.
     [[nodiscard]] bool allows(std::string_view method) const;
 };

@@ -187,11 +187,6 @@ CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& sourc
     return result;
 }
 
-bool isAnonymousParty(const SipParty& party)
-{
-    return strcasecmp(party.user.c_str(), "anonymous") == 0 || strcasecmp(party.host.c_str(), "anonymous.invalid") == 0;
-}
-
 bool isPrivate(const sip_privacy_t* privacy)
 {
     if (privacy == nullptr)
@@ -219,7 +214,7 @@ CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& sourc
         request.userAgent = sip->sip_user_agent->g_string;
     if (sip->sip_rack != nullptr)
         request.rack = ReliableAck{sip->sip_rack->ra_response, sip->sip_rack->ra_cseq};
-    request.isAnonymous = isPrivate(sip->sip_privacy) || isAnonymousParty(request.from);
+    request.isAnonymous = isPrivate(sip->sip_privacy);
     addAuthorizations(sip->sip_proxy_authorization, request);
     addAuthorizations(sip->sip_authorization, request);
     return request;
