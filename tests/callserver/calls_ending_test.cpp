@@ -214,6 +214,17 @@ TEST_F(CallsEndingTest, TheServersByeWaitsForTheCallersAck)
     expectNothingLeft();
 }
 
+TEST_F(CallsEndingTest, AByeThatHadToWaitKeepsItsReason)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 200, kAnswer);
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    send(called, SipMethod::Bye, {}, [](CallMessage& bye) { bye.passed = "Reason: Q.850;cause=16\r\n"; });
+    ack(invite);
+    EXPECT_EQ(next("BYE")->request.headers, "Reason: Q.850;cause=16\r\n");
+}
+
 TEST_F(CallsEndingTest, ACallerWhoNeverConfirmsIsHungUp)
 {
     const HeardPtr invite = call("2001", "2002");

@@ -74,6 +74,17 @@ TEST_F(CallsHeadersTest, WhatConcernsTheOtherSideIsPassed)
     EXPECT_EQ(invite->answers.back().contactUser, "2002");
 }
 
+TEST_F(CallsHeadersTest, StrangersCannotHaveTelephonesPickUp)
+{
+    changeSystem([](Cdb_sys_data& system) { system.callFlags |= kSysAcceptUnknown; });
+    const FakePhone stranger{"somebody", {"203.0.113.9", 5060, kTransportUdp}};
+    call(stranger, "2002", [](CallMessage& invite) {
+        invite.passed =
+            "Alert-Info: <urn:x>\r\nSubject: lunch\r\nAnswer-Mode: Auto\r\nCall-Info: <sip:x>;answer-after=0\r\n";
+    });
+    EXPECT_EQ(next("INVITE")->request.headers.find("Subject: lunch\r\nAllow: "), 0U);
+}
+
 TEST_F(CallsHeadersTest, EachLegKeepsItsRoutes)
 {
     Talk made = talk(

@@ -319,6 +319,27 @@ TEST_F(CallsOffersTest, ALateOfferThatCameDespiteItsCancelIsAnsweredWithWhatHeld
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
 }
 
+TEST_F(CallsOffersTest, AnOfferThatATelephoneKeepsToItselfIsGivenUp)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    answer(passed, 100);
+    for (int64_t i = 0; i < Call::kOfferMs / 1000 - 1; ++i) {
+        pass(1);
+        while (hasNext("OPTIONS"))
+            answer(next("OPTIONS"), 200);
+    }
+    EXPECT_EQ(reinvite->statuses(), Statuses{});
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
+    pass(1);
+    EXPECT_EQ(reinvite->status(), 500);
+    EXPECT_TRUE(isIn(reinvite->answers.back().headers, "Retry-After: 3"));
+    EXPECT_TRUE(passed->isCancelled);
+    EXPECT_EQ(server().size(), 1U);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+}
+
 TEST_F(CallsOffersTest, AByeWhileAnOfferIsOpenEndsBoth)
 {
     Talk made = talk();

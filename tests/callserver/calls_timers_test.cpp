@@ -164,6 +164,38 @@ TEST_F(CallsTimersTest, ARefreshThatCollidesIsTriedAgainUntilTheSessionEnds)
     }
 }
 
+TEST_F(CallsTimersTest, ARefreshByInviteThatIsNeverAnsweredReleasesTheCall)
+{
+    Talk made = talk("2001", "2002", {}, [](CallMessage& success) {
+        success.timer = {200, 0, Refresher::Uac};
+        success.allow = "INVITE, ACK, BYE, CANCEL";
+    });
+    passTalking(100);
+    answer(next("INVITE"), 100);
+    passTalking(Call::kOfferMs / 1000 - 1);
+    EXPECT_EQ(server().size(), 1U);
+    passTalking(1);
+    EXPECT_EQ(recordTexts().back(), "end 408");
+    (void)next("BYE");
+    (void)next("BYE");
+    expectNothingLeft();
+}
+
+TEST_F(CallsTimersTest, ARefreshThatIsTooShortForTheTelephoneIsMadeLonger)
+{
+    Talk made = talk("2001", "2002", {}, [](CallMessage& success) {
+        success.timer = {200, 0, Refresher::Uac};
+        success.allow = "INVITE, UPDATE";
+    });
+    passTalking(100);
+    answer(next("UPDATE"), 422, {}, [](CallMessage& refusal) { refusal.timer.minimum = 400; });
+    passTalking(Call::kRefreshPauseMs / 1000);
+    const SentPtr update = next("UPDATE");
+    EXPECT_TRUE(isIn(update->request.headers, "Session-Expires: 400;refresher=uac"));
+    answer(update, 200, {}, asksFor(400, Refresher::Uac));
+    EXPECT_EQ(server().size(), 1U);
+}
+
 TEST_F(CallsTimersTest, ARefreshThatDoesNotComeReleasesTheCall)
 {
     // A third, but at most 32 s, before the end (RFC 4028 section 10).

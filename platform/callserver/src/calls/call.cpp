@@ -758,7 +758,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
     if (isInvite)
         other.inviteCseq = passed.cseq;
     transaction->setListener(this);
-    _exchange.emplace();
+    _exchange.emplace(Exchange{});
     _exchange->from = from;
     _exchange->request = request;
     _exchange->before = before;
