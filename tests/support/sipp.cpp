@@ -1,10 +1,12 @@
 #include "support/sipp.h"
 
 #include "support/free_port.h"
+#include "support/patience.h"
 #include "support/temporary_folder.h"
 
 #include <algorithm>
-#include <map>
+#include <array>
+#include <cstdio>
 #include <optional>
 #include <sstream>
 
@@ -72,6 +74,23 @@ std::string injection(const std::vector<SippUser>& users)
     return lines;
 }
 
+// The scenario with its parts in their places, and the values in theirs.
+std::string scenarioText(const std::string& name, const std::map<std::string, std::string>& values)
+{
+    std::string text;
+    std::istringstream lines(TemporaryFolder::read(std::string(TEST_DATA) + "/sipp/" + name));
+    for (std::string line; std::getline(lines, line);) {
+        for (const auto& [key, value] : values) {
+            const std::string place = "[=" + key + "]";
+            for (size_t at = line.find(place); at != std::string::npos; at = line.find(place, at + value.size()))
+                line.replace(at, place.size(), value);
+        }
+        const bool isPart = line.size() > 2 && line.front() == '@' && line.back() == '@';
+        text += isPart ? scenarioText(line.substr(1, line.size() - 2), values) : line + "\n";
+    }
+    return text;
+}
+
 unsigned countOf(const SippPlan& plan)
 {
     return plan.count == 0 ? static_cast<unsigned>(plan.users.size()) : plan.count;
@@ -95,8 +114,15 @@ std::vector<std::string> commandLine(const TemporaryFolder& folder, const SippPl
         arguments.push_back(option);
         arguments.push_back(value);
     };
-    add("-sf", std::string(TEST_DATA) + "/sipp/" + plan.scenario);
-    add("-inf", folder.write(name + "_users.csv", injection(plan.users)));
+    add("-sf", folder.write(name + "_scenario.xml", scenarioText(plan.scenario, plan.values)));
+    if (!plan.users.empty())
+        add("-inf", folder.write(name + "_users.csv", injection(plan.users)));
+    if (!plan.dialed.empty())
+        add("-auth_uri", plan.dialed + "@127.0.0.1:" + std::to_string(plan.serverPort));
+    if (plan.isTcp)
+        add("-t", "t1");
+    if (plan.lostPercent != 0)
+        add("-lost", std::to_string(plan.lostPercent));
     add("-i", "127.0.0.1");
     add("-p", std::to_string(plan.ownPort == 0 ? freeUdpPort() : plan.ownPort)); // by itself it would take 5060
     add("-m", std::to_string(countOf(plan)));
@@ -115,12 +141,26 @@ std::vector<std::string> commandLine(const TemporaryFolder& folder, const SippPl
 } // namespace
 
 SippLoad::SippLoad(const TemporaryFolder& folder, const SippPlan& plan)
-    : _statistics(folder.file(runName(plan) + ".csv")),
+    : _ownPort(plan.ownPort),
+      _isTcp(plan.isTcp),
+      _statistics(folder.file(runName(plan) + ".csv")),
       _patience(countOf(plan) / std::max(1U, plan.perSecond) + kTestPatience.count())
 {
     std::filesystem::remove(_statistics);
     _process = std::make_unique<ChildProcess>(commandLine(folder, plan, _statistics, _patience),
                                               folder.file(runName(plan) + "_output.txt"));
+}
+
+bool SippLoad::waitUntilListening() const
+{
+    // As the kernel lists it: a try to bind to the port could be in sipp's way.
+    std::array<char, 16> entry{};
+    std::snprintf(entry.data(), entry.size(), "0100007F:%04X ", unsigned{_ownPort});
+    const auto isListed = [&] {
+        return TemporaryFolder::read(_isTcp ? "/proc/net/tcp" : "/proc/net/udp").find(entry.data()) !=
+               std::string::npos;
+    };
+    return waitUntil([&] { return isListed() || _process->wait(std::chrono::seconds(0)); }) && isListed();
 }
 
 SippResult SippLoad::wait()

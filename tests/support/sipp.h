@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,14 +20,20 @@ struct SippUser {
 };
 
 struct SippPlan {
-    std::string scenario; // a file of tests/data/sipp
+    // A file of tests/data/sipp. A line "@file@" in it stands for that file, "[=name]" for one of the values.
+    std::string scenario;
+    std::map<std::string, std::string> values = {};
     uint16_t serverPort = 0;
     uint16_t ownPort = 0; // 0: any. The same in several runs, and the telephones stay where they are
-    std::vector<SippUser> users;
-    unsigned count = 0; // how often the scenario is run, over the users in turn; 0: once for each user
+    bool isTcp = false;
+    std::vector<SippUser> users = {}; // none: the scenario has no fields
+    std::string dialed = {};          // whom credentials of calls are for; empty: they are for the server itself
+    unsigned count = 0;               // how often the scenario is run, over the users in turn; 0: once for each user
     unsigned perSecond = 1000;
     // False: nothing is sent twice, so that one lost packet, but no late one, makes the run fail.
     bool isRepeating = true;
+    // So many of a hundred messages are lost in each direction.
+    unsigned lostPercent = 0;
 };
 
 struct SippResult {
@@ -46,9 +53,14 @@ class SippLoad {
 public:
     SippLoad(const TemporaryFolder& folder, const SippPlan& plan);
 
+    // True once it hears what is sent to its port of 127.0.0.1; the plan has to name it. For scenarios that begin with
+    // waiting.
+    [[nodiscard]] bool waitUntilListening() const;
     SippResult wait();
 
 private:
+    uint16_t _ownPort;
+    bool _isTcp;
     std::string _statistics;
     std::chrono::seconds _patience;
     std::unique_ptr<ChildProcess> _process;
