@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 class TemporaryFolder;
 
@@ -13,3 +14,18 @@ class TemporaryFolder;
 // "tls"), and unregisters when it gets SIGTERM. Its files lie in the folder.
 std::unique_ptr<ChildProcess> startBaresip(const TemporaryFolder& folder, const std::string& user, uint16_t serverPort,
                                            const std::string& transport = "udp");
+
+// What a telephone with audio does, beside what it does without.
+struct BaresipAudio {
+    unsigned toneHz = 0;     // it sings for a minute
+    std::string dialed = {}; // calls this user at once; empty: it answers whoever calls
+};
+
+// With audio that needs no sound card; all on the loopback interface. Its output names who calls and who sends it
+// sound.
+std::unique_ptr<ChildProcess> startBaresipWithAudio(const TemporaryFolder& folder, const std::string& user,
+                                                    uint16_t serverPort, const std::string& transport,
+                                                    const BaresipAudio& audio);
+
+// The sound that it got: 8000 samples a second. Whole once the process has ended.
+[[nodiscard]] std::vector<int16_t> heardBy(const TemporaryFolder& folder);
