@@ -319,24 +319,54 @@ TEST_F(CallsOffersTest, ALateOfferThatCameDespiteItsCancelIsAnsweredWithWhatHeld
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
 }
 
-TEST_F(CallsOffersTest, AnOfferThatATelephoneKeepsToItselfIsGivenUp)
+class KeptOfferTest : public CallsOffersTest {
+protected:
+    // Everybody answers the supervision meanwhile.
+    void passAlive(int64_t seconds)
+    {
+        for (int64_t i = 0; i < seconds; ++i) {
+            pass(1);
+            while (hasNext("OPTIONS"))
+                answer(next("OPTIONS"), 200);
+        }
+    }
+    // The caller's offer to a telephone that keeps it to itself, until it was given up.
+    SentPtr keptOffer(Talk& made)
+    {
+        const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+        const SentPtr passed = next("INVITE");
+        answer(passed, 100);
+        passAlive(Call::kOfferMs / 1000 - 1);
+        EXPECT_EQ(reinvite->statuses(), Statuses{});
+        EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
+        pass(1);
+        EXPECT_EQ(reinvite->status(), 500);
+        EXPECT_TRUE(isIn(reinvite->answers.back().headers, "Retry-After: 3"));
+        EXPECT_TRUE(passed->isCancelled);
+        EXPECT_EQ(server().size(), 1U);
+        return passed;
+    }
+};
+
+TEST_F(KeptOfferTest, IsGivenUp)
 {
     Talk made = talk();
-    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
-    const SentPtr passed = next("INVITE");
-    answer(passed, 100);
-    for (int64_t i = 0; i < Call::kOfferMs / 1000 - 1; ++i) {
-        pass(1);
-        while (hasNext("OPTIONS"))
-            answer(next("OPTIONS"), 200);
-    }
-    EXPECT_EQ(reinvite->statuses(), Statuses{});
-    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
-    pass(1);
-    EXPECT_EQ(reinvite->status(), 500);
-    EXPECT_TRUE(isIn(reinvite->answers.back().headers, "Retry-After: 3"));
-    EXPECT_TRUE(passed->isCancelled);
+    (void)keptOffer(made);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491) << "it may still answer";
+    passAlive(Call::kGoodbyeMs / 1000);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
     EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(KeptOfferTest, ThatIsTakenTooLateIsTakenBack)
+{
+    Talk made = talk();
+    const SentPtr passed = keptOffer(made);
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(passed->acks.size(), 1U);
+    const SentPtr back = next("INVITE");
+    EXPECT_EQ(back->request.body.data, kOffer);
+    answer(back, 200, kAnswer);
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
 }
 

@@ -904,7 +904,7 @@ void Call::step()
         _goodbyeAtMs = 0;
     }
     if (_exchange && now >= _exchange->untilMs)
-        abandonExchange();
+        giveUpExchange(now);
     if (_isRefreshing && now >= _refreshUntilMs) {
         end(408, reasonLine(408, "The session was not refreshed"));
         return;
@@ -924,15 +924,20 @@ void Call::step()
     reschedule();
 }
 
-// A side holds an offer without an answer. The call is as it was before.
-void Call::abandonExchange()
+// A side holds an offer without an answer. The call is as it was before; an answer that comes late is taken back.
+void Call::giveUpExchange(int64_t now)
 {
-    const Exchange left = *std::exchange(_exchange, std::nullopt);
-    leg(left.from == kCaller ? otherSide(kCaller).value_or(kCaller) : kCaller).sent = left.before;
-    if (!left.isCancelled)
-        left.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
-    if (left.client != nullptr)
-        left.client->cancel({});
+    Exchange& late = *_exchange;
+    if (std::exchange(late.isCancelled, true)) {
+        const int to = late.from == kCaller ? otherSide(kCaller).value_or(kCaller) : kCaller;
+        leg(to).sent = late.before;
+        _exchange.reset();
+        return;
+    }
+    late.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+    if (late.isInvite)
+        late.client->cancel({});
+    late.untilMs = now + kGoodbyeMs;
 }
 
 void Call::supervise(int number, int64_t now)

@@ -162,7 +162,7 @@ private:
     void end(int status, std::string_view headers, std::optional<int> exceptLeg = std::nullopt);
     void sendBye(CallLeg& leg, std::string_view headers);
     void sendOwedBye();
-    void abandonExchange();
+    void giveUpExchange(int64_t now);
     void cancelBranches(size_t except, const std::string& headers);
     void leaveUsers();
     void setCallerPart(UserPart part);

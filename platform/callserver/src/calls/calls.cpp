@@ -144,6 +144,8 @@ void Calls::dropCallId(const std::string& callId)
 
 void Calls::wake(Call& call, int64_t atMs)
 {
+    // Whatever a call makes of its time, the others get theirs.
+    atMs = std::max(atMs, _clock.steadyMs() + 1);
     if (call.dueMs == atMs)
         return;
     if (call.dueMs != 0)
