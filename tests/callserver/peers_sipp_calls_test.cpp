@@ -316,9 +316,14 @@ TEST_F(SippCallsTest, OfThreeTelephonesTheFirstAnswerWins)
         ringing.push_back(std::make_unique<SippLoad>(scratch, plan));
         ASSERT_TRUE(ringing.back()->waitUntilListening());
     }
-    expectCall(callPlan("call_ended.xml", {{"talkMs", "100"}}), calledPlan("called_answers_late.xml"));
+    SippLoad winner(scratch, calledPlan("called_answers_late.xml"));
+    ASSERT_TRUE(winner.waitUntilListening());
+    SippLoad caller(scratch, callPlan("call_ended.xml", {{"talkMs", "3000"}}));
     for (const std::unique_ptr<SippLoad>& one : ringing)
         expectAll(*one, 1, "a telephone that only rang");
+    EXPECT_EQ(events.count("call 1 end"), 0U) << "they were let ring until the end";
+    expectAll(caller, 1, "the caller");
+    expectAll(winner, 1, "the called side");
     expectRecord(kAnswered, 200);
     expectStates("2002", {"1", "2", "3", "1"});
 }
