@@ -422,6 +422,39 @@ TEST_F(HostileTelephonesTest, ACallerWhoseConnectionBreaksIsMissed)
     }
 }
 
+TEST_F(HostileTelephonesTest, AnAnswerThatFindsItsConnectionClosedIsLost)
+{
+    tcpPort = freeTcpPort();
+    startServer();
+    CallPhone called(port, "2002");
+    called.registerNow();
+    for (int i = 0; i < 3; ++i) {
+        auto caller = std::make_unique<CallPhone>(tcpPort, "2001", SipClient::Transport::Tcp);
+        const std::string invite = caller->invite("2002");
+        called.answer(called.expect("INVITE"), 180);
+        caller->expect("180");
+        caller.reset();
+        ASSERT_TRUE(events.waitForPart("call " + std::to_string(i + 1) + " ring"));
+        // In one write, from another connection: the answer to the CANCEL's INVITE is confirmed before it could be
+        // sent.
+        std::string both;
+        for (const char* method : {"CANCEL", "ACK"}) {
+            std::string request = method + invite.substr(invite.find(' '));
+            request.replace(request.find(" INVITE\r\n"), 9, std::string(" ") + method + "\r\n");
+            request.erase(request.find("\r\n\r\n") + 4);
+            const size_t length = request.find("Content-Length: ");
+            request.replace(length, request.find("\r\n", length) - length, "Content-Length: 0");
+            both += request;
+        }
+        CallPhone other(tcpPort, "2001", SipClient::Transport::Tcp);
+        other.sendText(both);
+        const PhoneMessage cancel = called.expect("CANCEL");
+        called.answer(cancel, 200);
+        expectAlive();
+        EXPECT_TRUE(events.waitForPart("call " + std::to_string(i + 1) + " end"));
+    }
+}
+
 TEST_F(HostileTelephonesTest, AnAnswerThatFitsNoPacketIsLost)
 {
     startServer();

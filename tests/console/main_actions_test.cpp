@@ -167,13 +167,9 @@ TEST_F(MainActions, TracesAskForTheirTargetAndHandItToTheServer)
     boxes.expectInput("Set IP address", "Please input IP address to be traced:", "", "192.0.2.1");
     expectLine([this] { press(36, 270); }, "Trace on: SIP messages to and from 192.0.2.1.");
     boxes.expectInput("Set caller number", "Please input caller number to be traced:", "", "10");
-    EXPECT_TRUE(linesOf([this] { press(36, 296); },
-                        "This version of the server refuses calls, so that there is none to trace yet.")
-                    .contains("Trace on: calls whose caller number begins with 10."));
+    expectLine([this] { press(36, 296); }, "Trace on: calls whose caller number begins with 10.");
     boxes.expectInput("Set called number", "Please input called number to be traced:", "", "0049");
-    EXPECT_TRUE(linesOf([this] { press(36, 297); },
-                        "This version of the server refuses calls, so that there is none to trace yet.")
-                    .contains("Trace on: calls whose called number begins with 0049."));
+    expectLine([this] { press(36, 297); }, "Trace on: calls whose called number begins with 0049.");
     expectLine([this] { press(36, 46); }, "Trace off: calls whose called number begins with 0049.");
 }
 

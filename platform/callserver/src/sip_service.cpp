@@ -2,6 +2,7 @@
 
 #include "server_log.h"
 #include "sip/local_addresses.h"
+#include "sip/numeric_hosts.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -107,6 +108,7 @@ uint16_t SipService::udpPortToServe(const Cdb_sys_data& system) const
 
 void SipService::step()
 {
+    drainStackStreams();
     _registrar.expire();
     _calls.step();
     const int64_t now = _clock.steadyMs();

@@ -142,11 +142,12 @@ void Call::tryTargets()
     const DialTarget& target = _answer.targets[_target];
     setNumbers(target);
     if (target.kind != DialTarget::Kind::LocalUser) {
-        _host.say("Call " + std::to_string(_number) + " to " + target.called + " was refused: " +
-                  (target.kind == DialTarget::Kind::Line    ? "external lines are"
-                   : target.kind == DialTarget::Kind::Trunk ? "peer servers are"
-                                                            : "the service \"" + target.name + "\" is") +
-                  " not served yet.");
+        _host.refused(target.caller, _invite.source,
+                      "503, " +
+                          (target.kind == DialTarget::Kind::Line    ? std::string("external lines are")
+                           : target.kind == DialTarget::Kind::Trunk ? std::string("peer servers are")
+                                                                    : "the service \"" + target.name + "\" is") +
+                          " not served yet (called: " + target.called + ")");
         fail({503});
         return;
     }

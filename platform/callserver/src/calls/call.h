@@ -62,8 +62,9 @@ public:
     virtual void wake(Call& call, int64_t atMs) = 0;
     // Nothing is left to do; the call is destroyed later.
     virtual void finished(Call& call) = 0;
-    // A line of the server log.
-    virtual void say(const std::string& line) = 0;
+    // A line of the server log on a call that is refused for the server's own sake; repetitions are left out for a
+    // while.
+    virtual void refused(const std::string& caller, const SipSource& source, const std::string& reason) = 0;
 };
 
 class Call final : public ServerTransactionListener {

@@ -73,6 +73,8 @@ CallVerdict Calls::judgeWithin(const CallMessage& request) const
 void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     if (!request.to.tag.empty()) {
+        if (const auto held = _callIds.find(std::string_view(request.callId)); held != _callIds.end())
+            held->second.source = sourceKey(request.source.address); // a telephone may move
         if (const auto it = _legs.find(std::string_view(request.to.tag)); it != _legs.end())
             it->second.call->onRequest(it->second.leg, request, std::move(transaction));
         return;
@@ -103,10 +105,9 @@ void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransact
     DialAnswer answer = analyzeCall(_plan.now(), {_admitted, caller, request.requestUser, request.to.user}, _users,
                                     _clock.wallSeconds());
     if (answer.status != 0)
-        _refusals.note(caller, request.source.address, addressText(request.source),
-                       std::to_string(answer.status) + ", " + answer.reason, "Call");
+        refused(caller, request.source, std::to_string(answer.status) + ", " + answer.reason);
     for (const std::string& line : _missingConditions.linesFor(answer.missingTimeConditions, _clock.wallSeconds()))
-        say(line);
+        ServerLog("%s", line.c_str());
     const int number = _log.nextCall();
     traceFrom(request, answer.caller, answer.called);
     if (messageTrace().follows(request.callId))
@@ -124,8 +125,8 @@ void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
 {
     _legs.insert_or_assign(dialog.localTag, LegRef{&call, leg});
     Held& held = _callIds[dialog.callId];
-    ++held.legs;
-    held.source = sourceKey(dialog.peer.address);
+    if (held.legs++ == 0)
+        held.source = sourceKey(dialog.peer.address);
     if (messageTrace().tracesCalls())
         messageTrace().followToo(dialog.callId, call.legAt(Call::kCaller)->dialog.callId);
 }
@@ -167,9 +168,9 @@ void Calls::finished(Call& call)
     --_active;
 }
 
-void Calls::say(const std::string& line)
+void Calls::refused(const std::string& caller, const SipSource& source, const std::string& reason)
 {
-    ServerLog("%s", line.c_str());
+    _refusals.note(caller, source.address, addressText(source), reason, "Call");
 }
 
 void Calls::step()

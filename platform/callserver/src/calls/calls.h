@@ -85,7 +85,7 @@ private:
     void removeLeg(const Dialog& dialog) override;
     void wake(Call& call, int64_t atMs) override;
     void finished(Call& call) override;
-    void say(const std::string& line) override;
+    void refused(const std::string& caller, const SipSource& source, const std::string& reason) override;
 
     Registrar& _registrar;
     RefusalLog& _refusals;

@@ -172,7 +172,6 @@ public:
         _incoming = nullptr;
         _reliable.clear();
         _waiting.clear();
-        _listener = nullptr;
     }
 
 private:
@@ -232,11 +231,24 @@ private:
             msg_destroy(message);
             return nullptr;
         }
-        if (sip_t* sip = sip_object(message); !_protocol.empty() && sip->sip_via != nullptr) {
-            sip->sip_via->v_protocol = su_strdup(msg_home(message), _protocol.c_str());
-            msg_fragment_clear(sip->sip_via->v_common);
-        }
+        if (_source.transport != kTransportUdp)
+            mendVia(message, sip_object(message)->sip_via);
         return message;
+    }
+
+    // The stack has written down its own local connection, and a transport that it knows.
+    void mendVia(msg_t* message, sip_via_t* via) const
+    {
+        if (via == nullptr)
+            return;
+        su_home_t* home = msg_home(message);
+        if (!_protocol.empty())
+            via->v_protocol = su_strdup(home, _protocol.c_str());
+        const std::string received = "received=" + _source.address;
+        const std::string port = "rport=" + std::to_string(_source.port);
+        msg_header_replace_param(home, via->v_common, su_strdup(home, received.c_str()));
+        msg_header_replace_param(home, via->v_common, su_strdup(home, port.c_str()));
+        msg_fragment_clear(via->v_common);
     }
 
     static int onAckOrCancel(nta_incoming_magic_t* magic, nta_incoming_t* incoming, const sip_t* sip)
@@ -374,6 +386,7 @@ public:
 
     [[nodiscard]] const nta_agent_t* agent() const { return _agent; }
     void forget() { _outgoing = nullptr; }
+    [[nodiscard]] bool isOpen() const { return !_isFinal; }
     void fail()
     {
         CallMessage response;
@@ -430,12 +443,17 @@ std::unique_ptr<ServerTransaction> StackCalls::accept(nta_agent_t* agent, msg_t*
 
 void StackCalls::forget(const nta_agent_t* agent)
 {
+    // Those that their owners still hold hear that nothing comes any more.
     for (StackServerTransaction* server : _servers)
-        if (server->agent() == agent)
+        if (server->agent() == agent) {
             server->forget();
+            loseLater(server);
+        }
     for (StackClientTransaction* client : _clients)
-        if (client->agent() == agent)
+        if (client->agent() == agent && client->isOpen()) {
             client->forget();
+            failLater(client);
+        }
 }
 
 // The kernel knows by which address it would send there.

@@ -35,7 +35,7 @@ public:
     // A transaction for a request that has none yet. Takes the message. Null: the stack refuses it.
     [[nodiscard]] std::unique_ptr<ServerTransaction> accept(nta_agent_t* agent, msg_t* message, sip_t* sip,
                                                             const SipSource& source);
-    // The agent is about to be destroyed: its transactions come to nothing, and nobody hears of them.
+    // The agent is about to be destroyed: its transactions come to nothing.
     void forget(const nta_agent_t* agent);
 
     [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int64_t kSecondMs = 1000;
+constexpr size_t kMaxCallId = 256;   // bytes; calls with a longer one are not followed
 constexpr size_t kDigestDigits = 32; // the shortest response (MD5) in hexadecimal
 constexpr size_t kResponseNear = 64; // bytes behind its name within which it begins
 
@@ -114,6 +115,12 @@ void hideKeys(std::string& body)
     }
 }
 
+void tellLeftOut(unsigned messages)
+{
+    if (messages != 0)
+        ServerLog("Trace: %u messages came too fast and are left out.", messages);
+}
+
 void writeBody(std::string_view header, std::string_view body)
 {
     ServerLog("Trace:   (a body of %zu bytes)", body.size());
@@ -165,7 +172,7 @@ bool MessageTrace::followIf(const std::string& callId, std::string_view caller, 
 {
     const std::scoped_lock lock(_mutex);
     const std::string_view number = _whose == Whose::Caller ? caller : called;
-    if (!tracesCalls() || !number.starts_with(_prefix) || _followed.count(callId) != 0)
+    if (!tracesCalls() || callId.size() > kMaxCallId || !number.starts_with(_prefix) || _followed.count(callId) != 0)
         return false;
     follow(callId);
     return true;
@@ -195,9 +202,14 @@ bool MessageTrace::isTraced(const SipSource& peer, std::string_view message) con
 
 void MessageTrace::end()
 {
-    const std::scoped_lock lock(_mutex);
-    _isOn.store(false, std::memory_order_relaxed);
-    _tracesCalls.store(false, std::memory_order_relaxed);
+    unsigned leftOut = 0;
+    {
+        const std::scoped_lock lock(_mutex);
+        _isOn.store(false, std::memory_order_relaxed);
+        _tracesCalls.store(false, std::memory_order_relaxed);
+        leftOut = std::exchange(_leftOut, 0);
+    }
+    tellLeftOut(leftOut);
 }
 
 bool MessageTrace::isWithinRate()
@@ -223,8 +235,7 @@ bool MessageTrace::isWanted(const SipSource& peer, std::string_view message)
         }
         std::swap(leftOut, _leftOut);
     }
-    if (leftOut != 0)
-        ServerLog("Trace: %u messages came too fast and are left out.", leftOut);
+    tellLeftOut(leftOut);
     return true;
 }
 
