@@ -7,6 +7,8 @@
 #include "bcl2/text.h"
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -60,6 +62,13 @@ std::string tagOf(const std::string& party)
     return begin == std::string::npos ? std::string() : party.substr(begin + 5);
 }
 
+// Lives as long as the process, as it does in the server.
+CdrStore& keptStore(const std::string& folder)
+{
+    static std::vector<std::unique_ptr<CdrStore>>& all = *new std::vector<std::unique_ptr<CdrStore>>;
+    return *all.emplace_back(std::make_unique<CdrStore>(folder));
+}
+
 } // namespace
 
 std::string FakePhone::contact() const
@@ -67,7 +76,7 @@ std::string FakePhone::contact() const
     return "sip:" + user + "@" + source.address + ":" + std::to_string(source.port);
 }
 
-CallsFixture::CallsFixture() : store(optionsOf(folder)), cdrs(*new CdrStore(folder.path() + "/"))
+CallsFixture::CallsFixture() : store(optionsOf(folder)), cdrs(keptStore(folder.path() + "/"))
 {
     changeSystem([](Cdb_sys_data& system) { system.callFlags &= static_cast<uint8_t>(~kSysAuthCalls); });
     for (int i = 1; i <= 5; ++i) {

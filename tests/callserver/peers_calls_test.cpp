@@ -230,7 +230,7 @@ TEST_P(CallFlowsTest, ACallIsCancelledWhileItRings)
     caller->expect("180");
     caller->cancel();
     caller->expect("200");
-    caller->expect("487");
+    caller->expect("487 Request Terminated\r\n");
     called->answer(called->expect("CANCEL"), 200);
     called->answer(invite, 487);
     called->expect("ACK");

@@ -337,7 +337,8 @@ TEST_F(StreamsTest, OtherProgramAtTheStacksOwnDoorGetsNoAnswer)
     startStreams();
     SipClient phone("127.0.0.1", tcpPort, Transport::Tcp);
     ASSERT_EQ(phone.request("OPTIONS", "1000").status, 200);
-    // The one listening TCP socket of this process that is none of ours.
+    // The listening TCP sockets of this process that no telephone uses: the stack's door, and the drain for lost
+    // answers.
     std::vector<uint16_t> doors;
     ChildProcess ss({"ss", "-Hltnp"}, scratch.file("ss"));
     ASSERT_EQ(ss.wait(), 0);
@@ -354,12 +355,14 @@ TEST_F(StreamsTest, OtherProgramAtTheStacksOwnDoorGetsNoAnswer)
         if (found != tcpPort && found != tlsPort)
             doors.push_back(found);
     }
-    ASSERT_EQ(doors.size(), 1U) << lines;
-    SipClient intruder("127.0.0.1", doors.front(), Transport::Tcp);
-    intruder.send(intruder.requestText("OPTIONS", "1000", {}));
-    // Answered in order: when the telephone's comes, the intruder's would have come.
-    ASSERT_EQ(phone.request("OPTIONS", "1000").status, 200);
-    EXPECT_EQ(intruder.receive(0).status, 0);
+    ASSERT_EQ(doors.size(), 2U) << lines;
+    for (const uint16_t door : doors) {
+        SipClient intruder("127.0.0.1", door, Transport::Tcp);
+        intruder.send(intruder.requestText("OPTIONS", "1000", {}));
+        // Answered in order: when the telephone's comes, the intruder's would have come.
+        ASSERT_EQ(phone.request("OPTIONS", "1000").status, 200);
+        EXPECT_EQ(intruder.receive(0).status, 0);
+    }
 }
 
 } // namespace
