@@ -2,20 +2,13 @@
 
 #include "registrar/digest_params.h"
 #include "sip/source_key.h"
+#include "sip/uri_text.h"
 
 #include "bcl2/text.h"
-#include "bcl2/uaddr.h"
 
 #include <algorithm>
 
 namespace {
-
-std::string addressText(const SipSource& source)
-{
-    Cbcl_uaddr text;
-    text.setAddress(source.address.c_str(), source.port);
-    return text.getURLStr();
-}
 
 // Telephones that hide their number say in their credentials only who they are.
 std::string userOf(const CallMessage& request)

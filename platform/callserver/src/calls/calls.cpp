@@ -2,22 +2,10 @@
 
 #include "calls/call_status.h"
 #include "server_log.h"
+#include "sip/uri_text.h"
 #include "trace/message_trace.h"
 
-#include "bcl2/uaddr.h"
-
 #include <algorithm>
-
-namespace {
-
-std::string addressText(const SipSource& source)
-{
-    Cbcl_uaddr text;
-    text.setAddress(source.address.c_str(), source.port);
-    return text.getURLStr();
-}
-
-} // namespace
 
 Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusals, CallTransport& transport,
              CdrStore& records, const Clock& clock, CallAdmission::CredentialsSink sink)

@@ -1,5 +1,7 @@
 #include "sip/uri_text.h"
 
+#include "bcl2/uaddr.h"
+
 #include <algorithm>
 #include <array>
 
@@ -51,4 +53,11 @@ std::string nameAddr(std::string_view display, std::string_view uri)
     }
     text.append("<").append(uri).append(">");
     return text;
+}
+
+std::string addressText(const SipSource& source)
+{
+    Cbcl_uaddr text;
+    text.setAddress(source.address.c_str(), source.port);
+    return text.getURLStr();
 }

@@ -1,6 +1,8 @@
 // Texts of URIs and name-addr headers that the server writes.
 #pragma once
 
+#include "sip/sip_messages.h"
+
 #include <string>
 #include <string_view>
 
@@ -10,3 +12,6 @@
 // `"Display" <uri>`; without a display name "<uri>". Quotes and backslashes of the name are escaped, control characters
 // become blanks.
 [[nodiscard]] std::string nameAddr(std::string_view display, std::string_view uri);
+
+// "address:port", "[address]:port".
+[[nodiscard]] std::string addressText(const SipSource& source);

@@ -2,9 +2,9 @@
 
 #include "server_log.h"
 #include "sip/packet_text.h"
+#include "sip/uri_text.h"
 
 #include "bcl2/text.h"
-#include "bcl2/uaddr.h"
 
 #include <algorithm>
 #include <array>
@@ -62,13 +62,6 @@ void hideBasic(std::string& header)
         const size_t end = std::min(header.find_first_of("\r\n", at), header.size());
         header.replace(at, end - at, "...");
     }
-}
-
-std::string addressText(const SipSource& peer)
-{
-    Cbcl_uaddr text;
-    text.setAddress(peer.address.c_str(), peer.port);
-    return text.getURLStr();
 }
 
 const char* transportText(uint8_t transport)

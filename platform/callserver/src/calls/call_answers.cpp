@@ -1,0 +1,181 @@
+// A call while its telephones ring: what they answer, and what the caller hears of it.
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+#include "sip/uri_text.h"
+
+#include "bcl2/text.h"
+
+#include <algorithm>
+#include <utility>
+
+void Call::onBranchAnswer(size_t index, const CallMessage& response)
+{
+    Branch& branch = *_branches[index];
+    if (branch.isFinal)
+        return;
+    if (!isOwn(response))
+        branch.leg.heardAtMs = _host.clock().steadyMs();
+    if (response.isProvisional()) {
+        onProgress(index, response);
+        return;
+    }
+    if (response.status == 422 && !_isEnded && _winner < 0 && branch.minTimer == 0 &&
+        response.timer.minimum > LegTimer::kMinimum) {
+        branch.minTimer = response.timer.minimum;
+        branch.seenRseq = 0;
+        branch.rseqs.clear();
+        invite(index);
+        return;
+    }
+    branch.isFinal = true;
+    if (!response.isSuccess())
+        onFailure(index, response);
+    else if (_isEnded || _winner >= 0)
+        hangUp(index, response);
+    else
+        onSuccess(index, response);
+    finishIfDone();
+}
+
+void Call::onProgress(size_t index, const CallMessage& response)
+{
+    Branch& branch = *_branches[index];
+    if (_isEnded || _winner >= 0)
+        return;
+    branch.leg.dialog.learn(response);
+    if (!response.allow.empty())
+        branch.leg.allow = response.allow;
+    if (response.rseq != 0) {
+        if (response.rseq <= branch.seenRseq)
+            return;
+        branch.seenRseq = response.rseq;
+    }
+    const bool isFirst = _calledPart == UserPart::Pending;
+    if (response.status == 180 || response.status == 183) {
+        BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
+        _record.data.flags |= kCdrCalledAddr;
+        setCalledPart(UserPart::Ringing);
+        _host.log().ring(_record);
+    }
+    if (_branches.size() > 1) {
+        if (isFirst && _calledPart == UserPart::Ringing) {
+            CallAnswer ringing{180};
+            ringing.headers = featuresFor(branch.leg);
+            ringing.hasContact = true;
+            ringing.contactUser = _caller.dialog.contactUser;
+            _transaction->answer(ringing);
+        }
+        return;
+    }
+    const CallAnswer answer = passedAnswer(response, kCaller);
+    if (response.rseq != 0 && _transaction->answerReliably(answer))
+        branch.rseqs.push_back(response.rseq);
+    else
+        _transaction->answer(answer);
+}
+
+std::string Call::featuresFor(const CallLeg& other) const
+{
+    std::string headers = headerLine("Allow", allowFor(other));
+    if (hasTimers())
+        headers += headerLine("Supported", "timer");
+    return headers + headerLine("Server", kProduct);
+}
+
+CallAnswer Call::passedAnswer(const CallMessage& response, int to)
+{
+    CallAnswer answer{response.status, response.phrase};
+    const int from = to == kCaller ? otherSide(kCaller).value_or(0) : kCaller;
+    answer.headers = response.passed;
+    if (response.status < 300) {
+        answer.headers += featuresFor(leg(from));
+        answer.hasContact = true;
+        answer.contactUser = leg(to).dialog.contactUser;
+    }
+    answer.body = bodyFor(leg(to), response.body);
+    return answer;
+}
+
+void Call::onSuccess(size_t index, const CallMessage& response)
+{
+    Branch& branch = *_branches[index];
+    const int64_t now = _host.clock().steadyMs();
+    _winner = static_cast<int>(index);
+    branch.leg.dialog.learn(response);
+    if (!response.allow.empty())
+        branch.leg.allow = response.allow;
+    if (hasTimers())
+        branch.leg.timer.answered(response, now);
+    // Otherwise they would list a missed call (RFC 3326 section 3.1).
+    cancelBranches(index, reasonLine(200, "Call completed elsewhere"));
+    if (_invite.body.isEmpty() && !response.body.isEmpty() && branch.rseqs.empty())
+        branch.isConfirmable = true; // the answer to its offer comes with the caller's ACK
+    else
+        confirm(index, {});
+    BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
+    _record.data.flags |= kCdrCalledAddr;
+    answerCaller(response);
+    setCallerPart(UserPart::Talking);
+    setCalledPart(UserPart::Talking);
+    _host.log().answer(_record);
+    _ringUntilMs = 0;
+    const uint32_t limit =
+        _answer.targets[_target].maxDuration != 0 ? _answer.targets[_target].maxDuration : _answer.maxDuration;
+    if (limit != 0)
+        _talkUntilMs = now + limit * kMsPerSecond;
+    reschedule();
+}
+
+void Call::answerCaller(const CallMessage& response)
+{
+    CallAnswer answer = passedAnswer(response, kCaller);
+    if (hasTimers())
+        answer.headers += _caller.timer.accept(_invite, _host.clock().steadyMs());
+    _transaction->answer(answer);
+}
+
+void Call::confirm(size_t index, const SipBody& body)
+{
+    Branch& branch = *_branches[index];
+    branch.isConfirmable = false;
+    if (branch.invite == nullptr)
+        return;
+    CallRequestOut ack = branch.leg.dialog.ack(branch.leg.inviteCseq);
+    ack.body = bodyFor(branch.leg, body);
+    _host.transport().sendAck(ack, *branch.invite);
+    branch.invite.reset();
+}
+
+// It answered when nobody wanted it any more.
+void Call::hangUp(size_t index, const CallMessage& response)
+{
+    Branch& branch = *_branches[index];
+    branch.leg.dialog.learn(response);
+    confirm(index, {});
+    sendBye(branch.leg, {});
+    _host.removeLeg(branch.leg.dialog);
+}
+
+void Call::onFailure(size_t index, const CallMessage& response)
+{
+    _host.removeLeg(_branches[index]->leg.dialog);
+    _branches[index]->invite.reset();
+    if (_isEnded || _winner >= 0)
+        return;
+    _failures.add(response);
+    const bool isAll = std::all_of(_branches.begin(), _branches.end(), [](const auto& one) { return one->isFinal; });
+    if (!isAll && response.status < 600)
+        return;
+    cancelBranches(index, {});
+    fail(_failures.answer());
+}
+
+void Call::cancelBranches(size_t except, const std::string& headers)
+{
+    for (size_t i = 0; i < _branches.size(); ++i)
+        if (i != except && !_branches[i]->isFinal && _branches[i]->invite != nullptr)
+            _branches[i]->invite->cancel(headers);
+    if (_goodbyeAtMs == 0)
+        _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
+}

@@ -1,0 +1,243 @@
+// What the sides of a call say within it: offers, refreshes, texts, good-bye.
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+
+#include <algorithm>
+#include <utility>
+
+void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    CallLeg& side = leg(from);
+    side.heardAtMs = _host.clock().steadyMs();
+    side.isLost = false;
+    side.dialog.remoteCseq = request.cseq;
+    // A router may have given it another port meanwhile.
+    side.dialog.peer = request.source;
+    switch (request.method) {
+    case SipMethod::Bye:
+        onBye(from, request, *transaction);
+        break;
+    case SipMethod::Invite:
+        onOffer(from, request, std::move(transaction));
+        break;
+    case SipMethod::Update:
+        if (request.body.isEmpty())
+            acceptRefresh(from, request, *transaction);
+        else
+            onOffer(from, request, std::move(transaction));
+        break;
+    case SipMethod::Options: {
+        CallAnswer answer{200};
+        answer.headers = featuresFor(leg(otherSide(from).value_or(kCaller))) + headerLine("Accept", "application/sdp");
+        transaction->answer(answer);
+        break;
+    }
+    case SipMethod::Info:
+    case SipMethod::Message:
+        pass(from, request, std::move(transaction));
+        break;
+    default:
+        transaction->answer({481}); // a PRACK for an answer that nobody gave
+    }
+    reschedule();
+}
+
+void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transaction)
+{
+    CallAnswer done{200};
+    done.headers = headerLine("Server", kProduct);
+    transaction.answer(done);
+    if (from != kCaller && from != _winner) {
+        leave(static_cast<size_t>(from));
+        return;
+    }
+    if (_winner >= 0) {
+        end(200, bye.passed, from);
+        return;
+    }
+    // A caller may leave a dialog that is not confirmed yet (RFC 3261 section 15).
+    fail({487});
+}
+
+// A telephone hung up before its answer got here; the others ring on.
+void Call::leave(size_t index)
+{
+    Branch& branch = *_branches[index];
+    if (std::exchange(branch.isFinal, true))
+        return;
+    CallMessage gone;
+    gone.status = 480;
+    onFailure(index, gone);
+}
+
+void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    const bool isInvite = request.method == SipMethod::Invite;
+    const std::optional<int> to = otherSide(from);
+    const bool isOverlapping = (_exchange && _exchange->from == from) || (isInvite && _winner < 0);
+    if (isOverlapping) {
+        transaction->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+        return;
+    }
+    const bool isInitialOpen = from != kCaller && !_isAcked && _winner >= 0;
+    if (!to || isOfferPending() || (isInvite && isInitialOpen)) {
+        transaction->answer({491});
+        return;
+    }
+    if (hasTimers() && LegTimer::isTooShort(request)) {
+        transaction->answer({422, {}, headerLine("Min-SE", std::to_string(LegTimer::kMinimum))});
+        return;
+    }
+    CallMessage peer;
+    peer.allow = leg(*to).allow;
+    if (!isInvite && !peer.allows("UPDATE")) {
+        transaction->answer({405, {}, headerLine("Allow", allowFor(leg(*to)))});
+        return;
+    }
+    leg(from).dialog.refreshTarget(request);
+    CallLeg& other = leg(*to);
+    CallRequestOut passed = other.dialog.request(request.methodName);
+    passed.hasContact = true;
+    passed.headers = request.passed + featuresFor(leg(from));
+    if (hasTimers() && other.isTimerSupported && other.timer.isOn())
+        passed.headers += other.timer.offer();
+    const SipBody before = other.sent;
+    passed.body = bodyFor(other, request.body);
+    if (isInvite)
+        other.inviteCseq = passed.cseq;
+    transaction->setListener(this);
+    _exchange.emplace(Exchange{});
+    _exchange->from = from;
+    _exchange->request = request;
+    _exchange->before = before;
+    _exchange->server = std::move(transaction);
+    _exchange->isInvite = isInvite;
+    _exchange->untilMs = _host.clock().steadyMs() + kOfferMs;
+    _exchange->isLateOffer = isInvite && request.body.isEmpty();
+    _exchange->client =
+        _host.transport().send(passed, [this](const CallMessage& response) { onOfferAnswer(response); });
+}
+
+void Call::onOfferAnswer(const CallMessage& response)
+{
+    if (!_exchange || !response.isFinal())
+        return;
+    const int from = _exchange->from;
+    const int to = otherSide(from).value_or(kCaller);
+    CallLeg& other = leg(to);
+    const int64_t now = _host.clock().steadyMs();
+    if (!isOwn(response))
+        other.heardAtMs = now;
+    if (!response.isSuccess()) {
+        other.sent = _exchange->before;
+        if (!_exchange->isCancelled)
+            _exchange->server->answer({response.status, response.phrase, response.passed});
+        _exchange.reset();
+        if (isDialogGone(response))
+            end(408, reasonLine(response.status, "The other side is gone"),
+                response.status == 481 ? std::optional(to) : std::nullopt);
+        return;
+    }
+    other.dialog.refreshTarget(response);
+    if (!response.allow.empty())
+        other.allow = response.allow;
+    if (hasTimers() && other.timer.isOn())
+        other.timer.answered(response, now);
+    if (_exchange->isCancelled) {
+        takeBack(to);
+        return;
+    }
+    if (_exchange->isInvite && !_exchange->isLateOffer)
+        _host.transport().sendAck(other.dialog.ack(other.inviteCseq), *_exchange->client);
+    CallAnswer answer = passedAnswer(response, from);
+    if (hasTimers())
+        answer.headers += leg(from).timer.accept(_exchange->request, now);
+    _exchange->server->answer(answer);
+    if (!_exchange->isInvite)
+        _exchange.reset();
+    reschedule();
+}
+
+// A side took an offer that had been cancelled meanwhile: it gets again what held before.
+void Call::takeBack(int number)
+{
+    CallLeg& side = leg(number);
+    const Exchange done = *std::exchange(_exchange, std::nullopt);
+    side.sent = done.before;
+    CallRequestOut ack = side.dialog.ack(side.inviteCseq);
+    if (done.isLateOffer)
+        ack.body = side.sent;
+    _host.transport().sendAck(ack, *done.client);
+    if (!done.isLateOffer && !side.sent.isEmpty())
+        sendRefresh(number, true);
+    reschedule();
+}
+
+void Call::acceptRefresh(int from, const CallMessage& request, ServerTransaction& transaction)
+{
+    if (hasTimers() && LegTimer::isTooShort(request)) {
+        transaction.answer({422, {}, headerLine("Min-SE", std::to_string(LegTimer::kMinimum))});
+        return;
+    }
+    CallLeg& side = leg(from);
+    side.dialog.refreshTarget(request);
+    CallAnswer answer{200};
+    answer.headers = featuresFor(leg(otherSide(from).value_or(kCaller)));
+    if (hasTimers())
+        answer.headers += side.timer.accept(request, _host.clock().steadyMs());
+    answer.hasContact = true;
+    answer.contactUser = side.dialog.contactUser;
+    transaction.answer(answer);
+}
+
+void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    const std::optional<int> to = otherSide(from);
+    if (!to || _isEnded) {
+        // While several telephones ring there is nobody to tell, but the call goes on.
+        transaction->answer({_isEnded ? 481 : 480});
+        return;
+    }
+    CallLeg& other = leg(*to);
+    CallRequestOut passed = other.dialog.request(request.methodName);
+    passed.headers = request.passed;
+    passed.body = request.body.isSdp() ? bodyFor(other, request.body) : request.body;
+    auto relay = std::make_unique<Relay>();
+    relay->server = std::move(transaction);
+    relay->number = ++_relayed;
+    const int side = *to;
+    relay->client =
+        _host.transport().send(passed, [this, number = relay->number, from, side](const CallMessage& response) {
+            const auto it = std::find_if(_relays.begin(), _relays.end(),
+                                         [number](const auto& one) { return one->number == number; });
+            if (it == _relays.end() || !response.isFinal())
+                return;
+            CallAnswer answer{response.status, response.phrase, response.passed};
+            answer.body = response.body.isSdp() ? bodyFor(leg(from), response.body) : response.body;
+            (*it)->server->answer(answer);
+            _relays.erase(it);
+            if (isOwn(response))
+                return;
+            leg(side).heardAtMs = _host.clock().steadyMs();
+            if (response.status == 481)
+                end(408, reasonLine(481, "The other side is gone"), side);
+        });
+    _relays.push_back(std::move(relay));
+}
+
+// A side holds an offer without an answer. The call is as it was before; an answer that comes late is taken back.
+void Call::giveUpExchange(int64_t now)
+{
+    Exchange& late = *_exchange;
+    if (std::exchange(late.isCancelled, true)) {
+        const int to = late.from == kCaller ? otherSide(kCaller).value_or(kCaller) : kCaller;
+        leg(to).sent = late.before;
+        _exchange.reset();
+        return;
+    }
+    late.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+    if (late.isInvite)
+        late.client->cancel({});
+    late.untilMs = now + kGoodbyeMs;
+}
