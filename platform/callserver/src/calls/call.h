@@ -95,7 +95,6 @@ public:
 
     [[nodiscard]] int number() const { return _number; }
     [[nodiscard]] bool isEnded() const { return _isEnded; }
-    [[nodiscard]] bool isAnswered() const { return _winner >= 0; }
     [[nodiscard]] bool usesUdp() const;
     [[nodiscard]] const CallRecord& record() const { return _record; }
     [[nodiscard]] const CallLeg* legAt(int leg) const;
@@ -216,7 +215,6 @@ private:
     bool _isCalledCounted = false;
     bool _isVideoAllowed = true;
     bool _isEnded = false;
-    bool _isCancelled = false;
     bool _isAcked = false;      // the caller has confirmed the success
     bool _isRefreshing = false; // a re-INVITE of our own is under way
     bool _isFinished = false;
