@@ -10,7 +10,21 @@
 #include <string_view>
 #include <vector>
 
-enum class SipMethod : uint8_t { Other, Invite, Ack, Cancel, Bye, Options, Prack, Update, Info, Message };
+enum class SipMethod : uint8_t {
+    Other,
+    Invite,
+    Ack,
+    Cancel,
+    Bye,
+    Options,
+    Prack,
+    Update,
+    Info,
+    Message,
+    Refer,
+    Subscribe,
+    Notify
+};
 
 // A From or To header.
 struct SipParty {
@@ -33,6 +47,27 @@ struct SessionTimer {
 struct ReliableAck {
     uint32_t rseq = 0;
     uint32_t cseq = 0;
+};
+
+// A dialog whose place another one is to take (RFC 3891 section 3), as its other end names it.
+struct ReplacedDialog {
+    std::string callId;
+    std::string localTag;  // ours: "to-tag"
+    std::string remoteTag; // "from-tag"
+    bool isEarlyOnly = false;
+};
+
+// Refer-To (RFC 3515 section 2.1): whom the one who gets it is to call.
+struct ReferTo {
+    std::string user;   // of the URI, unescaped
+    std::string method; // empty: INVITE
+    std::optional<ReplacedDialog> replaces;
+};
+
+// Event (RFC 6665 section 8.2.1)
+struct EventName {
+    std::string type;
+    std::string id; // empty: none
 };
 
 // Bodies pass as they are.
@@ -61,6 +96,7 @@ struct CallMessage {
     uint32_t cseq = 0;
     unsigned maxForwards = 70;
     std::string contact;             // URI of the first one; empty: none
+    std::string contactUser;         // of that URI, unescaped
     std::vector<std::string> routes; // Record-Route values, in their order
     std::string passed;              // headers that go on to the other side as they are: whole lines
     std::string allow;               // methods, parted by ", "; empty: not said
@@ -68,6 +104,12 @@ struct CallMessage {
     SessionTimer timer;
     uint32_t rseq = 0; // RSeq; 0: not a reliable response
     std::optional<ReliableAck> rack;
+    std::optional<ReplacedDialog> replaces; // of an INVITE
+    std::optional<ReferTo> referTo;
+    std::string referredBy; // value; empty: none
+    std::optional<EventName> event;
+    std::optional<uint32_t> expires;  // s
+    bool isReferSilent = false;       // no NOTIFY is wanted of what becomes of a REFER (RFC 4488)
     bool isReliableSupported = false; // 100rel among Supported or Require
     bool isTimerSupported = false;
     bool isAnonymous = false;                // Privacy: id, or more of it

@@ -107,6 +107,12 @@ SipMethod methodOf(sip_method_t method)
         return SipMethod::Info;
     case sip_method_message:
         return SipMethod::Message;
+    case sip_method_refer:
+        return SipMethod::Refer;
+    case sip_method_subscribe:
+        return SipMethod::Subscribe;
+    case sip_method_notify:
+        return SipMethod::Notify;
     default:
         return SipMethod::Other;
     }
@@ -171,8 +177,10 @@ CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& sourc
         result.method = methodOf(sip->sip_cseq->cs_method);
         result.methodName = sip->sip_cseq->cs_method_name;
     }
-    if (sip->sip_contact != nullptr && sip->sip_contact->m_url->url_type != url_any)
+    if (sip->sip_contact != nullptr && sip->sip_contact->m_url->url_type != url_any) {
         result.contact = uriText(message, sip->sip_contact->m_url);
+        result.contactUser = unescapedText(sip->sip_contact->m_url->url_user);
+    }
     for (const sip_record_route_t* route = sip->sip_record_route; route != nullptr && result.routes.size() < kMaxRoutes;
          route = route->r_next)
         result.routes.push_back(headerValue(reinterpret_cast<const msg_header_t*>(route)));
@@ -198,6 +206,76 @@ bool isPrivate(const sip_privacy_t* privacy)
     return false;
 }
 
+std::optional<ReplacedDialog> replacedBy(const sip_replaces_t* header)
+{
+    if (header == nullptr || header->rp_call_id == nullptr)
+        return std::nullopt;
+    ReplacedDialog dialog{header->rp_call_id, {}, {}, header->rp_early_only != 0};
+    if (header->rp_to_tag != nullptr)
+        dialog.localTag = header->rp_to_tag;
+    if (header->rp_from_tag != nullptr)
+        dialog.remoteTag = header->rp_from_tag;
+    return dialog;
+}
+
+// The Replaces among the headers that a URI asks for (RFC 3261 section 19.1.1).
+std::optional<ReplacedDialog> replacedIn(msg_t* message, const char* uriHeaders)
+{
+    if (uriHeaders == nullptr)
+        return std::nullopt;
+    su_home_t* home = msg_home(message);
+    const char* const lines = url_query_as_header_string(home, uriHeaders);
+    std::string_view rest = lines == nullptr ? std::string_view() : std::string_view(lines);
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        const size_t colon = std::min(line.find(':'), line.size());
+        if (std::string name(line.substr(0, colon)); strcasecmp(name.c_str(), "Replaces") == 0)
+            return replacedBy(
+                sip_replaces_make(home, std::string(line.substr(std::min(colon + 1, line.size()))).c_str()));
+    }
+    return std::nullopt;
+}
+
+std::optional<ReferTo> referToOf(msg_t* message, const sip_refer_to_t* header)
+{
+    if (header == nullptr)
+        return std::nullopt;
+    ReferTo target;
+    target.user = unescapedText(header->r_url->url_user);
+    std::array<char, 32> method{};
+    if (header->r_url->url_params != nullptr &&
+        url_param(header->r_url->url_params, "method", method.data(), method.size()) != 0)
+        target.method = method.data();
+    target.replaces = replacedIn(message, header->r_url->url_headers);
+    return target;
+}
+
+// Refer-Sub is none of the headers that the stack knows.
+bool wantsNoNotify(const sip_t* sip)
+{
+    for (const sip_unknown_t* header = sip->sip_unknown; header != nullptr; header = header->un_next)
+        if (strcasecmp(header->un_name, "Refer-Sub") == 0)
+            return header->un_value != nullptr && strncasecmp(header->un_value, "false", 5) == 0;
+    return false;
+}
+
+// What requests ask for beside the session itself.
+void addReferral(msg_t* message, const sip_t* sip, CallMessage& request)
+{
+    request.replaces = replacedBy(sip->sip_replaces);
+    if (sip->sip_event != nullptr && sip->sip_event->o_type != nullptr)
+        request.event = EventName{sip->sip_event->o_type, sip->sip_event->o_id == nullptr ? "" : sip->sip_event->o_id};
+    if (sip->sip_expires != nullptr)
+        request.expires = static_cast<uint32_t>(sip->sip_expires->ex_delta);
+    if (request.method != SipMethod::Refer)
+        return;
+    request.referTo = referToOf(message, sip->sip_refer_to);
+    if (sip->sip_referred_by != nullptr)
+        request.referredBy = headerValue(reinterpret_cast<const msg_header_t*>(sip->sip_referred_by));
+    request.isReferSilent = wantsNoNotify(sip);
+}
+
 } // namespace
 
 CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& source)
@@ -215,6 +293,7 @@ CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& sourc
     if (sip->sip_rack != nullptr)
         request.rack = ReliableAck{sip->sip_rack->ra_response, sip->sip_rack->ra_cseq};
     request.isAnonymous = isPrivate(sip->sip_privacy);
+    addReferral(message, sip, request);
     addAuthorizations(sip->sip_proxy_authorization, request);
     addAuthorizations(sip->sip_authorization, request);
     return request;

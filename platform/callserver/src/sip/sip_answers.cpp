@@ -148,6 +148,7 @@ int methodStatus(const sip_t* sip)
     case sip_method_subscribe:
     case sip_method_notify:
     case sip_method_refer:
+        return sip->sip_to->a_tag == nullptr ? 405 : 0; // they speak of a call
     case sip_method_publish:
         return 405;
     case sip_method_cancel:
@@ -175,10 +176,9 @@ void refuseMethod(nta_agent_t* agent, msg_t* message, const sip_t* sip, const Si
 // cannot be read is as if it were not there (section 10.2.1.1). Null: the name of a line that is no header.
 bool isNeeded(const char* name)
 {
-    static constexpr std::array<std::string_view, 12> kNeeded = {
-        "Authorization",  "CSeq",         "Call-ID", "Contact",
-        "Content-Length", "Content-Type", "From",    "Proxy-Authorization",
-        "Record-Route",   "Require",      "To",      "Via"};
+    static constexpr std::array<std::string_view, 14> kNeeded = {
+        "Authorization",       "CSeq",         "Call-ID",  "Contact",  "Content-Length", "Content-Type", "From",
+        "Proxy-Authorization", "Record-Route", "Refer-To", "Replaces", "Require",        "To",           "Via"};
     return name == nullptr || std::find(kNeeded.begin(), kNeeded.end(), name) != kNeeded.end();
 }
 
@@ -218,7 +218,8 @@ bool isServedOption(const sip_t* sip, std::string_view option)
     const sip_method_t method = sip->sip_request->rq_method;
     const bool isOfCalls =
         method != sip_method_register && (method != sip_method_options || sip->sip_to->a_tag != nullptr);
-    return isOfCalls && (option == "100rel" || option == "timer");
+    static constexpr std::array<std::string_view, 4> kServed = {"100rel", "norefersub", "replaces", "timer"};
+    return isOfCalls && std::find(kServed.begin(), kServed.end(), option) != kServed.end();
 }
 
 // What an INVITE needs beside what all requests need.
@@ -315,7 +316,8 @@ bool isMalformed(const sip_t* sip)
 {
     if (sip->sip_to == nullptr || sip->sip_from == nullptr || sip->sip_call_id == nullptr || sip->sip_cseq == nullptr ||
         sip->sip_cseq->cs_seq > kMaxCseq || hasBrokenHeader(sip) || !isClean(sip->sip_to->a_url) ||
-        !isClean(sip->sip_from->a_url) || !areClean(sip->sip_contact))
+        !isClean(sip->sip_from->a_url) || !areClean(sip->sip_contact) ||
+        (sip->sip_refer_to != nullptr && !isClean(sip->sip_refer_to->r_url)))
         return true;
     // RFC 3261 section 19.1.1: a Request-URI has no headers in it.
     const url_t* uri = sip->sip_request->rq_url;
