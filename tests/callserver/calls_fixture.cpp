@@ -40,6 +40,12 @@ const char* nameOf(SipMethod method)
         return "INFO";
     case SipMethod::Message:
         return "MESSAGE";
+    case SipMethod::Refer:
+        return "REFER";
+    case SipMethod::Subscribe:
+        return "SUBSCRIBE";
+    case SipMethod::Notify:
+        return "NOTIFY";
     case SipMethod::Other:
         break;
     }

@@ -22,6 +22,7 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
            const CallSource& source, DialAnswer answer)
     : _host(host),
       _number(number),
+      _callId(number),
       _invite(invite),
       _source(source),
       _answer(std::move(answer)),
@@ -33,6 +34,21 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
     _caller.allow = _invite.allow;
     _caller.isTimerSupported = _invite.isTimerSupported;
     _caller.heardAtMs = _host.clock().steadyMs();
+}
+
+Call::Call(CallHost& host, int number, Call& origin, const CallMessage& invite, const CallSource& source,
+           DialAnswer answer)
+    : Call(host, number, invite, nullptr, source, std::move(answer))
+{
+    const CallLeg& awaited = origin.leg(origin._referral->other);
+    _origin = &origin;
+    _origin->_referral->attempt = this;
+    _callId = origin._callId;
+    // Its telephone has a dialog already; it comes with it once somebody has answered.
+    _caller.dialog = {};
+    _caller.dialog.callId = awaited.dialog.callId;
+    _caller.dialog.peer = awaited.dialog.peer;
+    _caller.user = awaited.user;
 }
 
 Call::~Call() = default;
@@ -53,10 +69,14 @@ bool Call::usesUdp() const
 
 std::optional<int> Call::otherSide(int number) const
 {
-    if (number != kCaller)
-        return number == _winner || (_winner < 0 && _branches.size() == 1) ? std::optional(kCaller) : std::nullopt;
+    if (_origin != nullptr)
+        return std::nullopt;
+    if (number != kCaller) {
+        const bool isOnly = number == _winner || (_winner < 0 && _branches.size() == 1);
+        return isOnly && !_caller.isGone ? std::optional(kCaller) : std::nullopt;
+    }
     if (_winner >= 0)
-        return _winner;
+        return _branches[static_cast<size_t>(_winner)]->leg.isGone ? std::nullopt : std::optional(_winner);
     // Before the answer there is somebody only where one telephone rings, and has said so.
     return _branches.size() == 1 && !_branches[0]->leg.dialog.remoteTag.empty() ? std::optional(0) : std::nullopt;
 }
@@ -68,23 +88,33 @@ bool Call::hasTimers() const
 
 void Call::begin()
 {
-    _transaction->setTag(_caller.dialog.localTag);
-    _transaction->setListener(this);
-    _transaction->answer({100});
-    _host.addLeg(_caller.dialog, *this, kCaller);
-    _host.users().add(_caller.user, _callerPart, true);
-    _isCallerCounted = !_caller.user.empty();
-    _record.data.callId = _number;
-    BclCopyStr(_record.data.callerNbr, _answer.caller.c_str());
-    BclCopyStr(_record.data.dialedNbr, _invite.requestUser.c_str());
-    BclCopyStr(_record.data.calledNbr, _answer.called.c_str());
-    BclCopyStr(_record.data.callerAddr, addressText(_invite.source).c_str());
-    _record.data.flags |= kCdrCallerAddr;
-    _host.log().begin(_record);
+    if (_transaction != nullptr) {
+        _transaction->setTag(_caller.dialog.localTag);
+        _transaction->setListener(this);
+        _transaction->answer({100});
+        _host.addLeg(_caller.dialog, *this, kCaller);
+        _callerShare.begin(_host.users(), _caller.user, true);
+    }
+    _caller.number = _answer.caller;
+    _caller.display = callerDisplay();
+    _caller.isAnonymous = _isAnonymous;
+    beginRecord(_invite.requestUser);
     if (_answer.status != 0)
         fail({_answer.status});
     else
         tryTargets();
+}
+
+void Call::beginRecord(const std::string& dialed)
+{
+    _record = {};
+    _record.data.callId = _callId;
+    BclCopyStr(_record.data.callerNbr, _answer.caller.c_str());
+    BclCopyStr(_record.data.dialedNbr, dialed.c_str());
+    BclCopyStr(_record.data.calledNbr, _answer.called.c_str());
+    BclCopyStr(_record.data.callerAddr, addressText(_invite.source).c_str());
+    _record.data.flags |= kCdrCallerAddr;
+    _host.log().begin(_record);
 }
 
 void Call::setNumbers(const DialTarget& target)
@@ -125,9 +155,7 @@ void Call::tryTargets()
         fail({480});
         return;
     }
-    _calledUser = target.name;
-    _host.users().add(_calledUser, _calledPart, false);
-    _isCalledCounted = true;
+    _calledShare.begin(_host.users(), target.name, false);
     const auto caller = _host.findUser(_caller.user);
     _isVideoAllowed = user->hasFlag(kUsrVideo) && (caller == nullptr || caller->hasFlag(kUsrVideo));
     const int64_t own = user->noAnsTime * kMsPerSecond;
@@ -165,10 +193,20 @@ std::vector<Telephone> Call::telephonesFor(const Cdb_usr_info& user)
 
 std::string Call::callerAs(const DialTarget& target, const std::string& host) const
 {
-    if (_isAnonymous)
-        return kAnonymousParty;
+    return _isAnonymous ? kAnonymousParty : nameAddr(callerDisplay(), sipUri(target.caller, host));
+}
+
+const std::string& Call::callerDisplay() const
+{
     const bool isOwnName = !_answer.displayName.empty() || _answer.isDisplayNameRemoved;
-    return nameAddr(isOwnName ? _answer.displayName : _invite.from.display, sipUri(target.caller, host));
+    return isOwnName ? _answer.displayName : _invite.from.display;
+}
+
+// The domain of the server, or its address as that peer knows it.
+std::string Call::hostFor(const SipSource& peer)
+{
+    const std::string domain(BclTrimmed(BclFieldText(_host.system().sipDomain)));
+    return domain.empty() ? _host.transport().localHost(peer) : domain;
 }
 
 void Call::addBranch(const Telephone& contact, const DialTarget& target)
@@ -176,12 +214,13 @@ void Call::addBranch(const Telephone& contact, const DialTarget& target)
     auto branch = std::make_unique<Branch>();
     CallLeg& leg = branch->leg;
     leg.user = target.name;
+    leg.number = target.called;
+    if (const auto user = _host.findUser(target.name); user != nullptr)
+        leg.display = BclFieldText(user->dispName);
     leg.isTimerSupported = true;
     leg.heardAtMs = _host.clock().steadyMs();
     Dialog& dialog = leg.dialog;
-    const std::string own = _host.transport().localHost(contact.destination);
-    const std::string domain(BclTrimmed(BclFieldText(_host.system().sipDomain)));
-    const std::string& host = domain.empty() ? own : domain;
+    const std::string host = hostFor(contact.destination);
     dialog.callId = randomTag() + randomTag();
     dialog.localTag = randomTag();
     dialog.localParty = callerAs(target, host);
@@ -244,6 +283,10 @@ SipBody Call::bodyFor(CallLeg& leg, const SipBody& body)
     SipBody passed = body;
     if (!_isVideoAllowed)
         passed.data = withoutVideo(body.data);
+    if (!leg.origin.empty()) {
+        leg.origin = nextOrigin(leg.origin);
+        passed.data = withOrigin(passed.data, leg.origin);
+    }
     leg.sent = passed;
     return passed;
 }
@@ -280,8 +323,9 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     for (const auto& relay : _relays)
         relay->server->answer({481});
     _relays.clear();
+    abandonReferral();
     _caller.probe.reset();
-    if (wasAnswered && exceptLeg != kCaller) {
+    if (wasAnswered && exceptLeg != kCaller && !_caller.isGone && _origin == nullptr) {
         if (_isAcked)
             sendBye(_caller, headers);
         else
@@ -292,16 +336,22 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         branch.leg.probe.reset();
         if (branch.isConfirmable)
             confirm(static_cast<size_t>(_winner), {});
-        if (exceptLeg != _winner)
+        if (exceptLeg != _winner && !branch.leg.isGone)
             sendBye(branch.leg, headers);
     }
     cancelBranches(wasAnswered ? static_cast<size_t>(_winner) : _branches.size(), std::string(headers));
     _host.removeLeg(_caller.dialog);
-    for (const auto& branch : _branches)
+    _host.log().end(_caller.record, status);
+    for (const auto& branch : _branches) {
         _host.removeLeg(branch->leg.dialog);
-    leaveUsers();
+        _host.log().end(branch->leg.record, status);
+    }
+    _callerShare.end();
+    _calledShare.end();
     _host.log().end(_record, status);
     _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
+    if (Call* const origin = std::exchange(_origin, nullptr); origin != nullptr)
+        origin->attemptEnded(status);
     finishIfDone();
 }
 
@@ -309,28 +359,6 @@ void Call::sendOwedBye()
 {
     if (const std::optional<std::string> headers = std::exchange(_owedBye, std::nullopt); headers)
         sendBye(_caller, *headers);
-}
-
-void Call::leaveUsers()
-{
-    if (std::exchange(_isCallerCounted, false))
-        _host.users().remove(_caller.user, _callerPart, true);
-    if (std::exchange(_isCalledCounted, false))
-        _host.users().remove(_calledUser, _calledPart, false);
-}
-
-void Call::setCallerPart(UserPart part)
-{
-    if (_isCallerCounted)
-        _host.users().change(_caller.user, _callerPart, part);
-    _callerPart = part;
-}
-
-void Call::setCalledPart(UserPart part)
-{
-    if (_isCalledCounted)
-        _host.users().change(_calledUser, _calledPart, part);
-    _calledPart = part;
 }
 
 void Call::finishIfDone()
@@ -375,7 +403,7 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
             return; // it confirms the failure
         _caller.heardAtMs = _exchange->from == kCaller ? _host.clock().steadyMs() : _caller.heardAtMs;
         if (_exchange->isLateOffer) {
-            const int other = otherSide(_exchange->from).value_or(kCaller);
+            const int other = _exchange->to;
             CallRequestOut request = leg(other).dialog.ack(leg(other).inviteCseq);
             request.body = bodyFor(leg(other), ack.body);
             if (_exchange->client != nullptr)

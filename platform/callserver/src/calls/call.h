@@ -7,6 +7,7 @@
 #include "calls/dialog.h"
 #include "calls/failure_choice.h"
 #include "calls/reachable.h"
+#include "calls/referral.h"
 #include "calls/session_timer.h"
 #include "clock.h"
 #include "dialplan/dial_answer.h"
@@ -18,6 +19,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,14 +32,22 @@ class Call;
 struct CallLeg {
     Dialog dialog;
     LegTimer timer;
-    std::string user;  // local user at that end; empty: none
+    std::string user;   // local user at that end; empty: none
+    std::string number; // as others are shown who is there
+    std::string display;
     std::string allow; // as the other side said
     SipBody sent;      // the session description that it got last
+    // Origin of those that it gets, once they come from somebody else than at first; empty: theirs.
+    std::string origin;
     int64_t heardAtMs = 0;
     uint32_t inviteCseq = 0;                  // of our last INVITE
     std::unique_ptr<ClientTransaction> probe; // of the supervision, or a refresh of the session
+    CallRecord record;                        // of the call that has called it, if that was another one
+    unsigned referrals = 0;                   // REFERs that it sent
     bool isTimerSupported = false;
-    bool isLost = false; // the last probe could not even be sent
+    bool isAnonymous = false; // others are not shown who is there
+    bool isLost = false;      // the last probe could not even be sent
+    bool isGone = false;      // it hung up while the call goes on, or belongs to another call now
 };
 
 // What calls need around them. SIP thread.
@@ -55,8 +65,17 @@ public:
     [[nodiscard]] virtual const std::vector<Binding>* contactsOf(const std::string& user) = 0;
     [[nodiscard]] virtual UserCalls& users() = 0;
     [[nodiscard]] virtual CallLog& log() = 0;
+    // What the dial plan says of a number that the user's telephone has the call sent to: as if he had dialed it
+    // himself. `counts`: what his limits are held against.
+    [[nodiscard]] virtual DialAnswer analyzeFor(const std::string& user, const std::string& number, const Call& call,
+                                                const CallCounts& counts) = 0;
+    // A call that the server makes; begin() is next.
+    virtual Call& add(std::unique_ptr<Call> call) = 0;
+    // What such a dialog of a call in progress belongs to; null: there is none.
+    virtual Call* findLeg(const ReplacedDialog& dialog, int& leg) = 0;
     // Requests with this tag in To belong to that leg of the call from now on, and no more.
     virtual void addLeg(const Dialog& dialog, Call& call, int leg) = 0;
+    virtual void moveLeg(const Dialog& dialog, Call& call, int leg) = 0;
     virtual void removeLeg(const Dialog& dialog) = 0;
     // step() is to be called then.
     virtual void wake(Call& call, int64_t atMs) = 0;
@@ -76,16 +95,22 @@ public:
     static constexpr int64_t kGoodbyeMs = 40'000;     // for the answers to what was sent at the end
     static constexpr int64_t kOfferMs = 60'000;       // for the answer to an offer within the call
     static constexpr int64_t kRefreshPauseMs = 5'000; // before a refresh that collided is tried again
+    static constexpr unsigned kMaxForwards = 5;       // telephones that send a call on, one after another
 
     // `source`: the local user who calls; empty: none.
     Call(CallHost& host, int number, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction,
          const CallSource& source, DialAnswer answer);
+    // A call that the server makes for a transfer, in the name of the side that `origin` is to lose.
+    Call(CallHost& host, int number, Call& origin, const CallMessage& invite, const CallSource& source,
+         DialAnswer answer);
     ~Call() override;
 
     // Tries the targets. Once.
     void begin();
     // A request within the dialog of a leg.
     void onRequest(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    // An INVITE that wants the place of a leg (RFC 3891).
+    void onReplace(int leg, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction);
     // Something is due.
     void step();
     // Ends it from the server's side; the status is for a caller who waits for an answer.
@@ -97,6 +122,7 @@ public:
     [[nodiscard]] bool isEnded() const { return _isEnded; }
     [[nodiscard]] bool usesUdp() const;
     [[nodiscard]] const CallRecord& record() const { return _record; }
+    [[nodiscard]] const SipSource& callerSource() const { return _invite.source; }
     [[nodiscard]] const CallLeg* legAt(int leg) const;
     int64_t dueMs = 0; // kept by the host
 
@@ -120,6 +146,8 @@ private:
     // An offer within the call that has not been answered yet. There is one at a time (RFC 3261 section 14).
     struct Exchange {
         int from = kCaller;
+        int to = kCaller;
+        std::optional<int> place; // the leg whose place `from` takes when it succeeds
         CallMessage request;
         std::unique_ptr<ServerTransaction> server;
         std::unique_ptr<ClientTransaction> client;
@@ -137,6 +165,7 @@ private:
     };
 
     CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
+    UserShare& shareOf(int number) { return number == kCaller ? _callerShare : _calledShare; }
     // The leg that hears what that one says; nothing: nobody is there yet.
     [[nodiscard]] std::optional<int> otherSide(int number) const;
 
@@ -164,9 +193,10 @@ private:
     void sendOwedBye();
     void giveUpExchange(int64_t now);
     void cancelBranches(size_t except, const std::string& headers);
-    void leaveUsers();
-    void setCallerPart(UserPart part);
-    void setCalledPart(UserPart part);
+    [[nodiscard]] bool followRedirection();
+    static void showAs(DialAnswer& answer, const CallLeg& shown);
+    void beginRecord(const std::string& dialed);
+    [[nodiscard]] const std::string& callerDisplay() const;
     void finishIfDone();
 
     void onBye(int leg, const CallMessage& bye, ServerTransaction& transaction);
@@ -174,11 +204,56 @@ private:
     void onOffer(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     void onOfferAnswer(const CallMessage& response);
     void takeBack(int leg);
+    void passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> transaction);
+    void closeExchange();
+    void movePlace(int from, int place);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
     void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _isRefreshing; }
 
+    // Transfers: of a side that asks for one, and what becomes of it.
+    void onRefer(int leg, const CallMessage& request, ServerTransaction& transaction);
+    void onSubscribe(int leg, const CallMessage& request, ServerTransaction& transaction);
+    [[nodiscard]] CallAnswer referRefusal(int leg, const CallMessage& request) const;
+    void dialReferred(const std::string& number);
+    void joinReferred(const ReplacedDialog& wanted);
+    void goOnReferring();
+    void retryReferring();
+    void offerOther(const SipBody& body);
+    void onOtherAnswer(int other, unsigned serial, bool isLate, const SipBody& before, const CallMessage& response);
+    void giveOwedAnswer(const SipBody& body);
+    void completeJoin(const SipBody& answer);
+    void failReferral(int status);
+    void finishReferral();
+    void abandonReferral();
+    void leaveReferring(int leg);
+    void notify(const CallAnswer& state);
+    // What becomes of the call to the new side.
+    void attemptRings(const CallMessage& response);
+    void attemptAnswered(const SipBody& offer);
+    void attemptEnded(int status);
+    // For a transfer of another call.
+    void offerPlace(const SipBody& body);
+    void onPlaceAnswer(int with, const SipBody& before, const CallMessage& response);
+    void placeEnded();
+    void completeFor(const SipBody& answer);
+    [[nodiscard]] bool isSettled() const;
+    // A side of this call is part of that one from now on, in the place of that leg.
+    void handOver(int leg, Call& to, int place);
+    // The place is for another telephone.
+    void vacate(int place, std::string_view headers);
+
+    // An offer of the server's own to a side; nothing: it is to make one. Its final answer is for `onFinal`; a success
+    // is to be acknowledged, and there is no other offer before that.
+    void offer(int leg, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal);
+    void acknowledge(int leg, const SipBody& body);
+    // The side gets again what it had before an offer that came to nothing.
+    void restore(int leg, const SipBody& before);
+    [[nodiscard]] std::string hostFor(const SipSource& peer);
+    [[nodiscard]] std::string identityLine(const CallLeg& shown, const SipSource& peer);
+
+    [[nodiscard]] bool isSupervised(int leg) const;
     void supervise(int leg, int64_t now);
     void refresh(int leg);
     void sendRefresh(int leg, bool isInvite);
@@ -190,13 +265,14 @@ private:
     [[nodiscard]] std::string allowFor(const CallLeg& other) const;
     [[nodiscard]] std::string featuresFor(const CallLeg& other) const;
     // What the other side's answer is for this one.
-    [[nodiscard]] CallAnswer passedAnswer(const CallMessage& response, int to);
+    [[nodiscard]] CallAnswer passedAnswer(const CallMessage& response, int from, int to);
 
     CallHost& _host;
     const int _number;
+    int _callId; // of its records: a call that is made for a transfer is part of the first one
     const CallMessage _invite;
     const CallSource _source;
-    const DialAnswer _answer;
+    DialAnswer _answer;
     const bool _isAnonymous;                         // the caller, by his own wish or the server's rules
     size_t _target = 0;                              // of the answer's targets, which is tried
     std::unique_ptr<ServerTransaction> _transaction; // of the caller's INVITE; null once nothing can come of it
@@ -205,19 +281,25 @@ private:
     int _winner = -1; // the branch that answered
     FailureChoice _failures;
     std::optional<Exchange> _exchange;
+    std::optional<Referral> _referral;
+    unsigned _referrals = 0;
+    Call* _origin = nullptr;  // the call that this one is made for, until it has a caller of its own
+    Call* _joiner = nullptr;  // the call whose transfer ends in this one
+    std::string _redirection; // number that a telephone has sent the call to
+    unsigned _forwards = 0;
+    std::unique_ptr<ClientTransaction> _lastNotify;
     std::vector<std::unique_ptr<Relay>> _relays;
     uint64_t _relayed = 0;
     CallRecord _record;
-    std::string _calledUser;
-    UserPart _callerPart = UserPart::Calling;
-    UserPart _calledPart = UserPart::Pending;
-    bool _isCallerCounted = false;
-    bool _isCalledCounted = false;
+    UserShare _callerShare{UserPart::Calling};
+    UserShare _calledShare{UserPart::Pending};
     bool _isVideoAllowed = true;
     bool _isEnded = false;
     bool _isAcked = false;      // the caller has confirmed the success
     bool _isRefreshing = false; // a re-INVITE of our own is under way
     bool _isFinished = false;
+    bool _isHandedOver = false; // what is left is the good-bye to who asked for the transfer
+    bool _wasReliable = false;  // the caller got a session that holds, before any answer
     // Headers of the BYE to the caller, which may be sent once the success is confirmed (RFC 3261 section 15).
     std::optional<std::string> _owedBye;
     int64_t _refreshUntilMs = 0;

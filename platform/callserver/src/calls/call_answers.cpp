@@ -51,15 +51,19 @@ void Call::onProgress(size_t index, const CallMessage& response)
             return;
         branch.seenRseq = response.rseq;
     }
-    const bool isFirst = _calledPart == UserPart::Pending;
+    const bool isFirst = _calledShare.part() == UserPart::Pending;
     if (response.status == 180 || response.status == 183) {
         BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
         _record.data.flags |= kCdrCalledAddr;
-        setCalledPart(UserPart::Ringing);
+        _calledShare.setPart(UserPart::Ringing);
         _host.log().ring(_record);
     }
+    if (_origin != nullptr) {
+        _origin->attemptRings(response);
+        return;
+    }
     if (_branches.size() > 1) {
-        if (isFirst && _calledPart == UserPart::Ringing) {
+        if (isFirst && _calledShare.part() == UserPart::Ringing) {
             CallAnswer ringing{180};
             ringing.headers = featuresFor(branch.leg);
             ringing.hasContact = true;
@@ -68,25 +72,24 @@ void Call::onProgress(size_t index, const CallMessage& response)
         }
         return;
     }
-    const CallAnswer answer = passedAnswer(response, kCaller);
-    if (response.rseq != 0 && _transaction->answerReliably(answer))
+    const CallAnswer answer = passedAnswer(response, static_cast<int>(index), kCaller);
+    if (response.rseq != 0 && _transaction->answerReliably(answer)) {
         branch.rseqs.push_back(response.rseq);
-    else
+        _wasReliable = true;
+    } else
         _transaction->answer(answer);
 }
 
 std::string Call::featuresFor(const CallLeg& other) const
 {
     std::string headers = headerLine("Allow", allowFor(other));
-    if (hasTimers())
-        headers += headerLine("Supported", "timer");
+    headers += headerLine("Supported", hasTimers() ? "replaces, timer" : "replaces");
     return headers + headerLine("Server", kProduct);
 }
 
-CallAnswer Call::passedAnswer(const CallMessage& response, int to)
+CallAnswer Call::passedAnswer(const CallMessage& response, int from, int to)
 {
     CallAnswer answer{response.status, response.phrase};
-    const int from = to == kCaller ? otherSide(kCaller).value_or(0) : kCaller;
     answer.headers = response.passed;
     if (response.status < 300) {
         answer.headers += featuresFor(leg(from));
@@ -109,15 +112,16 @@ void Call::onSuccess(size_t index, const CallMessage& response)
         branch.leg.timer.answered(response, now);
     // Otherwise they would list a missed call (RFC 3326 section 3.1).
     cancelBranches(index, reasonLine(200, "Call completed elsewhere"));
-    if (_invite.body.isEmpty() && !response.body.isEmpty() && branch.rseqs.empty())
+    if (_origin != nullptr || (_invite.body.isEmpty() && !response.body.isEmpty() && branch.rseqs.empty()))
         branch.isConfirmable = true; // the answer to its offer comes with the caller's ACK
     else
         confirm(index, {});
     BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
     _record.data.flags |= kCdrCalledAddr;
-    answerCaller(response);
-    setCallerPart(UserPart::Talking);
-    setCalledPart(UserPart::Talking);
+    if (_origin == nullptr)
+        answerCaller(response);
+    _callerShare.setPart(UserPart::Talking);
+    _calledShare.setPart(UserPart::Talking);
     _host.log().answer(_record);
     _ringUntilMs = 0;
     const uint32_t limit =
@@ -125,11 +129,13 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     if (limit != 0)
         _talkUntilMs = now + limit * kMsPerSecond;
     reschedule();
+    if (_origin != nullptr)
+        _origin->attemptAnswered(response.body);
 }
 
 void Call::answerCaller(const CallMessage& response)
 {
-    CallAnswer answer = passedAnswer(response, kCaller);
+    CallAnswer answer = passedAnswer(response, _winner, kCaller);
     if (hasTimers())
         answer.headers += _caller.timer.accept(_invite, _host.clock().steadyMs());
     _transaction->answer(answer);
@@ -164,8 +170,12 @@ void Call::onFailure(size_t index, const CallMessage& response)
     if (_isEnded || _winner >= 0)
         return;
     _failures.add(response);
+    if (response.status < 400 && !response.contactUser.empty())
+        _redirection = response.contactUser;
     const bool isAll = std::all_of(_branches.begin(), _branches.end(), [](const auto& one) { return one->isFinal; });
     if (!isAll && response.status < 600)
+        return;
+    if (isAll && response.status < 600 && followRedirection())
         return;
     cancelBranches(index, {});
     fail(_failures.answer());

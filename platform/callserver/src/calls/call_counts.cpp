@@ -82,3 +82,39 @@ unsigned UserCalls::madeByUser(const std::string& user) const
     const Counts* counts = find(user);
     return counts == nullptr ? 0 : counts->made;
 }
+
+UserShare& UserShare::operator=(UserShare&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    end();
+    _calls = std::exchange(other._calls, nullptr);
+    _user = std::move(other._user);
+    _part = other._part;
+    _isMade = other._isMade;
+    return *this;
+}
+
+void UserShare::begin(UserCalls& calls, const std::string& user, bool isMade)
+{
+    end();
+    _user = user;
+    _isMade = isMade;
+    if (user.empty())
+        return;
+    _calls = &calls;
+    calls.add(user, _part, isMade);
+}
+
+void UserShare::end()
+{
+    if (UserCalls* const calls = std::exchange(_calls, nullptr); calls != nullptr)
+        calls->remove(_user, _part, _isMade);
+}
+
+void UserShare::setPart(UserPart part)
+{
+    if (_calls != nullptr)
+        _calls->change(_user, _part, part);
+    _part = part;
+}

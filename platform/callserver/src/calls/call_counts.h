@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 // What one call means for one of its users.
 enum class UserPart : uint8_t {
@@ -54,4 +55,57 @@ private:
 
     StageSink _sink;
     std::unordered_map<std::string, Counts> _users; // with calls only
+};
+
+// The part that one user has in one call, for as long as it is counted. Moves with him to another call.
+class UserShare {
+public:
+    explicit UserShare(UserPart part) : _part(part) {}
+    ~UserShare() { end(); }
+    UserShare(const UserShare&) = delete;
+    UserShare& operator=(const UserShare&) = delete;
+    UserShare(UserShare&& other) noexcept { *this = std::move(other); }
+    UserShare& operator=(UserShare&& other) noexcept;
+
+    // Nobody is counted for an empty name. `isMade`: he made the call.
+    void begin(UserCalls& calls, const std::string& user, bool isMade);
+    void end();
+    // Also while it is not counted.
+    void setPart(UserPart part);
+
+    [[nodiscard]] UserPart part() const { return _part; }
+    [[nodiscard]] bool isMade() const { return _isMade; }
+    [[nodiscard]] const std::string& user() const { return _user; }
+
+private:
+    UserCalls* _calls = nullptr; // null: it is not counted
+    std::string _user;
+    UserPart _part = UserPart::Calling;
+    bool _isMade = false;
+};
+
+// The calls without one that a user has.
+class OneCallLess final : public CallCounts {
+public:
+    OneCallLess(const CallCounts& all, const UserShare& without) : _all(all), _without(without) {}
+
+    [[nodiscard]] unsigned ofUser(const std::string& user) const override
+    {
+        return less(_all.ofUser(user), user == _without.user());
+    }
+    [[nodiscard]] unsigned madeByUser(const std::string& user) const override
+    {
+        return less(_all.madeByUser(user), user == _without.user() && _without.isMade());
+    }
+    [[nodiscard]] unsigned ofLine(const std::string& line) const override { return _all.ofLine(line); }
+    [[nodiscard]] unsigned madeOverLine(const std::string& line) const override { return _all.madeOverLine(line); }
+    [[nodiscard]] unsigned toPeer(uint32_t peerId) const override { return _all.toPeer(peerId); }
+    [[nodiscard]] unsigned fromPeer(uint32_t peerId) const override { return _all.fromPeer(peerId); }
+    [[nodiscard]] bool isLineOn(const std::string& line) const override { return _all.isLineOn(line); }
+
+private:
+    static unsigned less(unsigned count, bool isOne) { return isOne && count > 0 ? count - 1 : count; }
+
+    const CallCounts& _all;
+    const UserShare& _without;
 };

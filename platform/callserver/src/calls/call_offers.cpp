@@ -37,8 +37,14 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
     case SipMethod::Message:
         pass(from, request, std::move(transaction));
         break;
+    case SipMethod::Refer:
+        onRefer(from, request, *transaction);
+        break;
+    case SipMethod::Subscribe:
+        onSubscribe(from, request, *transaction);
+        break;
     default:
-        transaction->answer({481}); // a PRACK for an answer that nobody gave
+        transaction->answer({481}); // a PRACK for an answer that nobody gave, a NOTIFY of nothing
     }
     reschedule();
 }
@@ -53,7 +59,12 @@ void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transactio
         return;
     }
     if (_winner >= 0) {
-        end(200, bye.passed, from);
+        // Who has asked for a transfer may leave before it is done.
+        const bool isReplaced = _joiner != nullptr && _joiner->_referral->place == from;
+        if ((_referral && _referral->by == from) || isReplaced)
+            leaveReferring(from);
+        else
+            end(200, bye.passed, from);
         return;
     }
     // A caller may leave a dialog that is not confirmed yet (RFC 3261 section 15).
@@ -96,27 +107,45 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
         return;
     }
     leg(from).dialog.refreshTarget(request);
-    CallLeg& other = leg(*to);
+    Exchange exchange;
+    exchange.from = from;
+    exchange.to = *to;
+    exchange.request = request;
+    exchange.isInvite = isInvite;
+    passOffer(std::move(exchange), std::move(transaction));
+}
+
+void Call::passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> transaction)
+{
+    const CallMessage& request = exchange.request;
+    CallLeg& other = leg(exchange.to);
     CallRequestOut passed = other.dialog.request(request.methodName);
     passed.hasContact = true;
-    passed.headers = request.passed + featuresFor(leg(from));
+    passed.headers = request.passed + featuresFor(leg(exchange.from));
     if (hasTimers() && other.isTimerSupported && other.timer.isOn())
         passed.headers += other.timer.offer();
-    const SipBody before = other.sent;
+    exchange.before = other.sent;
     passed.body = bodyFor(other, request.body);
-    if (isInvite)
+    if (exchange.isInvite)
         other.inviteCseq = passed.cseq;
     transaction->setListener(this);
-    _exchange.emplace(Exchange{});
-    _exchange->from = from;
-    _exchange->request = request;
-    _exchange->before = before;
-    _exchange->server = std::move(transaction);
-    _exchange->isInvite = isInvite;
-    _exchange->untilMs = _host.clock().steadyMs() + kOfferMs;
-    _exchange->isLateOffer = isInvite && request.body.isEmpty();
+    exchange.server = std::move(transaction);
+    exchange.untilMs = _host.clock().steadyMs() + kOfferMs;
+    exchange.isLateOffer = exchange.isInvite && request.body.isEmpty();
+    _exchange.emplace(std::move(exchange));
     _exchange->client =
         _host.transport().send(passed, [this](const CallMessage& response) { onOfferAnswer(response); });
+}
+
+// Whoever was to get a place by it does not.
+void Call::closeExchange()
+{
+    if (_exchange && _exchange->place) {
+        CallLeg& late = leg(_exchange->from);
+        _host.removeLeg(late.dialog);
+        late.isGone = true;
+    }
+    _exchange.reset();
 }
 
 void Call::onOfferAnswer(const CallMessage& response)
@@ -124,7 +153,7 @@ void Call::onOfferAnswer(const CallMessage& response)
     if (!_exchange || !response.isFinal())
         return;
     const int from = _exchange->from;
-    const int to = otherSide(from).value_or(kCaller);
+    const int to = _exchange->to;
     CallLeg& other = leg(to);
     const int64_t now = _host.clock().steadyMs();
     if (!isOwn(response))
@@ -133,7 +162,7 @@ void Call::onOfferAnswer(const CallMessage& response)
         other.sent = _exchange->before;
         if (!_exchange->isCancelled)
             _exchange->server->answer({response.status, response.phrase, response.passed});
-        _exchange.reset();
+        closeExchange();
         if (isDialogGone(response))
             end(408, reasonLine(response.status, "The other side is gone"),
                 response.status == 481 ? std::optional(to) : std::nullopt);
@@ -150,10 +179,14 @@ void Call::onOfferAnswer(const CallMessage& response)
     }
     if (_exchange->isInvite && !_exchange->isLateOffer)
         _host.transport().sendAck(other.dialog.ack(other.inviteCseq), *_exchange->client);
-    CallAnswer answer = passedAnswer(response, from);
+    CallAnswer answer = passedAnswer(response, to, from);
     if (hasTimers())
         answer.headers += leg(from).timer.accept(_exchange->request, now);
     _exchange->server->answer(answer);
+    if (const std::optional<int> place = std::exchange(_exchange->place, std::nullopt); place) {
+        movePlace(from, *place);
+        _exchange->from = *place;
+    }
     if (!_exchange->isInvite)
         _exchange.reset();
     reschedule();
@@ -163,7 +196,8 @@ void Call::onOfferAnswer(const CallMessage& response)
 void Call::takeBack(int number)
 {
     CallLeg& side = leg(number);
-    const Exchange done = *std::exchange(_exchange, std::nullopt);
+    const Exchange done = std::move(*_exchange);
+    closeExchange();
     side.sent = done.before;
     CallRequestOut ack = side.dialog.ack(side.inviteCseq);
     if (done.isLateOffer)
@@ -231,9 +265,8 @@ void Call::giveUpExchange(int64_t now)
 {
     Exchange& late = *_exchange;
     if (std::exchange(late.isCancelled, true)) {
-        const int to = late.from == kCaller ? otherSide(kCaller).value_or(kCaller) : kCaller;
-        leg(to).sent = late.before;
-        _exchange.reset();
+        leg(late.to).sent = late.before;
+        closeExchange();
         return;
     }
     late.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});

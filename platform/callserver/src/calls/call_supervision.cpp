@@ -32,6 +32,10 @@ void Call::step()
     }
     if (_exchange && now >= _exchange->untilMs)
         giveUpExchange(now);
+    if (_referral && _referral->retryAtMs != 0 && now >= _referral->retryAtMs)
+        goOnReferring();
+    if (_isEnded)
+        return;
     if (_isRefreshing && now >= _refreshUntilMs) {
         end(408, reasonLine(408, "The session was not refreshed"));
         return;
@@ -46,9 +50,14 @@ void Call::step()
     }
     if (_winner >= 0)
         for (const int side : {kCaller, _winner})
-            if (!_isEnded)
+            if (!_isEnded && isSupervised(side))
                 supervise(side, now);
     reschedule();
+}
+
+bool Call::isSupervised(int number) const
+{
+    return !_isHandedOver && (number == kCaller ? _origin == nullptr && !_caller.isGone : !legAt(number)->isGone);
 }
 
 void Call::supervise(int number, int64_t now)
@@ -170,10 +179,12 @@ void Call::reschedule()
             at(_exchange->untilMs);
         if (_isRefreshing)
             at(_refreshUntilMs);
+        if (_referral)
+            at(_referral->retryAtMs);
         if (_winner >= 0) {
             at(_goodbyeAtMs);
             for (const int number : {kCaller, _winner})
-                if (const CallLeg& side = leg(number); side.probe == nullptr) {
+                if (const CallLeg& side = leg(number); side.probe == nullptr && isSupervised(number)) {
                     at(side.timer.dueMs());
                     at(side.heardAtMs + kSilenceMs);
                 }

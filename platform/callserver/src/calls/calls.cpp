@@ -76,7 +76,10 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
         _messages.relay(request, _admitted, answer, std::move(transaction));
         return;
     }
-    beginCall(request, std::move(transaction));
+    if (request.replaces)
+        replaceLeg(request, std::move(transaction));
+    else
+        beginCall(request, std::move(transaction));
 }
 
 // Its first message came before anybody knew that it is traced.
@@ -87,26 +90,73 @@ void Calls::traceFrom(const CallMessage& request, const std::string& caller, con
         trace.note(MessageTrace::Way::Received, request.source, request.text);
 }
 
+DialAnswer Calls::analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source)
+{
+    DialAnswer answer = analyzeCall(_plan.now(), request, counts, _clock.wallSeconds());
+    if (answer.status != 0)
+        refused(request.caller, source, std::to_string(answer.status) + ", " + answer.reason);
+    for (const std::string& line : _missingConditions.linesFor(answer.missingTimeConditions, _clock.wallSeconds()))
+        ServerLog("%s", line.c_str());
+    return answer;
+}
+
+// How the dial plan came to its answer, for calls that are traced.
+void Calls::traceSteps(const std::string& callId, int number, const DialAnswer& answer)
+{
+    if (messageTrace().follows(callId))
+        for (const DialStep& step : answer.steps)
+            ServerLog("Trace: call %d: %s", number, step.text.c_str());
+}
+
 void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     const std::string caller = _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
-    DialAnswer answer = analyzeCall(_plan.now(), {_admitted, caller, request.requestUser, request.to.user}, _users,
-                                    _clock.wallSeconds());
-    if (answer.status != 0)
-        refused(caller, request.source, std::to_string(answer.status) + ", " + answer.reason);
-    for (const std::string& line : _missingConditions.linesFor(answer.missingTimeConditions, _clock.wallSeconds()))
-        ServerLog("%s", line.c_str());
+    DialAnswer answer = analyze({_admitted, caller, request.requestUser, request.to.user}, _users, request.source);
     const int number = _log.nextCall();
     traceFrom(request, answer.caller, answer.called);
-    if (messageTrace().follows(request.callId))
-        for (const DialStep& step : answer.steps)
-            ServerLog("Trace: call %d: %s", number, step.text.c_str());
-    auto made = std::make_unique<Call>(static_cast<CallHost&>(*this), number, request, std::move(transaction),
-                                       _admitted, std::move(answer));
-    Call& call = *made;
-    _calls.emplace(number, std::move(made));
+    traceSteps(request.callId, number, answer);
+    add(std::make_unique<Call>(static_cast<CallHost&>(*this), number, request, std::move(transaction), _admitted,
+                               std::move(answer)))
+        .begin();
+}
+
+// Nobody takes a call but the user who has it.
+void Calls::replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+{
+    int leg = Call::kCaller;
+    Call* const call = findLeg(*request.replaces, leg);
+    if (call == nullptr)
+        transaction->answer({481});
+    else if (_admitted.kind != SourceKind::User || call->legAt(leg)->user != _admitted.name)
+        transaction->answer({403});
+    else
+        call->onReplace(leg, request, std::move(transaction));
+}
+
+DialAnswer Calls::analyzeFor(const std::string& user, const std::string& number, const Call& call,
+                             const CallCounts& counts)
+{
+    DialAnswer answer = analyze({{SourceKind::User, user}, user, number, {}}, counts, call.callerSource());
+    traceSteps(call.legAt(Call::kCaller)->dialog.callId, call.number(), answer);
+    return answer;
+}
+
+Call& Calls::add(std::unique_ptr<Call> call)
+{
+    Call& added = *call;
+    _calls.emplace(added.number(), std::move(call));
     ++_active;
-    call.begin();
+    return added;
+}
+
+Call* Calls::findLeg(const ReplacedDialog& dialog, int& leg)
+{
+    const auto it = _legs.find(std::string_view(dialog.localTag));
+    const CallLeg* found = it == _legs.end() ? nullptr : it->second.call->legAt(it->second.leg);
+    if (found == nullptr || found->dialog.callId != dialog.callId || found->dialog.remoteTag != dialog.remoteTag)
+        return nullptr;
+    leg = it->second.leg;
+    return it->second.call;
 }
 
 void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
@@ -117,6 +167,11 @@ void Calls::addLeg(const Dialog& dialog, Call& call, int leg)
         held.source = sourceKey(dialog.peer.address);
     if (messageTrace().tracesCalls())
         messageTrace().followToo(dialog.callId, call.legAt(Call::kCaller)->dialog.callId);
+}
+
+void Calls::moveLeg(const Dialog& dialog, Call& call, int leg)
+{
+    _legs.insert_or_assign(dialog.localTag, LegRef{&call, leg});
 }
 
 void Calls::removeLeg(const Dialog& dialog)
@@ -208,7 +263,7 @@ std::vector<std::string> Calls::statusTable() const
 {
     std::vector<CallStatusRow> rows;
     for (const auto& [number, call] : _calls)
-        if (!call->isEnded())
+        if (!call->isEnded() && call->record().id != 0)
             rows.push_back({number, &call->record().data});
     return callStatusTable(rows, _clock.wallSeconds());
 }

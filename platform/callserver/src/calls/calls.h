@@ -72,7 +72,10 @@ private:
     void dropCallId(const std::string& callId);
     // Begins to trace the call when its numbers are traced.
     static void traceFrom(const CallMessage& request, const std::string& caller, const std::string& called);
+    static void traceSteps(const std::string& callId, int number, const DialAnswer& answer);
     void beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    void replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    [[nodiscard]] DialAnswer analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source);
 
     CallTransport& transport() override { return _transport; }
     [[nodiscard]] const Clock& clock() const override { return _clock; }
@@ -81,7 +84,12 @@ private:
     const std::vector<Binding>* contactsOf(const std::string& user) override { return _registrar.contactsOf(user); }
     UserCalls& users() override { return _users; }
     CallLog& log() override { return _log; }
+    DialAnswer analyzeFor(const std::string& user, const std::string& number, const Call& call,
+                          const CallCounts& counts) override;
+    Call& add(std::unique_ptr<Call> call) override;
+    Call* findLeg(const ReplacedDialog& dialog, int& leg) override;
     void addLeg(const Dialog& dialog, Call& call, int leg) override;
+    void moveLeg(const Dialog& dialog, Call& call, int leg) override;
     void removeLeg(const Dialog& dialog) override;
     void wake(Call& call, int64_t atMs) override;
     void finished(Call& call) override;

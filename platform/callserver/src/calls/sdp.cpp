@@ -1,6 +1,27 @@
 #include "calls/sdp.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
+
+namespace {
+
+constexpr std::string_view kOrigin = "o=";
+
+// The first line of the text, with its end; takes it away.
+std::string_view takeLine(std::string_view& text)
+{
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    text.remove_prefix(line.size());
+    return line;
+}
+
+std::string_view withoutEnd(std::string_view line)
+{
+    return line.substr(0, std::min(line.find_first_of("\r\n"), line.size()));
+}
+
+} // namespace
 
 std::string withoutVideo(std::string_view sdp)
 {
@@ -8,9 +29,7 @@ std::string withoutVideo(std::string_view sdp)
     std::string result;
     result.reserve(sdp.size());
     while (!sdp.empty()) {
-        const size_t end = std::min(sdp.find('\n'), sdp.size() - 1) + 1;
-        std::string_view line = sdp.substr(0, end);
-        sdp.remove_prefix(end);
+        std::string_view line = takeLine(sdp);
         if (line.starts_with(kVideo)) {
             line.remove_prefix(kVideo.size());
             result.append(kVideo).append("0");
@@ -19,4 +38,40 @@ std::string withoutVideo(std::string_view sdp)
         result += line;
     }
     return result;
+}
+
+std::string originOf(std::string_view sdp)
+{
+    while (!sdp.empty())
+        if (const std::string_view line = takeLine(sdp); line.starts_with(kOrigin))
+            return std::string(withoutEnd(line.substr(kOrigin.size())));
+    return {};
+}
+
+std::string withOrigin(std::string_view sdp, std::string_view origin)
+{
+    std::string result;
+    result.reserve(sdp.size() + origin.size());
+    while (!sdp.empty()) {
+        const std::string_view line = takeLine(sdp);
+        if (line.starts_with(kOrigin))
+            result.append(kOrigin).append(origin).append(line.substr(withoutEnd(line).size()));
+        else
+            result += line;
+    }
+    return result;
+}
+
+std::string nextOrigin(std::string_view origin)
+{
+    // user, session, version, and where it is
+    const size_t session = origin.find(' ');
+    const size_t version = session == std::string_view::npos ? session : origin.find(' ', session + 1);
+    const size_t end = version == std::string_view::npos ? version : origin.find(' ', version + 1);
+    uint64_t number = 0;
+    if (end == std::string_view::npos ||
+        std::from_chars(origin.data() + version + 1, origin.data() + end, number).ptr != origin.data() + end)
+        return std::string(origin);
+    std::string next(origin.substr(0, version + 1));
+    return next.append(std::to_string(number + 1)).append(origin.substr(end));
 }

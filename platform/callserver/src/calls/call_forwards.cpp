@@ -1,0 +1,48 @@
+// Calls that a telephone sends on to another number (RFC 3261 section 21.3).
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+
+#include <utility>
+
+// The caller stays who he is, whoever's rights the call uses now.
+void Call::showAs(DialAnswer& answer, const CallLeg& shown)
+{
+    answer.caller = shown.number;
+    answer.displayName = shown.display;
+    answer.isDisplayNameRemoved = shown.display.empty();
+    answer.isAnonymous = shown.isAnonymous;
+    for (DialTarget& target : answer.targets)
+        if (target.kind == DialTarget::Kind::LocalUser)
+            target.caller = shown.number;
+}
+
+// All telephones have refused, and one of them has named another number: it is called as if the telephone's user had
+// dialed it. False: there is none, or that has gone too far.
+bool Call::followRedirection()
+{
+    const std::string number = std::exchange(_redirection, {});
+    const std::string by = _calledShare.user();
+    // A session that the caller has got for sure cannot be replaced before the answer (RFC 3262 section 5).
+    if (number.empty() || by.empty() || _wasReliable || _forwards >= kMaxForwards)
+        return false;
+    ++_forwards;
+    _calledShare = UserShare(UserPart::Pending);
+    _host.log().end(_record, 302);
+    _answer = _host.analyzeFor(by, number, *this, _host.users());
+    showAs(_answer, _caller);
+    _target = 0;
+    _branches.clear();
+    _failures = {};
+    _ringUntilMs = 0;
+    beginRecord(number);
+    CallAnswer forwarded{181};
+    forwarded.headers = headerLine("Server", kProduct);
+    if (_transaction != nullptr)
+        _transaction->answer(forwarded);
+    if (_answer.status != 0)
+        fail({_answer.status});
+    else
+        tryTargets();
+    return true;
+}

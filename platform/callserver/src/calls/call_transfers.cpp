@@ -1,0 +1,503 @@
+// Transfers: a side has the other one talk to somebody else (RFC 3515, RFC 5589). The server carries them out by
+// itself: the side that is transferred hears of them as offers within its call.
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+#include "calls/sdp.h"
+#include "sip/uri_text.h"
+
+#include <algorithm>
+#include <strings.h>
+#include <utility>
+
+// Both sides talk, and nobody is about to leave.
+bool Call::isSettled() const
+{
+    return !_isEnded && _winner >= 0 && _isAcked && _origin == nullptr && !_isHandedOver && !_referral &&
+           _joiner == nullptr;
+}
+
+CallAnswer Call::referRefusal(int from, const CallMessage& request) const
+{
+    const auto user = _host.findUser(legAt(from)->user);
+    if (user == nullptr || !user->hasFlag(kUsrTransfer))
+        return {403};
+    const bool isCall = request.referTo &&
+                        (request.referTo->method.empty() || strcasecmp(request.referTo->method.c_str(), "INVITE") == 0);
+    if (!isCall || (request.referTo->user.empty() && !request.referTo->replaces))
+        return {400, "Bad Refer-To"};
+    if (!isSettled() || !otherSide(from))
+        return {491};
+    return {};
+}
+
+void Call::onRefer(int from, const CallMessage& request, ServerTransaction& transaction)
+{
+    if (CallAnswer refusal = referRefusal(from, request); refusal.status != 0) {
+        refusal.headers = headerLine("Server", kProduct);
+        transaction.answer(refusal);
+        return;
+    }
+    CallLeg& side = leg(from);
+    CallAnswer accepted{202};
+    accepted.headers = headerLine("Server", kProduct);
+    if (request.isReferSilent)
+        accepted.headers += headerLine("Refer-Sub", "false");
+    accepted.hasContact = true;
+    accepted.contactUser = side.dialog.contactUser;
+    transaction.answer(accepted);
+    _referral.emplace();
+    _referral->serial = ++_referrals;
+    _referral->by = from;
+    _referral->other = *otherSide(from);
+    _referral->event = referEvent(++side.referrals == 1, request.cseq);
+    _referral->isSilent = request.isReferSilent;
+    notify({100});
+    const ReferTo& target = *request.referTo;
+    if (target.replaces)
+        joinReferred(*target.replaces);
+    else
+        dialReferred(target.user);
+}
+
+// Its side may end being told, or ask to be told again (RFC 3515 section 2.4.4).
+void Call::onSubscribe(int from, const CallMessage& request, ServerTransaction& transaction)
+{
+    if (!request.event || strcasecmp(request.event->type.c_str(), "refer") != 0) {
+        transaction.answer({489, {}, headerLine("Allow-Events", "refer")});
+        return;
+    }
+    if (!_referral || _referral->by != from || _referral->isSilent) {
+        transaction.answer({481});
+        return;
+    }
+    const uint32_t expires = std::min(request.expires.value_or(Referral::kExpires), Referral::kExpires);
+    CallAnswer done{200, {}, headerLine("Expires", std::to_string(expires))};
+    done.hasContact = true;
+    done.contactUser = leg(from).dialog.contactUser;
+    transaction.answer(done);
+    _referral->expires = expires;
+    notify(_referral->state);
+    _referral->isSilent = expires == 0;
+}
+
+void Call::notify(const CallAnswer& state)
+{
+    _referral->state = state;
+    if (_referral->isSilent)
+        return;
+    CallRequestOut request = leg(_referral->by).dialog.request("NOTIFY");
+    request.hasContact = true;
+    request.headers =
+        notifyHeaders(_referral->event, state.status >= 200 || _referral->expires == 0, _referral->expires) +
+        headerLine("User-Agent", kProduct);
+    request.body = notifyBody(state);
+    _lastNotify = _host.transport().send(request, [this](const CallMessage& response) {
+        // Now that it knows, it is told good-bye, unless it has said so itself.
+        if (response.isFinal() && _isHandedOver && !_isEnded)
+            end(200, reasonLine(200, "Transferred"));
+    });
+}
+
+// The new side is called as if the one who asks had dialed it.
+void Call::dialReferred(const std::string& number)
+{
+    const CallLeg& by = leg(_referral->by);
+    const CallLeg& other = leg(_referral->other);
+    CallMessage invite;
+    invite.method = SipMethod::Invite;
+    invite.methodName = "INVITE";
+    invite.source = other.dialog.peer;
+    invite.requestUser = number;
+    invite.from.user = other.number;
+    invite.callId = other.dialog.callId;
+    invite.allow = other.allow;
+    if (!by.isAnonymous)
+        invite.passed = headerLine("Referred-By", "<" + sipUri(by.number, hostFor(other.dialog.peer)) + ">");
+    DialAnswer answer = _host.analyzeFor(by.user, number, *this, OneCallLess(_host.users(), shareOf(_referral->by)));
+    showAs(answer, other);
+    Call& attempt = _host.add(std::make_unique<Call>(_host, _host.log().nextCall(), *this, invite,
+                                                     CallSource{SourceKind::User, by.user}, std::move(answer)));
+    // It may have come to nothing when this returns.
+    attempt.begin();
+}
+
+// The new side is in another call with the one who asks, and stays in it.
+void Call::joinReferred(const ReplacedDialog& wanted)
+{
+    int place = kCaller;
+    Call* const found = _host.findLeg(wanted, place);
+    const bool isOwn = found != nullptr && found->leg(place).user == leg(_referral->by).user;
+    if (!isOwn || found == this || !found->isSettled() || !found->otherSide(place)) {
+        failReferral(isOwn && found != this && found->_winner >= 0 ? 491 : 481);
+        return;
+    }
+    found->_joiner = this;
+    _referral->joined = found;
+    _referral->place = place;
+    goOnReferring();
+}
+
+void Call::attemptRings(const CallMessage& response)
+{
+    if (response.status != _referral->state.status)
+        notify({response.status, response.phrase});
+}
+
+void Call::attemptAnswered(const SipBody& offer)
+{
+    _referral->offer = offer;
+    if (offer.isEmpty())
+        failReferral(488);
+    else
+        goOnReferring();
+}
+
+void Call::attemptEnded(int status)
+{
+    _referral->attempt = nullptr;
+    failReferral(status < 300 ? 487 : status);
+}
+
+// Somebody has answered: the other side is asked to talk to him.
+void Call::goOnReferring()
+{
+    _referral->retryAtMs = 0;
+    if (isOfferPending() || (_referral->joined != nullptr && _referral->joined->isOfferPending()))
+        retryReferring();
+    else
+        offerOther(_referral->offer);
+}
+
+void Call::retryReferring()
+{
+    if (++_referral->offers > Referral::kMaxOffers) {
+        failReferral(491);
+        return;
+    }
+    _referral->retryAtMs = _host.clock().steadyMs() + Referral::kOfferRetryMs;
+    reschedule();
+}
+
+void Call::offerOther(const SipBody& body)
+{
+    const Referral& referral = *_referral;
+    const int other = referral.other;
+    const CallLeg& shown = referral.joined == nullptr
+                               ? referral.attempt->leg(referral.attempt->_winner)
+                               : referral.joined->leg(*referral.joined->otherSide(referral.place));
+    offer(other, body, shown,
+          [this, other, serial = referral.serial, isLate = body.isEmpty(), before = leg(other).sent](
+              const CallMessage& response) { onOtherAnswer(other, serial, isLate, before, response); });
+}
+
+void Call::onOtherAnswer(int other, unsigned serial, bool isLate, const SipBody& before, const CallMessage& response)
+{
+    // The transfer may have come to nothing meanwhile.
+    const bool isWanted = _referral && _referral->serial == serial;
+    if (!response.isSuccess()) {
+        if (isWanted && response.status == 491)
+            retryReferring();
+        else if (isWanted)
+            failReferral(response.status);
+        return;
+    }
+    if (isLate && isWanted && !response.body.isEmpty()) {
+        _referral->isAnswerOwed = true;
+        _referral->before = before;
+        _referral->joined->offerPlace(response.body);
+        return;
+    }
+    acknowledge(other, isLate ? before : SipBody{});
+    if (isWanted && !response.body.isEmpty()) {
+        Call& attempt = *std::exchange(_referral->attempt, nullptr);
+        handOver(other, attempt, kCaller);
+        attempt.completeFor(response.body);
+        finishReferral();
+        return;
+    }
+    if (!isLate)
+        restore(other, before);
+    if (isWanted)
+        failReferral(488);
+}
+
+// The side in the other call is asked to talk to the one that comes into it.
+void Call::offerPlace(const SipBody& body)
+{
+    const Referral& referral = *_joiner->_referral;
+    const int with = *otherSide(referral.place);
+    offer(with, body, _joiner->leg(referral.other), [this, with, before = leg(with).sent](const CallMessage& response) {
+        onPlaceAnswer(with, before, response);
+    });
+}
+
+void Call::onPlaceAnswer(int with, const SipBody& before, const CallMessage& response)
+{
+    if (!response.isSuccess()) {
+        if (_joiner != nullptr && response.status == 491) {
+            _joiner->giveOwedAnswer(_joiner->_referral->before);
+            _joiner->retryReferring();
+        } else if (_joiner != nullptr) {
+            _joiner->failReferral(response.status);
+        }
+        return;
+    }
+    acknowledge(with, {});
+    if (_joiner != nullptr && !response.body.isEmpty()) {
+        std::exchange(_joiner, nullptr)->completeJoin(response.body);
+        return;
+    }
+    restore(with, before);
+    if (_joiner != nullptr)
+        _joiner->failReferral(488);
+}
+
+void Call::completeJoin(const SipBody& answer)
+{
+    giveOwedAnswer(answer);
+    Call& to = *std::exchange(_referral->joined, nullptr);
+    const int place = _referral->place;
+    to.vacate(place, reasonLine(200, "Transferred"));
+    handOver(_referral->other, to, place);
+    to.reschedule();
+    finishReferral();
+}
+
+void Call::giveOwedAnswer(const SipBody& body)
+{
+    if (std::exchange(_referral->isAnswerOwed, false))
+        acknowledge(_referral->other, body);
+}
+
+// A call that was made for a transfer has its caller now.
+void Call::completeFor(const SipBody& answer)
+{
+    _origin = nullptr;
+    _isAcked = true;
+    confirm(static_cast<size_t>(_winner), answer);
+    reschedule();
+}
+
+void Call::handOver(int number, Call& to, int place)
+{
+    CallLeg& side = leg(number);
+    // What it was called by goes on as long as it does.
+    if (number == _winner) {
+        side.record = std::exchange(_record, {});
+        if (_talkUntilMs != 0)
+            to._talkUntilMs = to._talkUntilMs == 0 ? _talkUntilMs : std::min(_talkUntilMs, to._talkUntilMs);
+    }
+    to._isVideoAllowed = to._isVideoAllowed && _isVideoAllowed;
+    CallLeg& taken = to.leg(place);
+    taken = std::move(side);
+    to.shareOf(place) = std::move(shareOf(number));
+    _host.moveLeg(taken.dialog, to, place);
+    side = {};
+    side.isGone = true;
+}
+
+void Call::vacate(int place, std::string_view headers)
+{
+    CallLeg& side = leg(place);
+    if (!side.isGone)
+        sendBye(side, headers);
+    _host.removeLeg(side.dialog);
+    _host.log().end(side.record, 200);
+}
+
+void Call::finishReferral()
+{
+    _isHandedOver = true;
+    shareOf(_referral->by).end();
+    const bool isHeard = !_referral->isSilent && !leg(_referral->by).isGone;
+    notify({200});
+    _referral.reset();
+    if (!isHeard)
+        end(200, reasonLine(200, "Transferred"));
+}
+
+// All is as it was before. Who asked and left meanwhile has left.
+void Call::failReferral(int status)
+{
+    giveOwedAnswer(_referral->before);
+    notify({status});
+    const bool hasLeft = leg(_referral->by).isGone;
+    abandonReferral();
+    if (hasLeft)
+        end(200, reasonLine(status, "Not transferred"));
+    else
+        reschedule();
+}
+
+// Nothing is awaited for it any more.
+void Call::abandonReferral()
+{
+    if (_joiner != nullptr)
+        std::exchange(_joiner, nullptr)->placeEnded();
+    if (!_referral)
+        return;
+    giveOwedAnswer(_referral->before);
+    if (_isEnded && _referral->state.status < 200)
+        notify({487});
+    const Referral over = *_referral;
+    _referral.reset();
+    if (over.attempt != nullptr) {
+        over.attempt->_origin = nullptr;
+        over.attempt->_caller.isGone = true;
+        over.attempt->release(487, "Not transferred");
+    }
+    if (over.joined != nullptr) {
+        over.joined->_joiner = nullptr;
+        if (over.joined->leg(over.place).isGone)
+            over.joined->end(200, {});
+    }
+}
+
+// The call whose side was to talk to ours is over.
+void Call::placeEnded()
+{
+    _referral->joined = nullptr;
+    failReferral(481);
+}
+
+void Call::leaveReferring(int number)
+{
+    CallLeg& side = leg(number);
+    side.isGone = true;
+    side.probe.reset();
+    _host.removeLeg(side.dialog);
+    shareOf(number).end();
+    if (_exchange && _exchange->from == number) {
+        if (!_exchange->server->isAnswered())
+            _exchange->server->answer({487});
+        closeExchange();
+    }
+}
+
+void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal)
+{
+    CallLeg& side = leg(number);
+    // Its telephone knows one session, whoever describes it (RFC 3264 section 8).
+    if (side.origin.empty())
+        side.origin = originOf(side.sent.data);
+    const SipBody before = side.sent;
+    CallRequestOut request = side.dialog.request("INVITE");
+    request.hasContact = true;
+    request.headers = featuresFor(shown) + identityLine(shown, side.dialog.peer);
+    if (side.timer.isOn())
+        request.headers += side.timer.offer();
+    if (!body.isEmpty())
+        request.body = bodyFor(side, body);
+    side.inviteCseq = request.cseq;
+    _isRefreshing = true;
+    _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
+    side.probe = _host.transport().send(
+        request, [this, number, before, onFinal = std::move(onFinal)](const CallMessage& response) {
+            if (!response.isFinal())
+                return;
+            CallLeg& asked = leg(number);
+            const int64_t now = _host.clock().steadyMs();
+            if (!isOwn(response))
+                asked.heardAtMs = now;
+            if (response.isSuccess()) {
+                asked.dialog.refreshTarget(response);
+                asked.timer.answered(response, now);
+            } else {
+                asked.sent = before;
+                asked.probe.reset();
+                _isRefreshing = false;
+                if (isDialogGone(response)) {
+                    end(408, reasonLine(response.status, "The other side is gone"),
+                        response.status == 481 ? std::optional(number) : std::nullopt);
+                    return;
+                }
+            }
+            onFinal(response);
+            if (!_isEnded)
+                reschedule();
+        });
+    reschedule();
+}
+
+void Call::acknowledge(int number, const SipBody& body)
+{
+    CallLeg& side = leg(number);
+    CallRequestOut ack = side.dialog.ack(side.inviteCseq);
+    if (!body.isEmpty())
+        ack.body = bodyFor(side, body);
+    _host.transport().sendAck(ack, *side.probe);
+    side.probe.reset();
+    _isRefreshing = false;
+}
+
+void Call::restore(int number, const SipBody& before)
+{
+    if (before.isEmpty())
+        return;
+    CallLeg& side = leg(number);
+    side.sent = bodyFor(side, before);
+    sendRefresh(number, true);
+}
+
+// Telephones show by it whom they talk to now (RFC 3325).
+std::string Call::identityLine(const CallLeg& shown, const SipSource& peer)
+{
+    if (shown.isAnonymous || shown.number.empty())
+        return {};
+    return headerLine("P-Asserted-Identity", nameAddr(shown.display, sipUri(shown.number, hostFor(peer))));
+}
+
+// A telephone that is in a call already wants the place of one of its sides: its user takes the call with another one
+// of his (RFC 3891).
+void Call::onReplace(int place, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction)
+{
+    const std::optional<int> with = otherSide(place);
+    const bool isEarlyWanted = invite.replaces && invite.replaces->isEarlyOnly;
+    if (!isSettled() || !with || isOfferPending()) {
+        transaction->answer({_winner >= 0 ? 491 : 481});
+        return;
+    }
+    if (isEarlyWanted) {
+        transaction->answer({486});
+        return;
+    }
+    auto branch = std::make_unique<Branch>();
+    branch->isFinal = true;
+    CallLeg& late = branch->leg;
+    late.dialog = dialogOfCaller(invite, randomTag());
+    late.user = leg(place).user;
+    late.number = leg(place).number;
+    late.display = leg(place).display;
+    late.isAnonymous = leg(place).isAnonymous;
+    late.allow = invite.allow;
+    late.isTimerSupported = invite.isTimerSupported;
+    late.heardAtMs = _host.clock().steadyMs();
+    transaction->setTag(late.dialog.localTag);
+    _branches.push_back(std::move(branch));
+    Exchange exchange;
+    exchange.from = static_cast<int>(_branches.size()) - 1;
+    exchange.to = *with;
+    exchange.place = place;
+    exchange.request = invite;
+    exchange.isInvite = true;
+    _host.addLeg(leg(exchange.from).dialog, *this, exchange.from);
+    CallLeg& other = leg(*with);
+    if (other.origin.empty())
+        other.origin = originOf(other.sent.data);
+    transaction->answer({100});
+    passOffer(std::move(exchange), std::move(transaction));
+    reschedule();
+}
+
+// The one that came for it has got it.
+void Call::movePlace(int from, int place)
+{
+    CallLeg& late = leg(from);
+    late.record = std::exchange(leg(place).record, {}); // it is still the same user's call
+    vacate(place, reasonLine(200, "Call completed elsewhere"));
+    leg(place) = std::move(late);
+    _host.moveLeg(leg(place).dialog, *this, place);
+    late = {};
+    late.isGone = true;
+}

@@ -1,0 +1,129 @@
+// Telephones that send a call on to another number.
+#include "callserver/calls_fixture.h"
+
+namespace {
+
+using Statuses = std::vector<int>;
+using Texts = std::vector<std::string>;
+
+class CallsForwardsTest : public CallsFixture {
+protected:
+    void sendOn(const SentPtr& branch, const std::string& number, int status = 302)
+    {
+        answer(branch, status, {}, [&](CallMessage& response) {
+            response.contact = "sip:" + number + "@198.51.100.1";
+            response.contactUser = number;
+        });
+    }
+};
+
+TEST_F(CallsForwardsTest, ATelephoneSendsTheCallOn)
+{
+    const HeardPtr invite = call("2001", "2002");
+    sendOn(next("INVITE"), "2003");
+    const SentPtr forwarded = next("INVITE");
+    EXPECT_EQ(forwarded->request.destination.address, phone("2003").source.address);
+    EXPECT_NE(forwarded->request.from.find("\"Phone 2001\" <sip:2001@"), std::string::npos);
+    EXPECT_EQ(forwarded->request.body.data, kOffer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 181}));
+    answer(forwarded, 180);
+    answer(forwarded, 200, kAnswer);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 181, 180, 200}));
+    ack(invite);
+    EXPECT_EQ(server().counts().ofUser("2002"), 0U);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    EXPECT_EQ(recordTexts(), (Texts{"start", "end 302", "2:start", "2:ring", "2:answer", "2:end 200"}));
+    EXPECT_EQ(records.front().second.callId, records.back().second.callId);
+    EXPECT_STREQ(records.back().second.dialedNbr, "2003");
+    EXPECT_STREQ(records.back().second.callerNbr, "2001");
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, TheRightsOfTheTelephonesUserCount)
+{
+    changeUser("2002", [](Cdb_usr_info& user) { user.expiryDate = 20200101; });
+    const HeardPtr invite = call("2001", "2002");
+    sendOn(next("INVITE"), "2003");
+    EXPECT_FALSE(hasNext("INVITE"));
+    EXPECT_EQ(invite->status(), 403);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ACircleOfTelephonesIsLeft)
+{
+    const HeardPtr invite = call("2001", "2002");
+    for (unsigned i = 0; i <= Call::kMaxForwards; ++i)
+        sendOn(next("INVITE"), i % 2 == 0 ? "2003" : "2002");
+    EXPECT_FALSE(hasNext("INVITE"));
+    EXPECT_EQ(invite->status(), 480);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ANumberOutsideIsDialedAndNotSentThere)
+{
+    const HeardPtr invite = call("2001", "2002");
+    answer(next("INVITE"), 302, {}, [](CallMessage& response) {
+        response.contact = "sip:2003@203.0.113.99";
+        response.contactUser = "2003";
+    });
+    EXPECT_EQ(next("INVITE")->request.destination.address, phone("2003").source.address);
+    cancel(invite);
+}
+
+TEST_F(CallsForwardsTest, AnswersWithoutANumberAreFailures)
+{
+    const HeardPtr invite = call("2001", "2002");
+    answer(next("INVITE"), 302);
+    EXPECT_EQ(invite->status(), 480);
+    EXPECT_FALSE(hasNext("INVITE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, TheOtherTelephonesOfTheUserRingOn)
+{
+    addPhone("2002");
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    const SentPtr second = next("INVITE");
+    sendOn(first, "2003");
+    EXPECT_FALSE(hasNext("INVITE"));
+    answer(second, 486);
+    EXPECT_EQ(next("INVITE")->request.destination.address, phone("2003").source.address);
+    cancel(invite);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ARefusalForEverybodyIsNotSentOn)
+{
+    addPhone("2002");
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    sendOn(first, "2003");
+    answer(next("INVITE"), 603);
+    EXPECT_EQ(invite->status(), 603);
+    EXPECT_FALSE(hasNext("INVITE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ASessionThatTheCallerHoldsForSureIsNotReplaced)
+{
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.isReliableSupported = true; });
+    const SentPtr branch = next("INVITE");
+    answer(branch, 183, kAnswer, [](CallMessage& response) { response.rseq = 7; });
+    sendOn(branch, "2003");
+    EXPECT_EQ(invite->status(), 480);
+    EXPECT_FALSE(hasNext("INVITE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, AnUnknownNumberIsToldTheCaller)
+{
+    const HeardPtr invite = call("2001", "2002");
+    sendOn(next("INVITE"), "nobody");
+    EXPECT_EQ(invite->status(), 404);
+    expectNothingLeft();
+}
+
+} // namespace
