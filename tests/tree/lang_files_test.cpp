@@ -9,6 +9,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstddef>
+#include <locale>
 #include <map>
 #include <set>
 #include <string>
@@ -140,14 +141,32 @@ std::vector<std::string> placeholders(std::string_view text)
     return found;
 }
 
-// The access keys in lower case; "&&" shows as one '&' and is none. One before a blank or at the end is given as ' '.
-std::vector<char> accessKeys(std::string_view text)
+// The UTF-8 character at the start of `text`; bytes that are none stand for themselves.
+char32_t firstCharacter(std::string_view text)
 {
-    std::vector<char> keys;
+    const size_t length = utf8Length(text);
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+    char32_t character = length < 2 ? byte(0) : byte(0) & (0x7Fu >> length);
+    for (size_t i = 1; i < length; ++i) {
+        character = character << 6 | (byte(i) & 0x3Fu);
+    }
+    return character;
+}
+
+char32_t lowerCase(char32_t character)
+{
+    static const std::locale unicode("C.UTF-8"); // part of the C library, whatever languages are installed
+    return static_cast<char32_t>(std::tolower(static_cast<wchar_t>(character), unicode));
+}
+
+// The access keys in lower case; "&&" shows as one '&' and is none. One before a blank or at the end is given as ' '.
+std::vector<char32_t> accessKeys(std::string_view text)
+{
+    std::vector<char32_t> keys;
     for (size_t at = text.find('&'); at != std::string_view::npos; at = text.find('&', at)) {
-        const char key = at + 1 < text.size() ? text[at + 1] : ' ';
-        if (key != '&') {
-            keys.push_back(static_cast<char>(tolower(static_cast<unsigned char>(key))));
+        const char32_t key = at + 1 < text.size() ? firstCharacter(text.substr(at + 1)) : U' ';
+        if (key != U'&') {
+            keys.push_back(lowerCase(key));
         }
         at = std::min(at + 2, text.size());
     }
@@ -158,8 +177,8 @@ Faults accessKeyFaults(const Items& items)
 {
     Faults faults;
     for (const auto& [item, text] : items) {
-        const std::vector<char> keys = accessKeys(text);
-        if (keys.size() > 1 || (keys.size() == 1 && keys.front() == ' ')) {
+        const std::vector<char32_t> keys = accessKeys(text);
+        if (keys.size() > 1 || (keys.size() == 1 && keys.front() == U' ')) {
             faults.push_back(std::to_string(item) + ": more than one access key, or one before a blank: " + text);
         }
     }
@@ -170,10 +189,10 @@ Faults accessKeyFaults(const Items& items)
 Faults menuFaults(const Items& items, const int* first, const int* last)
 {
     Faults faults;
-    std::set<char> taken;
+    std::set<char32_t> taken;
     for (const int* item = first; item != last; ++item) {
         const auto found = items.find(*item);
-        for (const char key : accessKeys(found == items.end() ? std::string() : found->second)) {
+        for (const char32_t key : accessKeys(found == items.end() ? std::string() : found->second)) {
             if (!taken.insert(key).second) {
                 faults.push_back(std::to_string(*item) + ": the access key is taken: " + found->second);
             }
@@ -294,14 +313,15 @@ void expectNone(std::string_view path, const Faults& faults)
 
 } // namespace
 
-TEST(LangFiles, EnglishAndChineseAreThere)
+TEST(LangFiles, EveryLanguageIsThere)
 {
     std::set<std::string> paths;
     for (const SourceFile& file : langFiles()) {
         paths.insert(file.path);
     }
-    EXPECT_TRUE(paths.contains(std::string(kEnglish)));
-    EXPECT_TRUE(paths.contains("ui/lang/res.chinese"));
+    for (const std::string_view language : {"chinese", "english"}) {
+        EXPECT_TRUE(paths.contains("ui/lang/res." + std::string(language))) << language;
+    }
     EXPECT_FALSE(englishItems().empty());
 }
 
@@ -402,6 +422,8 @@ TEST(LangRules, AccessKeysThatDoNotWorkAreRefused)
     EXPECT_TRUE(fileBarMenuFaults({{1, "&File"}, {15, "&Data"}, {3, "&Flags"}}).empty());
     EXPECT_EQ(fileBarMenuFaults({{1, "&File"}, {15, "Daten (&f)"}}).size(), 1u);
     EXPECT_EQ(fileBarMenuFaults({{2, "E&xit"}, {269, "e&Xtra"}}).size(), 1u);
+    EXPECT_TRUE(fileBarMenuFaults({{1, "&Файл"}, {15, "&Данные"}}).empty()) << "other letters with the same first byte";
+    EXPECT_EQ(fileBarMenuFaults({{1, "&Файл"}, {15, "Гра&фы"}, {20, "&ФЫ"}}).size(), 2u);
 }
 
 TEST(LangRules, AnItemWithoutTextIsFoundInTheSources)
