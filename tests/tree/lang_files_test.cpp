@@ -319,7 +319,7 @@ TEST(LangFiles, EveryLanguageIsThere)
     for (const SourceFile& file : langFiles()) {
         paths.insert(file.path);
     }
-    for (const std::string_view language : {"chinese", "english", "german", "russian", "spanish"}) {
+    for (const std::string_view language : {"chinese", "english", "german", "japanese", "russian", "spanish"}) {
         EXPECT_TRUE(paths.contains("ui/lang/res." + std::string(language))) << language;
     }
     EXPECT_FALSE(englishItems().empty());
