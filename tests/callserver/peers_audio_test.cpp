@@ -33,6 +33,7 @@ protected:
 
     TemporaryFolder callerFolder;
     TemporaryFolder calledFolder;
+    TemporaryFolder thirdFolder;
 };
 
 INSTANTIATE_TEST_SUITE_P(Transports, AudioTest, testing::Values("udp", "tls"),
@@ -67,6 +68,45 @@ TEST_P(AudioTest, TwoTelephonesHearEachOther)
     EXPECT_TRUE(called->wait().has_value());
     expectTone(callerFolder, kCalledHz, *caller);
     expectTone(calledFolder, kCallerHz, *called);
+}
+
+TEST_P(AudioTest, ATransferredTelephoneHearsTheNewSide)
+{
+    constexpr unsigned kThirdHz = 2000;
+    fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 2001, 3); });
+    tlsPort = freeTcpPort();
+    start();
+    const bool isTls = GetParam() == "tls";
+    const uint16_t commandPort = freeTcpPort();
+    const std::unique_ptr<ChildProcess> third =
+        startBaresipWithAudio(thirdFolder, "2003", isTls ? tlsPort : port, GetParam(), {kThirdHz});
+    ASSERT_TRUE(events.waitFor("state 2003 1")) << third->output();
+    const std::unique_ptr<ChildProcess> called =
+        startBaresipWithAudio(calledFolder, "2002", port, "udp", {kCalledHz, {}, commandPort});
+    ASSERT_TRUE(events.waitFor("state 2002 1")) << called->output();
+    const std::unique_ptr<ChildProcess> caller =
+        startBaresipWithAudio(callerFolder, "2001", port, "udp", {kCallerHz, "2002"});
+    ASSERT_TRUE(events.waitFor("call 1 answer 2001 2002 2002")) << caller->output();
+    constexpr size_t kEnough = 8'000;
+    ASSERT_TRUE(waitUntil([&] { return heardBy(calledFolder).size() > kEnough; })) << called->output();
+
+    ASSERT_TRUE(tellBaresip(commandPort, "transfer", "sip:2003@127.0.0.1:" + std::to_string(port)));
+    EXPECT_TRUE(events.waitFor("call 2 answer 2001 2003 2003")) << third->output();
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200")) << called->output();
+    EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
+    EXPECT_TRUE(waitUntil([&] { return heardBy(thirdFolder).size() > kEnough; })) << third->output();
+    const size_t before = heardBy(callerFolder).size();
+    EXPECT_TRUE(waitUntil([&] { return heardBy(callerFolder).size() > before + 2 * kEnough; })) << caller->output();
+
+    caller->sendSignal(SIGTERM);
+    EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200")) << caller->output();
+    third->sendSignal(SIGTERM);
+    called->sendSignal(SIGTERM);
+    EXPECT_TRUE(caller->wait().has_value());
+    EXPECT_TRUE(third->wait().has_value());
+    EXPECT_TRUE(called->wait().has_value());
+    expectTone(callerFolder, kThirdHz, *caller);
+    expectTone(thirdFolder, kCallerHz, *third);
 }
 
 } // namespace

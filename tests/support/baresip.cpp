@@ -2,10 +2,16 @@
 
 #include "support/temporary_folder.h"
 
+#include <arpa/inet.h>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <numbers>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -78,19 +84,43 @@ std::unique_ptr<ChildProcess> startBaresipWithAudio(const TemporaryFolder& folde
                                                     uint16_t serverPort, const std::string& transport,
                                                     const BaresipAudio& audio)
 {
-    const std::string config = std::string(kConfig) +
-                               "net_interface\t127.0.0.1\n"
-                               "module\taufile.so\n"
-                               "module\taubridge.so\n" // plays to nobody
-                               "module\tsndfile.so\n"
-                               "module_app\tmenu.so\n"
-                               "audio_player\taubridge,nobody\n"
-                               "audio_source\taufile," +
-                               folder.write("tone.wav", toneFile(audio.toneHz)) + "\nsnd_path\t" + folder.path() + "\n";
+    const std::string config =
+        std::string(kConfig) +
+        "net_interface\t127.0.0.1\n"
+        "module\taufile.so\n"
+        "module\taubridge.so\n" // plays to nobody
+        "module\tsndfile.so\n"
+        "module_app\tmenu.so\n"
+        "audio_player\taubridge,nobody\n"
+        "audio_source\taufile," +
+        folder.write("tone.wav", toneFile(audio.toneHz)) + "\nsnd_path\t" + folder.path() + "\n" +
+        (audio.commandPort == 0
+             ? std::string()
+             : "module_app\tctrl_tcp.so\nctrl_tcp_listen\t127.0.0.1:" + std::to_string(audio.commandPort) + "\n");
     const std::string account = accountOf(user, serverPort, transport);
     if (audio.dialed.empty())
         return start(folder, config, account + ";answermode=auto", {});
     return start(folder, config, account, {"/dial " + audio.dialed});
+}
+
+bool tellBaresip(uint16_t commandPort, const std::string& command, const std::string& argument)
+{
+    const std::string json = R"({"command":")" + command + R"(","params":")" + argument + R"("})";
+    const std::string text = std::to_string(json.size()) + ":" + json + ","; // a netstring
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(commandPort);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool isSent = fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                        send(fd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    std::array<char, 256> reply{};
+    timeval patience{kTestPatience.count(), 0};
+    const bool isTaken = isSent && setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0 &&
+                         recv(fd, reply.data(), reply.size() - 1, 0) > 0;
+    if (fd >= 0)
+        close(fd);
+    return isTaken && std::string_view(reply.data()).find("\"ok\":true") != std::string_view::npos;
 }
 
 std::vector<int16_t> heardBy(const TemporaryFolder& folder)

@@ -1,0 +1,203 @@
+// Transfers between telephones, message by message (RFC 5359 sections 2.4 and 2.5, RFC 5589 sections 6 and 7).
+#include "support/call_phone.h"
+#include "support/server_fixture.h"
+
+namespace {
+
+constexpr const char* kOther = "v=0\r\no=- 9 1 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
+                               "m=audio 40010 RTP/AVP 8\r\n";
+
+class TransfersTest : public ServerFixture {
+protected:
+    void startServer()
+    {
+        fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 2001, 5); });
+        start();
+    }
+
+    static void talk(CallPhone& caller, CallPhone& called)
+    {
+        caller.invite(called.user());
+        called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
+        caller.ack(caller.expect("200"));
+        called.expect("ACK");
+    }
+
+    std::string referTo(const std::string& uri) const
+    {
+        return "Refer-To: <sip:" + uri + "@127.0.0.1:" + std::to_string(port) + ">";
+    }
+
+    // Confirms a NOTIFY, and gives the first line of what it tells.
+    static std::string notified(CallPhone& phone)
+    {
+        const PhoneMessage notify = phone.expect("NOTIFY");
+        EXPECT_EQ(notify.header("Event").substr(0, 5), "refer");
+        EXPECT_EQ(notify.header("Content-Type"), "message/sipfrag;version=2.0");
+        phone.answer(notify, 200);
+        return notify.body().substr(0, notify.body().find("\r\n"));
+    }
+
+    // The tag of the header.
+    static std::string tagOf(const std::string& header) { return header.substr(header.find(";tag=") + 5); }
+};
+
+TEST_F(TransfersTest, ACallIsSentOnWithoutAsking)
+{
+    startServer();
+    CallPhone transferee(port, "2001");
+    CallPhone transferor(port, "2002");
+    CallPhone target(port, "2003");
+    for (CallPhone* phone : {&transferee, &transferor, &target})
+        phone->registerNow();
+    talk(transferee, transferor);
+
+    transferor.send("INVITE", kOther); // puts the caller on hold
+    transferee.answer(transferee.expect("INVITE"), 200, CallPhone::kOffer);
+    transferor.ack(transferor.expect("200"));
+    transferee.expect("ACK");
+
+    transferor.send("REFER", {}, {referTo("2003"), "Contact: " + transferor.contact()});
+    const PhoneMessage accepted = transferor.expect("202");
+    EXPECT_FALSE(accepted.header("Contact").empty());
+    EXPECT_EQ(notified(transferor), "SIP/2.0 100 Trying");
+    const PhoneMessage invite = target.expect("INVITE");
+    EXPECT_TRUE(invite.body().empty());
+    EXPECT_TRUE(invite.has("\"Phone 2001\" <sip:2001@")) << invite.text;
+    EXPECT_TRUE(invite.header("Referred-By").find("sip:2002@") != std::string::npos) << invite.text;
+    target.answer(invite, 180);
+    EXPECT_EQ(notified(transferor), "SIP/2.0 180 Said");
+    target.answer(invite, 200, CallPhone::kAnswer);
+    const PhoneMessage offer = transferee.expect("INVITE");
+    EXPECT_TRUE(offer.has("m=audio 40002")) << offer.text;
+    EXPECT_TRUE(offer.header("P-Asserted-Identity").find("sip:2003@") != std::string::npos) << offer.text;
+    transferee.answer(offer, 200, kOther);
+    transferee.expect("ACK");
+    EXPECT_TRUE(target.expect("ACK").has("m=audio 40010"));
+    EXPECT_EQ(notified(transferor), "SIP/2.0 200 OK");
+    transferor.answer(transferor.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
+
+    target.send("BYE");
+    target.expect("200");
+    transferee.answer(transferee.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200"));
+    EXPECT_TRUE(events.waitForCount("state 2001 1", 2));
+}
+
+TEST_F(TransfersTest, TwoCallsAreJoinedByTheOneWhoHasBoth)
+{
+    startServer();
+    CallPhone transferee(port, "2001");
+    CallPhone transferor(port, "2002");
+    CallPhone target(port, "2003");
+    for (CallPhone* phone : {&transferee, &transferor, &target})
+        phone->registerNow();
+    talk(transferee, transferor);
+    CallPhone second(port, "2002"); // the other line of the same telephone
+    second.invite("2003");
+    target.answer(target.expect("INVITE"), 200, CallPhone::kAnswer);
+    const PhoneMessage success = second.expect("200");
+    second.ack(success);
+    target.expect("ACK");
+
+    const std::string replaces = second.callId() + "%3Bto-tag%3D" + tagOf(success.header("To")) + "%3Bfrom-tag%3D" +
+                                 tagOf(success.header("From"));
+    transferor.send("REFER", {},
+                    {"Refer-To: <sip:2003@127.0.0.1:" + std::to_string(port) + "?Replaces=" + replaces + ">",
+                     "Contact: " + transferor.contact()});
+    transferor.expect("202");
+    EXPECT_EQ(notified(transferor), "SIP/2.0 100 Trying");
+    const PhoneMessage asked = transferee.expect("INVITE");
+    EXPECT_TRUE(asked.body().empty()) << asked.text;
+    transferee.answer(asked, 200, kOther);
+    const PhoneMessage offer = target.expect("INVITE");
+    EXPECT_TRUE(offer.has("m=audio 40010")) << offer.text;
+    target.answer(offer, 200, CallPhone::kAnswer);
+    target.expect("ACK");
+    EXPECT_TRUE(transferee.expect("ACK").has("m=audio 40002"));
+    second.answer(second.expect("BYE"), 200);
+    EXPECT_EQ(notified(transferor), "SIP/2.0 200 OK");
+    transferor.answer(transferor.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
+
+    transferee.send("BYE");
+    transferee.expect("200");
+    target.answer(target.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitForCount("state 2001 1", 2));
+    EXPECT_TRUE(events.waitForCount("state 2003 1", 2));
+}
+
+TEST_F(TransfersTest, ACallMovesToAnotherTelephoneOfItsUser)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone desk(port, "2002");
+    for (CallPhone* phone : {&caller, &desk})
+        phone->registerNow();
+    caller.invite("2002");
+    const PhoneMessage invite = desk.expect("INVITE");
+    desk.answer(invite, 200, CallPhone::kAnswer);
+    caller.ack(caller.expect("200"));
+    desk.expect("ACK");
+
+    CallPhone mobile(port, "2002");
+    const std::string dialog = invite.header("Call-ID") + ";to-tag=" + tagOf(invite.header("From")) + ";from-tag=q" +
+                               std::to_string(desk.port());
+    mobile.invite("2002", kOther, {"Require: replaces", "Replaces: " + dialog});
+    const PhoneMessage offer = caller.expect("INVITE");
+    EXPECT_TRUE(offer.has("m=audio 40010")) << offer.text;
+    caller.answer(offer, 200, CallPhone::kOffer);
+    caller.expect("ACK");
+    const PhoneMessage taken = mobile.expect("200");
+    EXPECT_TRUE(taken.has("m=audio 40000")) << taken.text;
+    mobile.ack(taken);
+    desk.answer(desk.expect("BYE"), 200);
+    mobile.send("BYE");
+    mobile.expect("200");
+    caller.answer(caller.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+}
+
+TEST_F(TransfersTest, ATelephoneSendsTheCallOn)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone away(port, "2002");
+    CallPhone third(port, "2003");
+    for (CallPhone* phone : {&caller, &away, &third})
+        phone->registerNow();
+    caller.invite("2002");
+    away.answer(away.expect("INVITE"), 302, {}, {"Contact: <sip:2003@192.0.2.77>"});
+    away.expect("ACK");
+    const PhoneMessage invite = third.expect("INVITE");
+    caller.expect("181");
+    third.answer(invite, 200, CallPhone::kAnswer);
+    caller.ack(caller.expect("200"));
+    third.expect("ACK");
+    caller.send("BYE");
+    third.answer(third.expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200"));
+}
+
+TEST_F(TransfersTest, ReplacesOrReferToThatCannotBeReadAreRefused)
+{
+    startServer();
+    CallPhone caller(port, "2001");
+    CallPhone called(port, "2002");
+    caller.registerNow();
+    called.registerNow();
+    EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: ;;to-tag"}).status(), 400);
+    EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: x@y;to-tag=1;from-tag=2"}).status(), 481);
+    talk(caller, called);
+    for (const char* header : {"Refer-To: ", "Refer-To: <sip:20 03@127.0.0.1>", "Refer-To: <tel:>", "Subject: none",
+                               "Refer-To: <sip:2003@127.0.0.1;method=BYE>"}) {
+        caller.send("REFER", {}, {header, "Contact: " + caller.contact()});
+        caller.expect("400");
+    }
+    EXPECT_TRUE(called.hearsNothing(50));
+    caller.send("BYE");
+    called.answer(called.expect("BYE"), 200);
+}
+
+} // namespace
