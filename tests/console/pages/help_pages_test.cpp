@@ -1,5 +1,6 @@
-// The pages of the help: whole, linked, and naming what the editors show.
+// The pages of the help, in each of their languages: whole, linked, and naming what the windows show.
 #include "common/dlg_common.h"
+#include "common/help_topic.h"
 #include "dlg_callback.h"
 #include "dlg_sys_tbl.h"
 #include "frm_ana_cld_nbr.h"
@@ -23,6 +24,7 @@
 #include "frm_lua_trigger.h"
 #include "frm_peer_servers.h"
 #include "frm_prepaid_rate.h"
+#include "frm_realtime_cdr.h"
 #include "frm_refine_cld_nbr.h"
 #include "frm_refine_clr_nbr.h"
 #include "frm_rg_detection.h"
@@ -39,30 +41,65 @@
 #include <QAbstractButton>
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTabWidget>
+#include <QTreeView>
 #include <QXmlStreamReader>
+
+#include <algorithm>
+#include <array>
+#include <ostream>
+#include <string>
 
 namespace {
 
-const QDir kPages(QStringLiteral(PARLOVEX_HELP_DIR));
+const QDir kHelp(QStringLiteral(PARLOVEX_HELP_DIR));
+
+struct HelpLanguage {
+    int code;
+    const char* name;
+    const char* folder;  // below that of all pages
+    const char* tag;     // of the element html
+    const char* example; // with which the heading of an example begins
+};
+constexpr std::array<HelpLanguage, 2> kLanguages = {{
+    {0, "English", "", "en", "Example: "},
+    {1, "Chinese", "cn/", "zh-CN", "\u793A\u4F8B\uFF1A"},
+}};
+
+void PrintTo(const HelpLanguage& language, std::ostream* out)
+{
+    *out << language.name;
+}
 
 // What a page holds.
 struct HelpPage {
     QString path;
     QString error;     // why it is not well formed; empty: it is
-    QStringList links; // of anchors and style sheets
+    QString language;  // tag
+    QStringList links; // of anchors
     QStringList styles;
     QSet<QString> places; // identifiers
+    QStringList outline;  // blocks in order, with their identifiers
+    QStringList bold;     // what is named as the windows show it
     QStringList headings;
     QStringList fields; // at the beginning of the rows of tables
     int emptyCells = 0;
     QString title;
     QString text; // with single blanks
 };
+
+// What stands inside a paragraph may stand in another order in another language.
+bool isBlock(const QString& element)
+{
+    static const QSet<QString> inlines = {"a", "b", "code"};
+    return !inlines.contains(element);
+}
 
 // The whole page, or of one that several frames share the section of that name, whose heading counts then.
 HelpPage read(const QString& path, const QString& section = {})
@@ -84,6 +121,10 @@ HelpPage read(const QString& path, const QString& section = {})
             const QXmlStreamAttributes attributes = xml.attributes();
             if (attributes.hasAttribute("id"))
                 page.places.insert(attributes.value("id").toString());
+            if (isBlock(open.last()))
+                page.outline.append(open.last() + '#' + attributes.value("id"));
+            if (open.last() == "html")
+                page.language = attributes.value("lang").toString();
             if (!isRead && attributes.value("id") == section) {
                 isRead = true;
                 sectionDepth = open.size();
@@ -94,6 +135,8 @@ HelpPage read(const QString& path, const QString& section = {})
         } else if (xml.isEndElement()) {
             if (isRead && open.contains("tbody") && open.last() == "th")
                 page.fields.append(cell.simplified());
+            if (open.last() == "b")
+                page.bold.append(cell.simplified());
             if (isRead && open.last() == "td" && cell.simplified().isEmpty())
                 ++page.emptyCells;
             isRead = isRead && open.size() != sectionDepth;
@@ -115,25 +158,63 @@ HelpPage read(const QString& path, const QString& section = {})
     return page;
 }
 
-QList<HelpPage> allPages()
+// Below the folder of a language; the folders of the others may lie inside it.
+QStringList pagesOf(const HelpLanguage& language)
 {
-    QList<HelpPage> pages;
-    QDirIterator each(kPages.path(), {"*.html", "*.htm"}, QDir::Files, QDirIterator::Subdirectories);
-    while (each.hasNext())
-        pages.append(read(each.next()));
+    const QDir root(kHelp.filePath(language.folder));
+    QStringList pages;
+    QDirIterator each(root.path(), {"*.html", "*.htm"}, QDir::Files, QDirIterator::Subdirectories);
+    while (each.hasNext()) {
+        const QString page = root.relativeFilePath(each.next());
+        const auto isOfOther = [&](const HelpLanguage& other) {
+            return other.code != language.code && *other.folder != '\0' && page.startsWith(other.folder);
+        };
+        if (std::none_of(kLanguages.begin(), kLanguages.end(), isOfOther))
+            pages.append(page);
+    }
+    pages.sort();
     return pages;
 }
 
-class HelpPages : public PageFixture {
+// A text as it shows: without the letter that opens it from the keyboard, and without the dots of what asks more.
+QString shownText(QString text)
+{
+    static const QRegularExpression suffix(QStringLiteral("\\(&.\\)"));
+    text.remove(suffix).remove('&');
+    return text.endsWith("...") ? text.chopped(3) : text;
+}
+
+class HelpPages : public PageFixture, public testing::WithParamInterface<HelpLanguage> {
 protected:
+    void SetUp() override
+    {
+        writeSwitches("gVarGuiLang=" + QByteArray::number(GetParam().code) + '\n');
+        PageFixture::SetUp();
+        ASSERT_TRUE(QFile::link(kHelp.path(), inRunFolder("help")));
+    }
+    [[nodiscard]] QDir pages() const { return QDir(kHelp.filePath(GetParam().folder)); }
+    [[nodiscard]] QList<HelpPage> allPages() const
+    {
+        QList<HelpPage> all;
+        for (const QString& page : pagesOf(GetParam()))
+            all.append(read(pages().filePath(page)));
+        return all;
+    }
+    // What was opened in the browser, below the folder of the language.
+    QString takeAddress()
+    {
+        const QStringList opened = help.takeOpened();
+        EXPECT_EQ(opened.size(), 1);
+        const QString root = QString("help/") + GetParam().folder;
+        EXPECT_TRUE(opened.value(0).startsWith(root)) << opened.value(0).toStdString();
+        return opened.value(0).mid(root.size());
+    }
     // The page that F1 opens in this window, as it lies in the sources.
     HelpPage openedFrom(QWidget& shown)
     {
         pressKey(shown, Qt::Key_F1);
-        const QStringList opened = help.takeOpened();
-        EXPECT_EQ(opened.size(), 1);
-        const QString address = opened.value(0).mid(QString("help/").size());
-        const QString path = kPages.filePath(address.section('#', 0, 0));
+        const QString address = takeAddress();
+        const QString path = pages().filePath(address.section('#', 0, 0));
         EXPECT_TRUE(QFileInfo(path).isFile()) << path.toStdString();
         return read(path, address.section('#', 1));
     }
@@ -175,19 +256,32 @@ protected:
         texts.removeAll(QString());
         return texts;
     }
+    // The heads of the columns that the list of a window shows.
+    static QStringList headsOf(const QWidget& shown)
+    {
+        QStringList heads;
+        for (const QTreeView* const view : shown.findChildren<QTreeView*>()) {
+            for (int column = 0; column < view->model()->columnCount(); ++column) {
+                if (!view->isColumnHidden(column))
+                    heads.append(view->model()->headerData(column, Qt::Horizontal).toString());
+            }
+        }
+        return heads;
+    }
     // `heading`: of the section, where it is not the window's title.
     void expectThatEveryFieldIsExplained(QWidget& shown, int minimum, const QString& heading = {})
     {
         const HelpPage page = openedFrom(shown);
         const QStringList texts = textsOf(shown);
+        EXPECT_EQ(page.error, QString());
         EXPECT_GE(texts.size(), minimum);
         EXPECT_EQ(page.emptyCells, 0);
         for (const QString& label : labelsOf(shown))
             EXPECT_TRUE(page.fields.contains(label)) << label.toStdString();
-        for (const QString& text : texts)
+        for (const QString& text : texts + headsOf(shown))
             EXPECT_TRUE(page.text.contains(text)) << text.toStdString();
         EXPECT_EQ(page.headings.value(0), heading.isEmpty() ? shown.windowTitle() : heading);
-        EXPECT_TRUE(page.text.contains("Example: "));
+        EXPECT_TRUE(page.text.contains(GetParam().example));
     }
     template <class Frame>
     void expectThatEveryFieldIsExplained(int minimum, const QString& heading = {})
@@ -196,181 +290,238 @@ protected:
     }
 };
 
-TEST_F(HelpPages, AreWellFormedAndNameThemselves)
+class HelpFolder : public PageFixture {};
+
+INSTANTIATE_TEST_SUITE_P(Languages, HelpPages, testing::ValuesIn(kLanguages),
+                         [](const auto& language) { return std::string(language.param.name); });
+
+TEST_P(HelpPages, AreWellFormedAndNameThemselves)
 {
-    const QList<HelpPage> pages = allPages();
-    ASSERT_GE(pages.size(), 3);
-    for (const HelpPage& page : pages) {
+    const QList<HelpPage> all = allPages();
+    ASSERT_GE(all.size(), 3);
+    for (const HelpPage& page : all) {
         EXPECT_EQ(page.error, QString()) << page.path.toStdString();
+        EXPECT_EQ(page.language, GetParam().tag) << page.path.toStdString();
         EXPECT_EQ(page.headings.size(), 1) << page.path.toStdString();
         EXPECT_TRUE(page.title.contains(page.headings.value(0))) << page.path.toStdString();
     }
 }
 
-TEST_F(HelpPages, LinksAndStyleSheetsLeadSomewhere)
+TEST_P(HelpPages, EveryTopicHasItsPlace)
 {
+    for (int topic = 0; topic < kHelpTopics; ++topic) {
+        openHelpTopic(static_cast<Ehelp_topics>(topic));
+        const QString address = takeAddress();
+        const QString path = pages().filePath(address.section('#', 0, 0));
+        ASSERT_TRUE(QFileInfo(path).isFile()) << topic << ": " << path.toStdString();
+        const QString place = address.section('#', 1);
+        EXPECT_TRUE(place.isEmpty() || read(path).places.contains(place)) << topic << ": " << place.toStdString();
+    }
+}
+
+TEST_P(HelpPages, LinksAndStyleSheetsLeadSomewhere)
+{
+    const QStringList all = pagesOf(GetParam());
     for (const HelpPage& page : allPages()) {
         const QDir folder = QFileInfo(page.path).dir();
         ASSERT_EQ(page.styles.size(), 1) << page.path.toStdString();
-        EXPECT_EQ(QFileInfo(folder.filePath(page.styles[0])).canonicalFilePath(),
-                  kPages.canonicalPath() + "/style.css");
+        EXPECT_EQ(QFileInfo(folder.filePath(page.styles[0])).canonicalFilePath(), kHelp.canonicalPath() + "/style.css");
         for (const QString& link : page.links) {
             const QString target = link.section('#', 0, 0);
-            const QString path = target.isEmpty() ? page.path : folder.filePath(target);
-            EXPECT_TRUE(QFileInfo(path).isFile()) << page.path.toStdString() << ": " << link.toStdString();
+            const QString path = target.isEmpty() ? page.path : QDir::cleanPath(folder.filePath(target));
+            // Not into another language, either.
+            ASSERT_TRUE(all.contains(pages().relativeFilePath(path)))
+                << page.path.toStdString() << ": " << link.toStdString();
             const QString place = link.section('#', 1);
             EXPECT_TRUE(place.isEmpty() || read(path).places.contains(place)) << link.toStdString();
         }
     }
 }
 
-TEST_F(HelpPages, TheStartPageLeadsToEveryOther)
+TEST_P(HelpPages, TheStartPageLeadsToEveryOther)
 {
-    const HelpPage start = read(kPages.filePath("index.html"));
+    const HelpPage start = read(pages().filePath("index.html"));
     QSet<QString> linked = {start.path};
     for (const QString& link : start.links)
-        linked.insert(kPages.filePath(link.section('#', 0, 0)));
+        linked.insert(pages().filePath(link.section('#', 0, 0)));
+    for (const HelpPage& page : allPages())
+        EXPECT_TRUE(linked.contains(page.path)) << page.path.toStdString();
+}
+
+TEST_P(HelpPages, NameMenusAndButtonsAsTheyShow)
+{
+    QSet<QString> shown = {"F1"};
+    for (int id = 1; id <= kLastLangItem; ++id)
+        shown.insert(shownText(GetLangItem(id)));
+    shown.remove(QString());
     for (const HelpPage& page : allPages()) {
-        EXPECT_TRUE(page.path.contains("/cn/") || linked.contains(page.path)) << page.path.toStdString();
+        for (const QString& text : page.bold)
+            EXPECT_TRUE(shown.contains(text)) << page.path.toStdString() << ": " << text.toStdString();
     }
 }
 
-TEST_F(HelpPages, LieBesideTheProgram)
+TEST_F(HelpFolder, HoldsPagesBuiltAlikeInEveryLanguage)
+{
+    const HelpLanguage& first = kLanguages.front();
+    ASSERT_GE(pagesOf(first).size(), 3);
+    for (const HelpLanguage& language : kLanguages) {
+        ASSERT_EQ(pagesOf(language), pagesOf(first)) << language.name;
+        for (const QString& name : pagesOf(first)) {
+            HelpPage model = read(QDir(kHelp.filePath(first.folder)).filePath(name));
+            HelpPage page = read(QDir(kHelp.filePath(language.folder)).filePath(name));
+            EXPECT_EQ(page.outline, model.outline) << page.path.toStdString();
+            page.links.sort();
+            model.links.sort();
+            EXPECT_EQ(page.links, model.links) << page.path.toStdString();
+        }
+    }
+}
+
+TEST_F(HelpFolder, LiesBesideTheProgram)
 {
     const QDir program = QFileInfo(QStringLiteral(PARLOVEX_PROGRAM)).dir();
-    QDirIterator each(kPages.path(), QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator each(kHelp.path(), QDir::Files, QDirIterator::Subdirectories);
     int files = 0;
     for (; each.hasNext(); ++files) {
         const QString source = each.next();
-        EXPECT_EQ(readFile(program.filePath("help/" + kPages.relativeFilePath(source))), readFile(source))
+        EXPECT_EQ(readFile(program.filePath("help/" + kHelp.relativeFilePath(source))), readFile(source))
             << source.toStdString();
     }
     EXPECT_GE(files, 4);
 }
 
-TEST_F(HelpPages, SystemSettingsExplainEveryField)
+TEST_P(HelpPages, SystemSettingsExplainEveryField)
 {
     Cdlg_sys_tbl dialog(&store(), nullptr);
     expectThatEveryFieldIsExplained(dialog, 40);
 }
 
-TEST_F(HelpPages, ExternalLinesExplainEveryField)
+TEST_P(HelpPages, ExternalLinesExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_ext_lines>(35);
 }
 
-TEST_F(HelpPages, LocalUsersExplainEveryField)
+TEST_P(HelpPages, LocalUsersExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_local_users>(65);
 }
 
-TEST_F(HelpPages, ConferenceRoomsAreExplainedByTheirFields)
+TEST_P(HelpPages, ConferenceRoomsAreExplainedByTheirFields)
 {
     openHelpTopic(kHelpConference);
-    const QString path = help.takeOpened().value(0).mid(QString("help/").size());
-    const HelpPage page = read(kPages.filePath(path));
+    const HelpPage page = read(pages().filePath(takeAddress()));
     EXPECT_TRUE(page.fields.contains(item(146)));
     EXPECT_TRUE(page.fields.contains(item(276)));
     EXPECT_EQ(page.emptyCells, 0);
-    EXPECT_TRUE(page.text.contains("Example: "));
+    EXPECT_TRUE(page.text.contains(GetParam().example));
 }
 
-TEST_F(HelpPages, PeerServersExplainEveryField)
+TEST_P(HelpPages, TheStartPageExplainsEveryColumnOfCallRecords)
+{
+    const Cfrm_realtime_cdr records(nullptr, nullptr);
+    const QStringList heads = headsOf(records);
+    EXPECT_EQ(heads.size(), 14);
+    const HelpPage page = read(pages().filePath("index.html"));
+    for (const QString& head : heads)
+        EXPECT_TRUE(page.fields.contains(head)) << head.toStdString();
+}
+
+TEST_P(HelpPages, PeerServersExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_peer_servers>(17);
 }
 
-TEST_F(HelpPages, RoutingGroupsAndRoutesExplainEveryField)
+TEST_P(HelpPages, RoutingGroupsAndRoutesExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_route_group>(2);
     expectThatEveryFieldIsExplained<Cfrm_route>(6, item(395));
 }
 
-TEST_F(HelpPages, TransitionsExplainEveryField)
+TEST_P(HelpPages, TransitionsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_transitions>(9);
 }
 
-TEST_F(HelpPages, AnalysesExplainEveryField)
+TEST_P(HelpPages, AnalysesExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_ana_clr_nbr>(4);
     expectThatEveryFieldIsExplained<Cfrm_ana_cld_nbr>(13);
 }
 
-TEST_F(HelpPages, RefinementsExplainEveryField)
+TEST_P(HelpPages, RefinementsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_refine_clr_nbr>(4);
     expectThatEveryFieldIsExplained<Cfrm_refine_cld_nbr>(4);
 }
 
-TEST_F(HelpPages, HuntingGroupsExplainEveryField)
+TEST_P(HelpPages, HuntingGroupsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_hg_info>(9, item(285));
     expectThatEveryFieldIsExplained<Cfrm_hg_oper>(3, item(285));
     expectThatEveryFieldIsExplained<Cfrm_hg_dect>(3, item(285));
 }
 
-TEST_F(HelpPages, RingGroupsExplainEveryField)
+TEST_P(HelpPages, RingGroupsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_rg_user>(2, item(457));
     expectThatEveryFieldIsExplained<Cfrm_rg_detection>(4, item(457));
 }
 
-TEST_F(HelpPages, DisaExplainsEveryField)
+TEST_P(HelpPages, DisaExplainsEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_disa_account>(3, item(298));
     expectThatEveryFieldIsExplained<Cfrm_disa_caller_id>(2, item(298));
 }
 
-TEST_F(HelpPages, CallbackExplainsEveryField)
+TEST_P(HelpPages, CallbackExplainsEveryField)
 {
     Cdlg_callback dialog(&store(), nullptr);
     expectThatEveryFieldIsExplained(dialog, 3);
 }
 
-TEST_F(HelpPages, PrepaidExplainsEveryField)
+TEST_P(HelpPages, PrepaidExplainsEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_prepaid_rate>(4, item(28));
     expectThatEveryFieldIsExplained<Cfrm_caller_prepaid>(3, item(28));
     expectThatEveryFieldIsExplained<Cfrm_sub_balance>(2, item(28));
 }
 
-TEST_F(HelpPages, CallingCardsExplainEveryField)
+TEST_P(HelpPages, CallingCardsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_callingcard_info>(6, item(33));
     expectThatEveryFieldIsExplained<Cfrm_callingcard_fee_matrix>(3, item(33));
 }
 
-TEST_F(HelpPages, TimeConditionsExplainEveryField)
+TEST_P(HelpPages, TimeConditionsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_time_cond>(12);
 }
 
-TEST_F(HelpPages, TriggersExplainEveryField)
+TEST_P(HelpPages, TriggersExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_ivr_trigger>(4);
     expectThatEveryFieldIsExplained<Cfrm_lua_trigger>(5);
 }
 
-TEST_F(HelpPages, SpeedDialAndCallRecordingExplainEveryField)
+TEST_P(HelpPages, SpeedDialAndCallRecordingExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_speed_dial>(4);
     expectThatEveryFieldIsExplained<Cfrm_call_recording>(4);
 }
 
-TEST_F(HelpPages, AccessListsExplainEveryField)
+TEST_P(HelpPages, AccessListsExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_sys_black_list>(4);
     expectThatEveryFieldIsExplained<Cfrm_ip_bwlist>(3);
     expectThatEveryFieldIsExplained<Cfrm_evt_channel_auth>(1);
 }
 
-TEST_F(HelpPages, CallerRewritingExplainsEveryField)
+TEST_P(HelpPages, CallerRewritingExplainsEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_clr_rewriting>(3);
 }
 
-TEST_F(HelpPages, CallShopRatesExplainEveryField)
+TEST_P(HelpPages, CallShopRatesExplainEveryField)
 {
     expectThatEveryFieldIsExplained<Cfrm_callshop>(4);
 }
