@@ -14,6 +14,7 @@
 #include <sofia-sip/su_log.h>
 #include <sofia-sip/su_wait.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -54,7 +55,8 @@ bool tellsOfMessages(int fd, su_root_t* root)
     if (su_msg_create(
             message, su_root_task(root), su_root_task(root), [](su_root_magic_t*, su_msg_r, su_msg_arg_t*) {}, 0) != 0)
         return false;
-    su_msg_send(message);
+    // The stack does not wake its own thread.
+    std::thread([&message] { su_msg_send(message); }).join();
     pollfd waiting = {fd, POLLIN, 0};
     const bool isTold = poll(&waiting, 1, 0) > 0;
     su_root_step(root, 0);
@@ -140,12 +142,9 @@ bool SipStack::run(const std::function<void()>& onStart, const std::function<voi
         if (receivedByStack() != received)
             continue;
         const su_duration_t wait = next < 0 ? kLongestWaitMs : std::clamp(next, kShortestWaitMs, kLongestWaitMs);
-        if (eventPoll >= 0) {
-            pollfd waiting = {eventPoll, POLLIN, 0};
-            poll(&waiting, 1, static_cast<int>(wait));
-        } else {
-            su_root_step(root, kShortestWaitMs);
-        }
+        pollfd waiting = {eventPoll, POLLIN, 0};
+        // Without the descriptor packets wait a little; the stack's own waiting would be none while a timer is near.
+        poll(&waiting, 1, static_cast<int>(eventPoll >= 0 ? wait : kShortestWaitMs));
     }
 }
 
