@@ -216,7 +216,7 @@ TEST_F(CallsOffersTest, AnInviteWhileItRingsIsRefused)
     PhoneDialog caller = callerOf(invite, phone("2001"));
     EXPECT_EQ(send(caller, SipMethod::Invite, kHold)->status(), 500);
     PhoneDialog called = calledOf(branch, phone("2002"));
-    EXPECT_EQ(send(called, SipMethod::Invite, kHold)->status(), 500);
+    EXPECT_EQ(send(called, SipMethod::Invite, kHold)->status(), 491);
     EXPECT_FALSE(hasNext("INVITE"));
     EXPECT_FALSE(invite->isDecided);
 }

@@ -34,6 +34,8 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
     _caller.allow = _invite.allow;
     _caller.isTimerSupported = _invite.isTimerSupported;
     _caller.heardAtMs = _host.clock().steadyMs();
+    if (_invite.body.isSdp())
+        _initialOffer = kCaller;
 }
 
 Call::Call(CallHost& host, int number, Call& origin, const CallMessage& invite, const CallSource& source,
@@ -316,8 +318,10 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         return;
     const bool wasAnswered = _winner >= 0;
     if (_exchange) {
-        if (_exchange->server != nullptr && !_exchange->server->isAnswered())
+        if (!_exchange->server->isAnswered())
             _exchange->server->answer({_exchange->isInvite ? 487 : 481});
+        else if (_exchange->isGiven())
+            confirmLateOffer(_exchange->before);
         _exchange.reset();
     }
     for (const auto& relay : _relays)
@@ -396,25 +400,30 @@ void Call::drop()
     finishIfDone();
 }
 
+// With the answer to the offer that came within the call.
+void Call::confirmLateOffer(const SipBody& answer)
+{
+    CallLeg& other = leg(_exchange->to);
+    CallRequestOut ack = other.dialog.ack(other.inviteCseq);
+    ack.body = bodyFor(other, answer);
+    _host.transport().sendAck(ack, *_exchange->client);
+}
+
 void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
 {
     if (_exchange && &invite == _exchange->server.get()) {
         if (_exchange->isCancelled)
             return; // it confirms the failure
         _caller.heardAtMs = _exchange->from == kCaller ? _host.clock().steadyMs() : _caller.heardAtMs;
-        if (_exchange->isLateOffer) {
-            const int other = _exchange->to;
-            CallRequestOut request = leg(other).dialog.ack(leg(other).inviteCseq);
-            request.body = bodyFor(leg(other), ack.body);
-            if (_exchange->client != nullptr)
-                _host.transport().sendAck(request, *_exchange->client);
-        }
+        if (_exchange->isLateOffer)
+            confirmLateOffer(ack.body);
         _exchange.reset();
         return;
     }
     if (&invite != _transaction.get())
         return;
     _isAcked = true;
+    _initialOffer.reset();
     _caller.heardAtMs = _host.clock().steadyMs();
     if (_winner >= 0 && _branches[static_cast<size_t>(_winner)]->isConfirmable)
         confirm(static_cast<size_t>(_winner), ack.body);
@@ -462,6 +471,8 @@ void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::uni
     Branch& branch = *_branches[0];
     const uint32_t rseq = branch.rseqs.front();
     branch.rseqs.pop_front();
+    if (prack.body.isSdp() && !_invite.body.isSdp())
+        _initialOffer.reset();
     CallMessage passed = prack;
     passed.passed += headerLine("RAck", std::to_string(rseq) + " " + std::to_string(branch.leg.inviteCseq) + " INVITE");
     pass(kCaller, passed, std::move(transaction));

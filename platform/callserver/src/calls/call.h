@@ -156,6 +156,8 @@ private:
         bool isLateOffer = false; // the answer comes with the ACK
         bool isCancelled = false;
         SipBody before; // what the other side got last before it
+        // The other side has made the offer that was asked for.
+        [[nodiscard]] bool isGiven() const { return isLateOffer && !isCancelled && server->isAnswered(); }
     };
     // Any other request that is passed on.
     struct Relay {
@@ -184,6 +186,7 @@ private:
     void onFailure(size_t branch, const CallMessage& response);
     void answerCaller(const CallMessage& response);
     void confirm(size_t branch, const SipBody& body);
+    void confirmLateOffer(const SipBody& answer);
     void hangUp(size_t branch, const CallMessage& response);
 
     void fail(const CallAnswer& answer);
@@ -211,6 +214,11 @@ private:
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
     void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _isRefreshing; }
+    // Why an offer of that side may not go on now; 0: it may.
+    [[nodiscard]] int refusalOfOffer(int from, bool isInvite) const;
+    // The side whose offer waits for its answer; nothing: there is none.
+    [[nodiscard]] std::optional<int> openOffer() const;
+    void noteEarlyOffer(const CallMessage& response);
 
     // Transfers: of a side that asks for one, and what becomes of it.
     void onRefer(int leg, const CallMessage& request, ServerTransaction& transaction);
@@ -281,6 +289,7 @@ private:
     int _winner = -1; // the branch that answered
     FailureChoice _failures;
     std::optional<Exchange> _exchange;
+    std::optional<int> _initialOffer; // the side whose offer of the initial INVITE waits for its answer
     std::optional<Referral> _referral;
     unsigned _referrals = 0;
     Call* _origin = nullptr;  // the call that this one is made for, until it has a caller of its own

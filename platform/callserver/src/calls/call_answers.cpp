@@ -76,8 +76,21 @@ void Call::onProgress(size_t index, const CallMessage& response)
     if (response.rseq != 0 && _transaction->answerReliably(answer)) {
         branch.rseqs.push_back(response.rseq);
         _wasReliable = true;
-    } else
+        noteEarlyOffer(response);
+    } else {
         _transaction->answer(answer);
+    }
+}
+
+// RFC 3262 section 5: a reliable answer answers the offer, or makes it.
+void Call::noteEarlyOffer(const CallMessage& response)
+{
+    if (!response.body.isSdp())
+        return;
+    if (_invite.body.isSdp())
+        _initialOffer.reset();
+    else
+        _initialOffer = 0;
 }
 
 std::string Call::featuresFor(const CallLeg& other) const
@@ -116,6 +129,8 @@ void Call::onSuccess(size_t index, const CallMessage& response)
         branch.isConfirmable = true; // the answer to its offer comes with the caller's ACK
     else
         confirm(index, {});
+    if (branch.rseqs.empty())
+        _initialOffer = branch.isConfirmable ? std::optional(_winner) : std::nullopt;
     BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
     _record.data.flags |= kCdrCalledAddr;
     if (_origin == nullptr)

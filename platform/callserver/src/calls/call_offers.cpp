@@ -82,18 +82,35 @@ void Call::leave(size_t index)
     onFailure(index, gone);
 }
 
+std::optional<int> Call::openOffer() const
+{
+    if (!_exchange)
+        return _initialOffer;
+    return _exchange->isGiven() ? _exchange->to : _exchange->from;
+}
+
+// RFC 3261 section 14.2, RFC 3311 section 5.2: 500 on top of the own INVITE or offer, 491 against those of the other
+// side, which had to pass here.
+int Call::refusalOfOffer(int from, bool isInvite) const
+{
+    constexpr int kLater = 500;
+    constexpr int kPending = 491;
+    const bool isOther = _exchange ? _exchange->isInvite && _exchange->from != from : from != kCaller && !_isAcked;
+    if (isInvite && (isOther || _winner < 0))
+        return isOther ? kPending : kLater;
+    if (const std::optional<int> offerer = openOffer(); offerer)
+        return offerer == from ? kLater : kPending;
+    return isOfferPending() || !otherSide(from) ? kPending : 0;
+}
+
 void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     const bool isInvite = request.method == SipMethod::Invite;
     const std::optional<int> to = otherSide(from);
-    const bool isOverlapping = (_exchange && _exchange->from == from) || (isInvite && _winner < 0);
-    if (isOverlapping) {
-        transaction->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
-        return;
-    }
-    const bool isInitialOpen = from != kCaller && !_isAcked && _winner >= 0;
-    if (!to || isOfferPending() || (isInvite && isInitialOpen)) {
-        transaction->answer({491});
+    if (const int refusal = refusalOfOffer(from, isInvite); refusal != 0) {
+        const bool isLater = refusal == 500;
+        transaction->answer(
+            {refusal, {}, isLater ? headerLine("Retry-After", std::to_string(kRetryAfter)) : std::string()});
         return;
     }
     if (hasTimers() && LegTimer::isTooShort(request)) {
