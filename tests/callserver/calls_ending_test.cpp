@@ -308,6 +308,33 @@ TEST_F(CallsEndingTest, CallsOverTcpSurviveTheSocketsOfUdp)
     expectNothingLeft();
 }
 
+TEST_F(CallsEndingTest, AnAnswerThatCrossesTheEndOfTheSocketsIsLeftToTheStack)
+{
+    const FakePhone overTcp = addPhone("2002", kTransportTcp);
+    call("2001", "2002");
+    (void)next("INVITE");
+    const SentPtr branch = next("INVITE");
+    ASSERT_EQ(branch->request.destination.address, overTcp.source.address);
+    server().dropUdp();
+    EXPECT_TRUE(branch->isCancelled);
+    EXPECT_FALSE(branch->isHeard) << "who hears a success has to confirm and to end it";
+    expectNothingLeft();
+}
+
+TEST_F(CallsEndingTest, ACallerOverTcpIsToldThatHisCallEndedWithTheSocketsOfUdp)
+{
+    const FakePhone caller = addPhone("2001", kTransportTcp);
+    const HeardPtr invite = call(caller, "2002");
+    answer(next("INVITE"), 200, kAnswer);
+    ASSERT_EQ(invite->status(), 200);
+    server().dropUdp();
+    EXPECT_EQ(next("BYE")->request.destination.address, phone("2002").source.address);
+    EXPECT_FALSE(hasNext("BYE")) << "before the caller has confirmed";
+    ack(invite);
+    EXPECT_EQ(next("BYE")->request.destination.address, caller.source.address);
+    expectNothingLeft();
+}
+
 TEST_F(CallsEndingTest, ThousandsOfCallsLeaveNothingBehind)
 {
     for (int i = 0; i < 2000; ++i) {

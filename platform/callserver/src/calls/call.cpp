@@ -16,6 +16,11 @@ bool isSameEnd(const SipSource& a, const SipSource& b)
     return a.address == b.address && a.port == b.port && a.transport == b.transport;
 }
 
+bool isOverUdp(const CallLeg& leg)
+{
+    return leg.dialog.peer.transport == kTransportUdp;
+}
+
 } // namespace
 
 Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction,
@@ -64,9 +69,8 @@ const CallLeg* Call::legAt(int leg) const
 
 bool Call::usesUdp() const
 {
-    const auto isUdp = [](const CallLeg& leg) { return leg.dialog.peer.transport == kTransportUdp; };
-    return isUdp(_caller) ||
-           std::any_of(_branches.begin(), _branches.end(), [&](const auto& branch) { return isUdp(branch->leg); });
+    return isOverUdp(_caller) ||
+           std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) { return isOverUdp(branch->leg); });
 }
 
 std::optional<int> Call::otherSide(int number) const
@@ -394,9 +398,10 @@ void Call::drop()
 {
     if (!_isEnded)
         release(503, "The server changes its address");
-    _owedBye.reset();
-    for (const auto& branch : _branches)
-        branch->isFinal = true;
+    // Who is connected still hears his good-bye.
+    if (isOverUdp(_caller))
+        _owedBye.reset();
+    giveUpBranches();
     finishIfDone();
 }
 

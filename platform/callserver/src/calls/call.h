@@ -195,6 +195,7 @@ private:
     void sendBye(CallLeg& leg, std::string_view headers);
     void sendOwedBye();
     void giveUpExchange(int64_t now);
+    void giveUpBranches();
     void cancelBranches(size_t except, const std::string& headers);
     [[nodiscard]] bool followRedirection();
     static void showAs(DialAnswer& answer, const CallLeg& shown);

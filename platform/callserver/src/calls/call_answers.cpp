@@ -196,6 +196,16 @@ void Call::onFailure(size_t index, const CallMessage& response)
     fail(_failures.answer());
 }
 
+// Nobody waits for their answers any more. To a success that comes all the same the stack says good-bye, once it is not
+// heard here.
+void Call::giveUpBranches()
+{
+    for (const auto& branch : _branches) {
+        branch->isFinal = true;
+        branch->invite.reset();
+    }
+}
+
 void Call::cancelBranches(size_t except, const std::string& headers)
 {
     for (size_t i = 0; i < _branches.size(); ++i)

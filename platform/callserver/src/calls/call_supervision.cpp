@@ -14,9 +14,7 @@ void Call::step()
             reschedule();
             return;
         }
-        // Whoever has not answered by now is gone.
-        for (const auto& branch : _branches)
-            branch->isFinal = true;
+        giveUpBranches(); // whoever has not answered by now is gone
         _owedBye.reset();
         finishIfDone();
         return;
