@@ -511,4 +511,22 @@ TEST_F(CallsOffersTest, RequestsFollowTheTelephoneToItsNewAddress)
     EXPECT_EQ(next("INFO")->request.uri, "sip:moved@192.0.2.2:6070");
 }
 
+TEST_F(CallsOffersTest, ALateOfferIsConfirmedAlsoWhenTheCallEndsBeforeItsAnswer)
+{
+    for (const bool isLost : {true, false}) {
+        Talk made = talk();
+        const HeardPtr reinvite = send(made.called, SipMethod::Invite);
+        const SentPtr passed = next("INVITE");
+        answer(passed, 200, kOffer);
+        ASSERT_EQ(reinvite->status(), 200);
+        if (isLost)
+            FakeCallTransport::leaveUnconfirmed(reinvite);
+        else
+            (void)server().releaseAll();
+        ASSERT_EQ(passed->acks.size(), 1U);
+        EXPECT_TRUE(passed->acks.front().body.isEmpty());
+        expectNothingLeft();
+    }
+}
+
 } // namespace
