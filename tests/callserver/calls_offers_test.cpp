@@ -529,4 +529,26 @@ TEST_F(CallsOffersTest, ALateOfferIsConfirmedAlsoWhenTheCallEndsBeforeItsAnswer)
     }
 }
 
+TEST_F(CallsOffersTest, ATelephoneThatRefusesTextsWhileItRingsRingsOn)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 180);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    const HeardPtr info = send(caller, SipMethod::Info);
+    answer(next("INFO"), 481);
+    EXPECT_EQ(info->status(), 481);
+    const HeardPtr update = send(caller, SipMethod::Update, kOffer);
+    answer(next("UPDATE"), 481);
+    EXPECT_EQ(update->status(), 481);
+    EXPECT_EQ(invite->status(), 180);
+    EXPECT_FALSE(branch->isCancelled);
+    answer(branch, 200, kAnswer);
+    EXPECT_EQ(invite->status(), 200);
+    ack(invite);
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    expectNothingLeft();
+}
+
 } // namespace

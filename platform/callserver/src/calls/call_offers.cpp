@@ -180,7 +180,8 @@ void Call::onOfferAnswer(const CallMessage& response)
         if (!_exchange->isCancelled)
             _exchange->server->answer({response.status, response.phrase, response.passed});
         closeExchange();
-        if (isDialogGone(response))
+        // Before the answer it is the INVITE that tells whether somebody is there.
+        if (isDialogGone(response) && _winner >= 0)
             end(408, reasonLine(response.status, "The other side is gone"),
                 response.status == 481 ? std::optional(to) : std::nullopt);
         return;
@@ -271,7 +272,7 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
             if (isOwn(response))
                 return;
             leg(side).heardAtMs = _host.clock().steadyMs();
-            if (response.status == 481)
+            if (response.status == 481 && _winner >= 0)
                 end(408, reasonLine(481, "The other side is gone"), side);
         });
     _relays.push_back(std::move(relay));
