@@ -8,6 +8,7 @@
 #include "sip/stack_sockets.h"
 #include "streams/flow_table.h"
 #include "support/free_port.h"
+#include "support/no_calls.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -40,7 +41,7 @@ public:
     }
 };
 
-class Handler final : public SipHandler {
+class Handler final : public NoCalls {
 public:
     void reset()
     {
