@@ -1,7 +1,6 @@
 #include "callserver/fake_call_transport.h"
 
-#include <gtest/gtest.h>
-
+#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -16,7 +15,8 @@ public:
     }
     void cancel(const std::string& /*headers*/) override
     {
-        EXPECT_EQ(_sent->request.method, "INVITE");
+        if (_sent->request.method != "INVITE")
+            std::abort();
         _sent->isCancelled = _sent->isCancelled || !_sent->isFinal;
     }
     [[nodiscard]] const SentPtr& sent() const { return _sent; }
@@ -39,6 +39,7 @@ public:
     void setListener(ServerTransactionListener* listener) override { _heard->listener = listener; }
     void answer(const CallAnswer& answer) override
     {
+        _heard->finals += answer.status >= 200 ? 1 : 0;
         if (_heard->isDecided)
             return;
         _isAnswered = answer.status >= 200;

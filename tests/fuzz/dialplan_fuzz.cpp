@@ -4,6 +4,7 @@
 #include "dialplan/dial_plan.h"
 #include "dialplan/prefix_match.h"
 #include "fuzz/fuzz_checks.h"
+#include "fuzz/input_bytes.h"
 
 #include <algorithm>
 #include <array>
@@ -14,23 +15,15 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace {
 
 constexpr size_t kMaxSteps = 300; // far above what these tables can give
 
-// Takes the input apart; behind its end everything is 0.
-class Choices {
+class Choices : public InputBytes {
 public:
-    Choices(const uint8_t* data, size_t size) : _rest(data, data + size) {}
+    using InputBytes::InputBytes;
 
-    bool areLeft() const { return _next < _rest.size(); }
-    unsigned upTo(unsigned last)
-    {
-        const unsigned byte = areLeft() ? _rest[_next++] : 0;
-        return byte % (last + 1);
-    }
     // Few characters, so that numbers and rules often meet.
     std::string number(unsigned longest = 4)
     {
@@ -50,10 +43,6 @@ public:
     }
     std::string plan() { return upTo(3) == 0 ? "other" : "default"; }
     std::string line() { return {static_cast<char>('a' + upTo(3))}; }
-
-private:
-    std::vector<uint8_t> _rest;
-    size_t _next = 0;
 };
 
 class FuzzedCounts final : public CallCounts {
