@@ -15,7 +15,7 @@ fuzz_target() {
             corpora+=(tests/data/fuzz/request tests/data/torture)
             set -- "$@" -dict=tests/data/fuzz/sip.dict
             ;;
-        framer | via) set -- "$@" -dict=tests/data/fuzz/sip.dict ;;
+        call_datagram | framer | via) set -- "$@" -dict=tests/data/fuzz/sip.dict ;;
     esac
     # One input takes a moment; one that takes this long (s) is a find.
     "$target" -max_total_time="$seconds" -timeout=20 -print_final_stats=0 -verbosity=0 "$@" \
