@@ -39,21 +39,30 @@ bool isOfBody(std::string_view name)
     return std::find(kOfBody.begin(), kOfBody.end(), name) != kOfBody.end();
 }
 
+const sip_unknown_t* asUnknown(const msg_header_t* header)
+{
+    return sip_is_unknown(reinterpret_cast<const sip_header_t*>(header)) != 0
+               ? reinterpret_cast<const sip_unknown_t*>(header)
+               : nullptr;
+}
+
 std::string_view nameOf(const msg_header_t* header)
 {
-    const char* name = header->sh_class->hc_name;
-    if (name == nullptr && sip_is_unknown(reinterpret_cast<const sip_header_t*>(header)) != 0)
-        name = reinterpret_cast<const sip_unknown_t*>(header)->un_name;
+    const sip_unknown_t* unknown = asUnknown(header);
+    const char* name = unknown == nullptr ? header->sh_class->hc_name : unknown->un_name;
     return name == nullptr ? std::string_view() : std::string_view(name);
 }
 
-// The line as it came, with its end; empty for a header that the stack has made or changed.
-std::string_view lineOf(const msg_header_t* header)
+// Written anew: the stack parses messages in their place, and keeps no lines. Folded ones become one.
+std::string lineOf(const msg_header_t* header, std::string_view name)
 {
-    if (header->sh_data == nullptr || header->sh_len < 2)
-        return {};
-    const std::string_view line(static_cast<const char*>(header->sh_data), header->sh_len);
-    return line.ends_with("\r\n") ? line : std::string_view();
+    const sip_unknown_t* unknown = asUnknown(header);
+    std::string value = unknown == nullptr             ? headerValue(header)
+                        : unknown->un_value == nullptr ? ""
+                                                       : unknown->un_value;
+    std::replace_if(
+        value.begin(), value.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    return value.empty() ? std::string() : headerLine(name, value);
 }
 
 void addLines(msg_t* message, CallMessage& result)
@@ -65,7 +74,7 @@ void addLines(msg_t* message, CallMessage& result)
         if (!isBody && !isPassed(name))
             continue;
         std::string& lines = isBody ? result.body.headers : result.passed;
-        if (const std::string_view line = lineOf(header); lines.size() + line.size() <= kMaxPassed)
+        if (const std::string line = lineOf(header, name); lines.size() + line.size() <= kMaxPassed)
             lines += line;
     }
 }
