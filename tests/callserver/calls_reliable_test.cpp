@@ -109,6 +109,22 @@ TEST_F(CallsReliableTest, ARepeatedAnswerIsPassedOnce)
     EXPECT_EQ(invite->statuses(), (Statuses{100, 183, 180}));
 }
 
+// RFC 3262 section 4: what is not the next one comes again.
+TEST_F(CallsReliableTest, AnAnswerThatOvertookAnotherIsNotTaken)
+{
+    begin(true);
+    progress(183, 10, kAnswer);
+    progress(180, 12);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183}));
+    progress(182, 11);
+    progress(180, 12);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183, 182, 180}));
+    for (const char* rack : {"RAck: 10 1 INVITE", "RAck: 11 1 INVITE", "RAck: 12 1 INVITE"}) {
+        prack();
+        EXPECT_TRUE(isIn(next("PRACK")->request.headers, rack));
+    }
+}
+
 TEST_F(CallsReliableTest, AnAnswerThatIsNotReliableStaysSo)
 {
     begin(true);

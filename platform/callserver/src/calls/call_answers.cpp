@@ -47,7 +47,8 @@ void Call::onProgress(size_t index, const CallMessage& response)
     if (!response.allow.empty())
         branch.leg.allow = response.allow;
     if (response.rseq != 0) {
-        if (response.rseq <= branch.seenRseq)
+        // RFC 3262 section 4: what is not the next one is not taken; it comes again.
+        if (branch.seenRseq != 0 && response.rseq != branch.seenRseq + 1)
             return;
         branch.seenRseq = response.rseq;
     }
