@@ -87,6 +87,55 @@ TEST_F(CallsForkingTest, ASecondAnswerThatCrossesIsConfirmedAndHungUp)
     expectNothingLeft();
 }
 
+// A proxy at the address of the telephone rings several, and all of them answer.
+TEST_F(CallsForkingTest, ALateSuccessOfTheSameInviteIsConfirmedAndHungUpOnce)
+{
+    Talk made = talk();
+    CallMessage success;
+    success.method = SipMethod::Invite;
+    success.status = 200;
+    success.source = phone("2002").source;
+    success.callId = made.branch->request.callId;
+    success.cseq = made.branch->request.cseq;
+    success.from = {"sip:2001@198.51.100.1:5060", "2001", "198.51.100.1", "Phone 2001", made.called.serverTag};
+    success.to = {"sip:2002@198.51.100.1", "2002", "198.51.100.1", {}, "late"};
+    success.contact = "sip:late@203.0.113.9";
+    success.routes = {"<sip:first@203.0.113.9;lr>", "<sip:second@203.0.113.9;lr>"};
+    for (int i = 0; i < 2; ++i)
+        server().onStraySuccess(success);
+    ASSERT_EQ(transport.strayAcks.size(), 2U);
+    EXPECT_EQ(transport.strayAcks[0].cseq, made.branch->request.cseq);
+    EXPECT_EQ(transport.strayAcks[0].to, "<sip:2002@198.51.100.1>;tag=late");
+    const SentPtr bye = next("BYE");
+    EXPECT_FALSE(hasNext("BYE"));
+    EXPECT_EQ(bye->request.uri, "sip:late@203.0.113.9");
+    EXPECT_EQ(bye->request.from, made.branch->request.from);
+    EXPECT_EQ(bye->request.cseq, made.branch->request.cseq + 1);
+    EXPECT_EQ(bye->request.routes,
+              (std::vector<std::string>{"<sip:second@203.0.113.9;lr>", "<sip:first@203.0.113.9;lr>"}));
+    EXPECT_EQ(bye->request.destination.address, "192.0.2.2") << "where it came from, not where it says";
+
+    success.to.tag = made.called.tag; // the one that talks
+    server().onStraySuccess(success);
+    success.to.tag = "foreign";
+    success.source = phone("2003").source; // nobody who was called
+    server().onStraySuccess(success);
+    EXPECT_EQ(transport.strayAcks.size(), 2U);
+    success.source = phone("2002").source;
+    for (size_t i = 0; i < 2 * Calls::kMaxStrays; ++i) {
+        success.to.tag = "many" + std::to_string(i);
+        server().onStraySuccess(success);
+    }
+    EXPECT_EQ(transport.strayAcks.size(), 1 + Calls::kMaxStrays);
+    EXPECT_EQ(server().size(), 1U);
+    hangUp(made);
+    pass(Calls::kLingerMs / 1000 + 1);
+    success.to.tag = "nobodys";
+    server().onStraySuccess(success);
+    EXPECT_EQ(transport.strayAcks.size(), 1 + Calls::kMaxStrays);
+    expectNothingLeft();
+}
+
 TEST_F(CallsForkingTest, ATelephoneThatLostDoesNotEndTheCall)
 {
     begin(2);

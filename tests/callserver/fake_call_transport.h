@@ -42,6 +42,7 @@ public:
     [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
                                                           ResponseHandler onResponse) override;
     void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
+    void sendAck(const CallRequestOut& ack) override { strayAcks.push_back(ack); }
     [[nodiscard]] std::string localHost(const SipSource& /*peer*/) override { return kHost; }
 
     // A request that comes in. The transaction is for the server.
@@ -57,4 +58,5 @@ public:
     static void leaveUnconfirmed(const HeardPtr& invite);
 
     std::vector<SentPtr> sent;
+    std::vector<CallRequestOut> strayAcks; // of what belongs to no transaction
 };

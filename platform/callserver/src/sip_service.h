@@ -36,6 +36,7 @@ public:
     [[nodiscard]] bool mayAnswerUnproven(const SipSource& source) override;
     [[nodiscard]] CallVerdict judge(const CallMessage& request) override;
     void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) override;
+    void onStraySuccess(const CallMessage& response) override { _calls.onStraySuccess(response); }
     void onUdpClosing() override { _calls.dropUdp(); }
 
 private:

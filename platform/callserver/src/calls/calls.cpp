@@ -82,6 +82,26 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
         beginCall(request, std::move(transaction));
 }
 
+void Calls::onStraySuccess(const CallMessage& response)
+{
+    const auto held = _callIds.find(std::string_view(response.callId));
+    if (held == _callIds.end() || held->second.source != sourceKey(response.source.address) || response.to.tag.empty())
+        return;
+    if (const auto it = _legs.find(std::string_view(response.from.tag));
+        it != _legs.end() && it->second.call->legAt(it->second.leg)->dialog.remoteTag == response.to.tag)
+        return; // that one is confirmed already, and the stack repeats its ACK
+    std::vector<std::string>& hungUp = held->second.hungUp;
+    const bool isNew = std::find(hungUp.begin(), hungUp.end(), response.to.tag) == hungUp.end();
+    if (isNew && hungUp.size() >= kMaxStrays)
+        return;
+    Dialog stray = dialogOfStray(response);
+    _transport.sendAck(stray.ack(response.cseq));
+    if (!isNew)
+        return;
+    hungUp.push_back(response.to.tag);
+    (void)_transport.send(stray.request("BYE"), [](const CallMessage&) {});
+}
+
 // Its first message came before anybody knew that it is traced.
 void Calls::traceFrom(const CallMessage& request, const std::string& caller, const std::string& called)
 {

@@ -32,9 +32,15 @@ public:
     // After judge() has served it.
     void onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
 
+    // A telephone answered an INVITE that another one has answered, or that nobody waits for: it is confirmed and hung
+    // up.
+    void onStraySuccess(const CallMessage& response);
+
     // For how long what belongs to an ended call is heard: the longest life of a transaction (RFC 3261, timers H and
     // J).
     static constexpr int64_t kLingerMs = 35'000;
+    // More telephones behind one contact are none.
+    static constexpr size_t kMaxStrays = 8;
 
     // Does what is due; cheap when nothing is.
     void step();
@@ -113,8 +119,9 @@ private:
     std::vector<std::unique_ptr<Call>> _finished;                         // to be destroyed where nobody is within them
     std::unordered_map<std::string, LegRef, Hash, std::equal_to<>> _legs; // by our tag
     struct Held {
-        unsigned legs = 0; // by how many
-        SourceKey source;  // of the other end
+        unsigned legs = 0;               // by how many
+        SourceKey source;                // of the other end
+        std::vector<std::string> hungUp; // tags of those that answered too late
     };
     std::unordered_map<std::string, Held, Hash, std::equal_to<>> _callIds;
     // Those of ended legs, and until when: what was answered is still repeated and confirmed.

@@ -87,6 +87,20 @@ void Dialog::learn(const CallMessage& response)
     routes.assign(response.routes.rbegin(), response.routes.rend());
 }
 
+Dialog dialogOfStray(const CallMessage& success)
+{
+    Dialog dialog;
+    dialog.callId = success.callId;
+    dialog.localTag = success.from.tag;
+    dialog.localParty = nameAddr(success.from.display, success.from.uri);
+    dialog.remoteParty = nameAddr(success.to.display, success.to.uri);
+    dialog.remoteTarget = success.to.uri;
+    dialog.localCseq = success.cseq;
+    dialog.peer = success.source;
+    dialog.learn(success);
+    return dialog;
+}
+
 Dialog dialogOfCaller(const CallMessage& invite, std::string localTag)
 {
     Dialog dialog;

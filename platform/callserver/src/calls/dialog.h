@@ -40,5 +40,8 @@ constexpr const char* kAnonymousParty = "\"Anonymous\" <sip:anonymous@anonymous.
 // Of an INVITE that came in.
 [[nodiscard]] Dialog dialogOfCaller(const CallMessage& invite, std::string localTag);
 
+// Of a success that nobody waits for, as it says itself.
+[[nodiscard]] Dialog dialogOfStray(const CallMessage& success);
+
 // 64 random bits as text: nobody can guess a dialog that he does not know.
 [[nodiscard]] std::string randomTag();

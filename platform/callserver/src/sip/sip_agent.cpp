@@ -281,7 +281,9 @@ struct SipAgent::Impl {
 
 SipAgent::SipAgent(SipStack& stack, SipHandler& handler, AddressSource addresses, FlowTable& flows)
     : _impl(new Impl{stack, handler, std::move(addresses), flows, {}})
-{}
+{
+    _impl->calls.setStrayListener([&handler](const CallMessage& response) { handler.onStraySuccess(response); });
+}
 
 SipAgent::~SipAgent() = default;
 

@@ -43,6 +43,8 @@ public:
     [[nodiscard]] virtual CallVerdict judge(const CallMessage& request) = 0;
     // After it was judged to be served.
     virtual void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) = 0;
+    // A success of an INVITE that no transaction waits for: another one was first, or nobody wants it any more.
+    virtual void onStraySuccess(const CallMessage& /*response*/) {}
     // The sockets of UDP are about to be closed, with all transactions over them.
     virtual void onUdpClosing() = 0;
 };

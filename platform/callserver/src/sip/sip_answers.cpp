@@ -305,6 +305,13 @@ void refuse(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSourc
         answer(agent, message, source, SIP_420_BAD_EXTENSION, headerLine("Unsupported", unsupportedOptions(sip)));
 }
 
+bool isSuccessOfInvite(const sip_t* sip)
+{
+    return sip != nullptr && sip->sip_status != nullptr && sip->sip_status->st_status >= 200 &&
+           sip->sip_status->st_status < 300 && sip->sip_cseq != nullptr &&
+           sip->sip_cseq->cs_method == sip_method_invite;
+}
+
 bool hasCredentials(const sip_t* sip)
 {
     return sip->sip_authorization != nullptr || sip->sip_proxy_authorization != nullptr;
@@ -329,6 +336,8 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
 {
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
+        if (isSuccessOfInvite(sip))
+            handler.onStraySuccess(callResponse(message, sip, sip->sip_status->st_status, source));
         msg_destroy(message);
         return;
     }

@@ -348,6 +348,16 @@ public:
         _isInvite = isInvite;
     }
 
+    // Of an INVITE over a stream: what its CANCEL will be made of. As a proxy the stack takes one that was cancelled
+    // there for done, and hears of none of its answers.
+    void keepForCancel(const CallRequestOut& invite, const std::string& via)
+    {
+        _own = std::make_unique<OwnCancel>(OwnCancel{invite, via});
+        _own->request.method = "CANCEL";
+        _own->request.body = {};
+        _own->request.hasContact = false;
+    }
+
     void cancel(const std::string& headers) override
     {
         if (_outgoing == nullptr || !_isInvite || _isFinal || std::exchange(_isCancelled, true))
@@ -361,6 +371,7 @@ public:
     {
         auto& self = *reinterpret_cast<StackClientTransaction*>(magic);
         const int status = sip == nullptr ? nta_outgoing_status(outgoing) : sip->sip_status->st_status;
+        const bool isLate = self._isFinal;
         self._isFinal = self._isFinal || status >= 200;
         if (!std::exchange(self._hasProvisional, true) && self._isCancelled && !self._isFinal)
             self.sendCancel();
@@ -372,6 +383,10 @@ public:
             callResponse(message, isOwn ? nullptr : sip, status, isOwn ? SipSource() : self._destination);
         if (message != nullptr)
             msg_destroy(message);
+        if (isLate) {
+            self._calls._onStray(response);
+            return 0;
+        }
         // It may destroy this object.
         const ResponseHandler handler = self._onResponse;
         handler(response);
@@ -403,14 +418,25 @@ private:
     // answer to a CANCEL that it has not sent for a fault of its own, and aborts the process.
     void sendCancel()
     {
+        if (_own != nullptr) {
+            _own->request.headers = _cancelHeaders;
+            _calls.sendCancel(_own->request, _own->via);
+            return;
+        }
         (void)nta_outgoing_tcancel(_outgoing, nullptr, nullptr,
                                    TAG_IF(!_cancelHeaders.empty(), SIPTAG_HEADER_STR(_cancelHeaders.c_str())),
                                    TAG_END());
     }
 
+    struct OwnCancel {
+        CallRequestOut request;
+        std::string via;
+    };
+
     StackCalls& _calls;
     uint64_t _number;
     SipSource _destination;
+    std::unique_ptr<OwnCancel> _own;
     ResponseHandler _onResponse;
     nta_agent_t* _agent = nullptr;
     nta_outgoing_t* _outgoing = nullptr;
@@ -565,6 +591,22 @@ struct Target {
     [[nodiscard]] const url_string_t* get() const { return reinterpret_cast<const url_string_t*>(url.c_str()); }
 };
 
+// As a user agent the stack would confirm and end the second success of an INVITE itself: where its Contact says, by
+// whatever names stand there, and over none of the connections. As a proxy it leaves all of them to us.
+class AsProxy {
+public:
+    explicit AsProxy(nta_agent_t* agent) : _agent(agent)
+    {
+        (void)nta_agent_set_params(_agent, NTATAG_UA(0), TAG_END());
+    }
+    ~AsProxy() { (void)nta_agent_set_params(_agent, NTATAG_UA(1), TAG_END()); }
+    AsProxy(const AsProxy&) = delete;
+    AsProxy& operator=(const AsProxy&) = delete;
+
+private:
+    nta_agent_t* _agent;
+};
+
 } // namespace
 
 std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& request, ResponseHandler onResponse)
@@ -575,6 +617,9 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
     msg_t* message = way.agent == nullptr ? nullptr : makeRequest(request, way);
     nta_outgoing_t* outgoing = nullptr;
     auto* const magic = reinterpret_cast<nta_outgoing_magic_t*>(transaction.get());
+    std::optional<AsProxy> asProxy;
+    if (message != nullptr && request.method == "INVITE")
+        asProxy.emplace(way.agent);
     if (message != nullptr && way.connection != nullptr)
         outgoing =
             nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, nullptr, message,
@@ -588,7 +633,9 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
             msg_destroy(message);
         failLater(transaction.get());
     } else {
-        transaction->begin(way.agent, outgoing, request.method == "INVITE");
+        transaction->begin(way.agent, outgoing, asProxy.has_value());
+        if (asProxy && way.connection != nullptr)
+            transaction->keepForCancel(request, way.via);
     }
     return transaction;
 }
@@ -615,14 +662,39 @@ void StackCalls::loseLater(StackServerTransaction* transaction)
     });
 }
 
+void StackCalls::sendCancel(const CallRequestOut& cancel, const std::string& via)
+{
+    Way way = wayTo(cancel.destination);
+    if (way.connection == nullptr)
+        return;
+    way.via = via;
+    msg_t* message = makeRequest(cancel, way);
+    if (message == nullptr)
+        return;
+    nta_outgoing_t* outgoing = nta_outgoing_mcreate(way.agent, nullptr, nullptr, nullptr, message,
+                                                    NTATAG_TPORT(way.connection), NTATAG_USER_VIA(1), TAG_END());
+    if (outgoing == nullptr)
+        msg_destroy(message);
+    else
+        nta_outgoing_destroy(outgoing);
+}
+
 void StackCalls::sendAck(const CallRequestOut& ack, const ClientTransaction& invite)
 {
-    const std::string branch = static_cast<const StackClientTransaction&>(invite).branch();
+    sendAckOf(static_cast<const StackClientTransaction&>(invite).branch(), ack);
+}
+
+void StackCalls::sendAck(const CallRequestOut& ack)
+{
+    sendAckOf("z9hG4bK" + randomToken(), ack);
+}
+
+void StackCalls::sendAckOf(const std::string& branch, const CallRequestOut& ack)
+{
     const Way way = wayTo(ack.destination);
     msg_t* message = way.agent == nullptr || branch.empty() ? nullptr : makeRequest(ack, way);
     if (message == nullptr)
         return;
-    // With the branch of the INVITE the stack repeats the ACK for each repetition of the success.
     nta_outgoing_t* outgoing = nullptr;
     if (way.connection != nullptr)
         outgoing = nta_outgoing_mcreate(way.agent, nullptr, nullptr, nullptr, message, NTATAG_TPORT(way.connection),

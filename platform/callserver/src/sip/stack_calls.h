@@ -10,6 +10,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 class FlowTable;
@@ -31,6 +32,8 @@ class StackCalls final : public CallTransport {
 public:
     StackCalls(SipStack& stack, std::function<UdpSockets()> udp, FlowTable& flows);
 
+    // Hears of successes of an INVITE that come after its first one.
+    void setStrayListener(std::function<void(const CallMessage&)> listener) { _onStray = std::move(listener); }
     void setStreams(nta_agent_t* streams) { _streams = streams; }
     // A transaction for a request that has none yet. Takes the message. Null: the stack refuses it.
     [[nodiscard]] std::unique_ptr<ServerTransaction> accept(nta_agent_t* agent, msg_t* message, sip_t* sip,
@@ -41,6 +44,7 @@ public:
     [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
                                                           ResponseHandler onResponse) override;
     void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
+    void sendAck(const CallRequestOut& ack) override;
     [[nodiscard]] std::string localHost(const SipSource& peer) override;
 
 private:
@@ -58,6 +62,10 @@ private:
     // "<sip:user@host;transport=tcp>"
     [[nodiscard]] std::string contactText(const std::string& user, const SipSource& peer);
     [[nodiscard]] msg_t* makeRequest(const CallRequestOut& request, const Way& way);
+    // The stack answers repetitions of the success of an INVITE with this branch with it.
+    void sendAckOf(const std::string& branch, const CallRequestOut& ack);
+    // `via`: of the INVITE that it is for, over a stream.
+    void sendCancel(const CallRequestOut& cancel, const std::string& via);
     void failLater(StackClientTransaction* transaction);
     // The connection to there is gone.
     [[nodiscard]] bool isCut(const SipSource& peer) const;
@@ -66,6 +74,7 @@ private:
     SipStack& _stack;
     std::function<UdpSockets()> _udp;
     FlowTable& _flows;
+    std::function<void(const CallMessage&)> _onStray;
     nta_agent_t* _streams = nullptr;
     uint64_t _sent = 0;                                    // requests
     uint64_t _taken = 0;                                   // likewise
