@@ -195,7 +195,7 @@ void CallPhone::answer(const PhoneMessage& request, int status, const std::strin
         text += "Via: " + via + "\r\n";
     std::string to = request.header("To");
     if (to.find(";tag=") == std::string::npos)
-        to += ";tag=q" + std::to_string(_client.port());
+        to += ";tag=" + (_tag.empty() ? "q" + std::to_string(_client.port()) : _tag);
     const std::string cseq = request.header("CSeq");
     text += "From: " + request.header("From") + "\r\nTo: " + to + "\r\nCall-ID: " + request.header("Call-ID") +
             "\r\nCSeq: " + cseq + "\r\n";
@@ -240,9 +240,19 @@ void CallPhone::ack(const PhoneMessage& success, const std::string& body)
     send("ACK", body);
 }
 
+void CallPhone::sendForInvite(const std::string& method, const std::string& to)
+{
+    _client.send(method + " " + _inviteUri + " SIP/2.0\r\n" + _inviteVia + "Max-Forwards: 70\r\nFrom: " + _local +
+                 "\r\nTo: " + to + "\r\nCall-ID: " + _callId + "\r\nCSeq: " + std::to_string(_inviteCseq) + " " +
+                 method + "\r\nContent-Length: 0\r\n\r\n");
+}
+
 void CallPhone::cancel()
 {
-    _client.send("CANCEL " + _inviteUri + " SIP/2.0\r\n" + _inviteVia + "Max-Forwards: 70\r\nFrom: " + _local +
-                 "\r\nTo: " + withoutTag(_remote) + "\r\nCall-ID: " + _callId +
-                 "\r\nCSeq: " + std::to_string(_inviteCseq) + " CANCEL\r\nContent-Length: 0\r\n\r\n");
+    sendForInvite("CANCEL", withoutTag(_remote));
+}
+
+void CallPhone::confirmFailure(const PhoneMessage& failure)
+{
+    sendForInvite("ACK", failure.header("To"));
 }

@@ -48,13 +48,17 @@ public:
     // The next message whatever it is, repetitions too; none within the time: an empty one.
     [[nodiscard]] PhoneMessage hear(int timeoutMs);
 
-    // Answers a request; from the second answer of an INVITE on the same tag. Takes the dialog from an INVITE.
+    // Answers a request; all answers of an INVITE with the same tag. Takes the dialog from an INVITE.
     void answer(const PhoneMessage& request, int status, const std::string& body = {},
                 const std::vector<std::string>& headers = {});
+    // From now on with this tag: as another telephone behind the same proxy. Empty: with the usual one.
+    void answerAs(const std::string& tag) { _tag = tag; }
     // A request within the dialog, with the next CSeq (ACK: that of the INVITE).
     void send(const std::string& method, const std::string& body = {}, const std::vector<std::string>& headers = {});
     // Takes the dialog from an answer to the own INVITE, and confirms it.
     void ack(const PhoneMessage& success, const std::string& body = {});
+    // Confirms a failure of the own INVITE.
+    void confirmFailure(const PhoneMessage& failure);
     // Takes the dialog from an early answer.
     void learn(const PhoneMessage& answer);
     void cancel();
@@ -71,6 +75,8 @@ private:
                             const std::vector<std::string>& headers);
     std::string sendAuthorized(const std::string& method, const std::string& to, const std::string& body,
                                const std::vector<std::string>& headers, PhoneMessage* final);
+    // That of the INVITE with another name: the ACK of its failure, or CANCEL.
+    void sendForInvite(const std::string& method, const std::string& to);
     [[nodiscard]] std::string via();
 
     SipClient _client;
@@ -78,6 +84,7 @@ private:
     SipClient::Transport _transport;
     std::string _user;
     std::set<std::string> _heard; // what makes a message a repetition
+    std::string _tag;             // in answers; empty: the usual one
     std::string _callId;
     std::string _local;  // From of own requests, with the tag
     std::string _remote; // To of them
