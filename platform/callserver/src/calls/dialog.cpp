@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cinttypes>
+#include <cstdint>
 #include <cstdio>
 #include <openssl/rand.h>
 #include <utility>
@@ -26,16 +28,25 @@ std::string uriOf(const std::string& route)
                : route.substr(begin + 1, end - begin - 1);
 }
 
+// Many at a time: the source takes as long for one.
+uint64_t randomNumber()
+{
+    thread_local std::array<uint64_t, 64> numbers{};
+    thread_local size_t left = 0;
+    if (left == 0) {
+        // Where there is no randomness no nonce was made either, and no call gets here.
+        (void)RAND_bytes(reinterpret_cast<unsigned char*>(numbers.data()), sizeof numbers);
+        left = numbers.size();
+    }
+    return numbers[--left];
+}
+
 } // namespace
 
 std::string randomTag()
 {
-    std::array<unsigned char, 8> bytes{};
-    // Where there is no randomness no nonce was made either, and no call gets here.
-    (void)RAND_bytes(bytes.data(), bytes.size());
-    std::array<char, 2 * bytes.size() + 1> text{};
-    for (size_t i = 0; i < bytes.size(); ++i)
-        std::snprintf(text.data() + 2 * i, 3, "%02x", unsigned{bytes[i]});
+    std::array<char, 17> text{};
+    std::snprintf(text.data(), text.size(), "%016" PRIx64, randomNumber());
     return text.data();
 }
 
