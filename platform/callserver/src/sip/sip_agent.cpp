@@ -186,7 +186,7 @@ struct Service {
         agent = nta_agent_create(stack.root(), noSocketYet, callback, magic, NTATAG_MCLASS(sourceBoundMessages()),
                                  NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource),
                                  NTATAG_MAXSIZE(kMaxMessageSize), NTATAG_MAX_PROCEEDING(kMaxProceeding), NTATAG_UA(1),
-                                 NTATAG_MERGE_482(1), TAG_END());
+                                 NTATAG_MERGE_482(1), NTATAG_PRELOAD(kMessagePreload), TAG_END());
         bind(addresses);
     }
 
@@ -334,8 +334,8 @@ uint16_t SipAgent::openStreams()
         _impl->stack.root(), reinterpret_cast<const url_string_t*>("sip:127.0.0.1:0;transport=tcp"),
         Impl::onStreamMessage, reinterpret_cast<nta_agent_magic_t*>(_impl.get()), NTATAG_MCLASS(sourceBoundMessages()),
         NTATAG_BAD_REQ_MASK(sip_mask_request), NTATAG_SERVER_RPORT(kAnswerToSource), NTATAG_MAXSIZE(kMaxStreamRead),
-        NTATAG_MAX_PROCEEDING(kMaxProceeding), NTATAG_UA(1), NTATAG_MERGE_482(1), TPTAG_QUEUESIZE(SOMAXCONN),
-        TAG_END());
+        NTATAG_MAX_PROCEEDING(kMaxProceeding), NTATAG_UA(1), NTATAG_MERGE_482(1), NTATAG_PRELOAD(kMessagePreload),
+        TPTAG_QUEUESIZE(SOMAXCONN), TAG_END());
     _impl->calls.setStreams(_impl->streams);
     closeStackStreams();
     forgetStackSockets();

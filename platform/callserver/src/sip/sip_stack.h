@@ -6,6 +6,9 @@
 
 struct su_root_s;
 
+// Bytes that the stack asks for at once for the headers of a message, instead of for each of them.
+constexpr unsigned kMessagePreload = 2048;
+
 // All that belongs to the stack lives on the thread that calls run(); others post. Never destroyed.
 class SipStack {
 public:

@@ -570,6 +570,7 @@ msg_t* StackCalls::makeRequest(const CallRequestOut& request, const Way& way)
     msg_t* message = msg_create(sip_default_mclass(), 0);
     if (message == nullptr)
         return nullptr;
+    su_home_preload(msg_home(message), 1, kMessagePreload);
     if (sip_add_tl(message, sip_object(message), SIPTAG_REQUEST_STR(line.c_str()), SIPTAG_HEADER_STR(headers.c_str()),
                    TAG_IF(!request.body.isEmpty(), SIPTAG_PAYLOAD(payloadOf(message, request.body))), TAG_END()) < 0 ||
         sip_object(message)->sip_request == nullptr || sip_object(message)->sip_cseq == nullptr ||
