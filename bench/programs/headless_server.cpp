@@ -1,6 +1,6 @@
 // The server without console. Data folder: PARLOVEX_HOME. Prints "ready" when it runs and log lines of the SIP sockets,
-// ends on SIGTERM, and then prints how much memory it had asked for and not given back, and how many events it has
-// published.
+// how much memory it has asked for and not given back on SIGUSR1; ends on SIGTERM, and then prints that once more, and
+// how many events it has published.
 #include "bcl2/event_bus.h"
 #include "bcl2/log.h"
 #include "cachedb2/switch_variants.h"
@@ -10,10 +10,12 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <malloc.h>
 #include <mutex>
 #include <string_view>
+#include <thread>
 
 namespace {
 
@@ -23,7 +25,8 @@ struct Counter {
     std::atomic<unsigned long> count = 0;
 };
 
-std::array<Counter, 5> counters = {{{kEvtUserState, "states"},
+std::array<Counter, 6> counters = {{{kEvtCallRecord, "call events"},
+                                    {kEvtUserState, "states"},
                                     {kEvtUserAgent, "agents"},
                                     {kEvtUserAddress, "addresses"},
                                     {kEvtLog, "server log lines"},
@@ -42,6 +45,27 @@ void printSocketLine(void*, void* text, void*)
         std::printf("%s\n", line.data());
         std::fflush(stdout);
     }
+}
+
+size_t heapBytes()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
+// Blocks the signal in this thread and those that it starts later, and answers it in one of its own.
+void tellHeapWhenAsked()
+{
+    sigset_t asked;
+    sigemptyset(&asked);
+    sigaddset(&asked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &asked, nullptr);
+    std::thread([asked] {
+        for (int signal = 0; sigwait(&asked, &signal) == 0;) {
+            std::printf("heap now: %zu\n", heapBytes());
+            std::fflush(stdout);
+        }
+    }).detach();
 }
 
 void readSwitches()
@@ -63,6 +87,7 @@ void onTerminate(void* context, void*, void*)
 
 int main()
 {
+    tellHeapWhenAsked();
     set_app_singals();
     readSwitches();
     static Ending& ending = *new Ending;
@@ -79,8 +104,7 @@ int main()
         std::unique_lock lock(ending.mutex);
         ending.wake.wait(lock, [] { return ending.isWanted || TerminationWanted(); });
     }
-    const struct mallinfo2 heap = mallinfo2();
-    std::printf("heap: %zu\n", heap.uordblks + heap.hblkhd);
+    std::printf("heap: %zu\n", heapBytes());
     CloseServer();
     for (const Counter& counter : counters)
         std::printf("%s: %lu\n", counter.name, counter.count.load());

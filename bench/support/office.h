@@ -15,6 +15,10 @@ constexpr unsigned kOfficeUsers = 10'000; // as many as the reference's configur
 // limit on what one source may ask, since all load comes from one. Throws when the store refuses.
 void fillOffice(const std::string& dataFolder, unsigned users, uint16_t port);
 
+// The same for calls: a dial plan, a last user at whom calls may wait, and calls that are authenticated, or believed to
+// the telephone that registered.
+void fillCallOffice(const std::string& dataFolder, unsigned users, uint16_t port, bool areCallsAuthenticated);
+
 // For sipp: the users first, first + 1, ...
 [[nodiscard]] std::vector<SippUser> officeUsers(unsigned first, unsigned count);
 

@@ -3,6 +3,7 @@
 #include "support/free_port.h"
 #include "support/loopback_socket.h"
 #include "support/office.h"
+#include "support/patience.h"
 
 #include "cachedb2/fac_mgr.h"
 
@@ -95,6 +96,12 @@ ParlovexServer::ParlovexServer(unsigned users) : MeasuredServer("Parlovex")
     startServer();
 }
 
+ParlovexServer::ParlovexServer(unsigned users, ServedCalls calls) : MeasuredServer("Parlovex")
+{
+    fillCallOffice(_folder.path(), users, port(), calls == ServedCalls::Authenticated);
+    startServer();
+}
+
 void ParlovexServer::startServer()
 {
     start({BENCH_SERVER}, {"PARLOVEX_HOME=" + _folder.path()});
@@ -108,6 +115,22 @@ double ParlovexServer::restartMs()
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
 }
 
+double ParlovexServer::heapBytes()
+{
+    constexpr std::string_view kMark = "heap now: ";
+    const size_t before = output().size();
+    sendSignal(SIGUSR1);
+    std::string text;
+    const bool isTold = waitUntil([&] {
+        text = output();
+        const size_t at = text.find(kMark, before);
+        return at != std::string::npos && text.find('\n', at) != std::string::npos;
+    });
+    if (!isTold)
+        throw std::runtime_error("the server does not tell its heap");
+    return std::stod(text.substr(text.find(kMark, before) + kMark.size()));
+}
+
 size_t ParlovexServer::countBindings()
 {
     end();
@@ -116,13 +139,14 @@ size_t ParlovexServer::countBindings()
     return Cdb_fac_mgr(options).DbReadRegistrations().size();
 }
 
-KamailioServer::KamailioServer() : MeasuredServer("Kamailio")
+KamailioServer::KamailioServer(ServedCalls calls) : MeasuredServer("Kamailio")
 {
     std::string config = TemporaryFolder::read(BENCH_FILES "/kamailio.cfg.in");
+    replaceAll(config, "@AUTHENTICATE@", calls == ServedCalls::Authenticated ? "#!define AUTHENTICATE_CALLS" : "");
     replaceAll(config, "@PORT@", std::to_string(port()));
     replaceAll(config, "@MODULES@", kamailioModules());
     // In the foreground, with its log on standard error.
     start({"kamailio", "-DD", "-E", "-f", _folder.write("kamailio.cfg", config), "-Y", _folder.path(), "-P",
-           _folder.file("pid"), "-w", _folder.path(), "-m", "256", "-M", "16"},
+           _folder.file("pid"), "-w", _folder.path(), "-m", "1024", "-M", "16"},
           {});
 }

@@ -78,7 +78,8 @@ std::string injection(const std::vector<SippUser>& users)
 std::string scenarioText(const std::string& name, const std::map<std::string, std::string>& values)
 {
     std::string text;
-    std::istringstream lines(TemporaryFolder::read(std::string(TEST_DATA) + "/sipp/" + name));
+    const bool isPath = name.front() == '/';
+    std::istringstream lines(TemporaryFolder::read(isPath ? name : std::string(TEST_DATA) + "/sipp/" + name));
     for (std::string line; std::getline(lines, line);) {
         for (const auto& [key, value] : values) {
             const std::string place = "[=" + key + "]";
@@ -144,7 +145,7 @@ SippLoad::SippLoad(const TemporaryFolder& folder, const SippPlan& plan)
     : _ownPort(plan.ownPort),
       _isTcp(plan.isTcp),
       _statistics(folder.file(runName(plan) + ".csv")),
-      _patience(countOf(plan) / std::max(1U, plan.perSecond) + kTestPatience.count())
+      _patience(countOf(plan) / std::max(1U, plan.perSecond) + plan.pauseMs / 1000 + kTestPatience.count())
 {
     std::filesystem::remove(_statistics);
     _process = std::make_unique<ChildProcess>(commandLine(folder, plan, _statistics, _patience),

@@ -20,7 +20,8 @@ struct SippUser {
 };
 
 struct SippPlan {
-    // A file of tests/data/sipp. A line "@file@" in it stands for that file, "[=name]" for one of the values.
+    // A file of tests/data/sipp, or a path. A line "@file@" in it stands for that file, "[=name]" for one of the
+    // values.
     std::string scenario;
     std::map<std::string, std::string> values = {};
     uint16_t serverPort = 0;
@@ -34,6 +35,7 @@ struct SippPlan {
     bool isRepeating = true;
     // So many of a hundred messages are lost in each direction.
     unsigned lostPercent = 0;
+    unsigned pauseMs = 0; // that the scenario rests; so much longer may the run take
 };
 
 struct SippResult {
