@@ -29,6 +29,8 @@ public:
           CdrStore& records, const Clock& clock, CallAdmission::CredentialsSink sink);
 
     [[nodiscard]] CallVerdict judge(const CallMessage& request);
+    // A number that help is called by (gVarCcfEmergencyNumbers).
+    [[nodiscard]] bool isEmergency(std::string_view dialed) { return _plan.now().isEmergencyNumber(dialed); }
     // After judge() has served it.
     void onRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
 
