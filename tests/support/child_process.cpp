@@ -61,6 +61,13 @@ void ChildProcess::sendSignal(int signal) const
         kill(_pid, signal);
 }
 
+void ChildProcess::stop() const
+{
+    sendSignal(SIGSTOP);
+    siginfo_t info{};
+    (void)waitid(P_PID, static_cast<id_t>(_pid), &info, WSTOPPED | WEXITED | WNOWAIT);
+}
+
 std::optional<int> ChildProcess::wait(std::chrono::seconds patience)
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;

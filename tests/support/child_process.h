@@ -3,6 +3,7 @@
 
 #include "support/patience.h"
 
+#include <csignal>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -21,6 +22,9 @@ public:
 
     [[nodiscard]] pid_t pid() const { return _pid; }
     void sendSignal(int signal) const;
+    // None of its threads runs from here on; until resume().
+    void stop() const;
+    void resume() const { sendSignal(SIGCONT); }
     // The exit code, or the number of the signal that ended it, negative; nothing when it does not end in time.
     std::optional<int> wait(std::chrono::seconds patience = kTestPatience);
     // True once the output contains the text; false when it has not come in time, or the process ended without it.

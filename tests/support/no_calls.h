@@ -12,6 +12,7 @@ public:
     {
         return false;
     }
+    [[nodiscard]] unsigned overloadBy(std::string_view /*dialed*/) override { return 0; }
     [[nodiscard]] bool mayAnswerUnproven(const SipSource& /*source*/) override { return true; }
     [[nodiscard]] CallVerdict judge(const CallMessage& /*request*/) override { return {false, 405}; }
     void onCallRequest(const CallMessage& /*request*/, std::unique_ptr<ServerTransaction> /*transaction*/) override {}

@@ -3,6 +3,7 @@
 #include "server_log.h"
 #include "sip/local_addresses.h"
 #include "sip/numeric_hosts.h"
+#include "sip/stack_sockets.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -47,6 +48,7 @@ SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& s
       _streams(streams),
       _clock(clock),
       _refusals(clock),
+      _overload(clock),
       _agent(_stack, *this, localAddresses, streams.flows()),
       _calls(store, registrar, _refusals, _agent.calls(), records, clock,
              [this](const SipSource& source, Credentials credentials) { return noteCredentials(source, credentials); }),
@@ -111,6 +113,7 @@ void SipService::step()
     drainStackStreams();
     _registrar.expire();
     _calls.step();
+    _overload.step();
     const int64_t now = _clock.steadyMs();
     if (now - _addressesAtMs < kAddressCheckMs)
         return;
@@ -147,6 +150,12 @@ void SipService::releaseAllCalls()
 bool SipService::hasCall(std::string_view callId, const SipSource& source) const
 {
     return _calls.has(callId, sourceKey(source.address));
+}
+
+unsigned SipService::overloadBy(std::string_view dialed)
+{
+    return _overload.isTooMuch({packetWaitMs(), _stack.unrestMs()}) && !_calls.isEmergency(dialed) ? _overload.refuse()
+                                                                                                   : 0;
 }
 
 bool SipService::mayAnswerUnproven(const SipSource& source)

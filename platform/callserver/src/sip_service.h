@@ -5,6 +5,7 @@
 #include "clock.h"
 #include "registrar/refusal_log.h"
 #include "registrar/registrar.h"
+#include "sip/overload.h"
 #include "sip/packet_gate.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
@@ -33,6 +34,7 @@ public:
     [[nodiscard]] bool admits(const SipSource& source, bool hasCredentials) override;
     [[nodiscard]] RegisterReply onRegister(const RegisterRequest& request) override;
     [[nodiscard]] bool hasCall(std::string_view callId, const SipSource& source) const override;
+    [[nodiscard]] unsigned overloadBy(std::string_view dialed) override;
     [[nodiscard]] bool mayAnswerUnproven(const SipSource& source) override;
     [[nodiscard]] CallVerdict judge(const CallMessage& request) override;
     void onCallRequest(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction) override;
@@ -54,6 +56,7 @@ private:
     const Clock& _clock;
     RefusalLog _refusals;
     SourceGuard _guard;
+    Overload _overload;
     SipStack _stack;
     SipAgent _agent;
     Calls _calls;

@@ -38,6 +38,9 @@ public:
     [[nodiscard]] virtual RegisterReply onRegister(const RegisterRequest& request) = 0;
     // A call with this Call-ID is in progress, and the source is a side of it.
     [[nodiscard]] virtual bool hasCall(std::string_view callId, const SipSource& source) const = 0;
+    // Whether a new call has to be refused because more come than can be served: the seconds after which it may be
+    // tried again, 0 when not.
+    [[nodiscard]] virtual unsigned overloadBy(std::string_view dialed) = 0;
     // Whether a request with credentials is to be answered though nobody has looked at them: anybody can write some.
     [[nodiscard]] virtual bool mayAnswerUnproven(const SipSource& source) = 0;
     [[nodiscard]] virtual CallVerdict judge(const CallMessage& request) = 0;

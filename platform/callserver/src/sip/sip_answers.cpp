@@ -7,6 +7,7 @@
 #include "sip/sip_request.h"
 #include "sip/stack_calls.h"
 #include "sip/stack_sockets.h"
+#include "sip/stack_text.h"
 #include "sip/via_source.h"
 #include "trace/message_trace.h"
 
@@ -312,6 +313,11 @@ bool isSuccessOfInvite(const sip_t* sip)
            sip->sip_cseq->cs_method == sip_method_invite;
 }
 
+bool isNewCall(const sip_t* sip)
+{
+    return sip->sip_request->rq_method == sip_method_invite && sip->sip_to->a_tag == nullptr;
+}
+
 bool hasCredentials(const sip_t* sip)
 {
     return sip->sip_authorization != nullptr || sip->sip_proxy_authorization != nullptr;
@@ -349,6 +355,16 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
             msg_destroy(message);
         else
             refuse(agent, message, sip, source);
+        return;
+    }
+    const unsigned retryAfter =
+        isNewCall(sip) ? handler.overloadBy(unescapedText(sip->sip_request->rq_url->url_user)) : 0;
+    if (retryAfter != 0) {
+        if (hasCredentials(sip) && !handler.mayAnswerUnproven(source))
+            msg_destroy(message);
+        else
+            answer(agent, message, source, SIP_503_SERVICE_UNAVAILABLE,
+                   headerLine("Retry-After", std::to_string(retryAfter)));
         return;
     }
     const sip_method_t method = sip->sip_request->rq_method;

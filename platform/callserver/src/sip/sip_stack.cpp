@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <dirent.h>
 #include <mutex>
@@ -91,10 +92,11 @@ struct SipStack::Impl {
             pause();
     }
 
-    std::mutex mutex; // for all below; `root` is read without it on the stack's thread
+    std::mutex mutex; // for all below but `restedAt`; `root` is read without it on the stack's thread
     std::condition_variable parked;
     su_root_t* root = nullptr;
     std::vector<Work> early;
+    std::chrono::steady_clock::time_point restedAt = std::chrono::steady_clock::now(); // of the stack's thread
     bool isParking = false;
     bool isParked = false;
 };
@@ -106,6 +108,12 @@ SipStack::~SipStack() = default;
 su_root_s* SipStack::root() const
 {
     return _impl->root;
+}
+
+int64_t SipStack::unrestMs() const
+{
+    using std::chrono::milliseconds;
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - _impl->restedAt).count();
 }
 
 bool SipStack::run(const std::function<void()>& onStart, const std::function<void()>& onStep)
@@ -145,6 +153,7 @@ bool SipStack::run(const std::function<void()>& onStart, const std::function<voi
         pollfd waiting = {eventPoll, POLLIN, 0};
         // Without the descriptor packets wait a little; the stack's own waiting would be none while a timer is near.
         poll(&waiting, 1, static_cast<int>(eventPoll >= 0 ? wait : kShortestWaitMs));
+        _impl->restedAt = std::chrono::steady_clock::now();
     }
 }
 

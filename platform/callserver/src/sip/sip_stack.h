@@ -1,6 +1,7 @@
 // The event loop of the SIP stack and its thread.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -29,6 +30,9 @@ public:
     // thread uses (its source of random numbers). Waits at most so long; false: the thread still works. Any other
     // thread.
     bool park(unsigned timeoutMs);
+
+    // Milliseconds since the stack's thread had nothing to do for the last time. On that thread.
+    [[nodiscard]] int64_t unrestMs() const;
 
     // For the other files of this folder; null before run().
     [[nodiscard]] su_root_s* root() const;

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
+#include <ctime>
 #include <sofia-sip/su.h>
 #include <string>
 #include <sys/ioctl.h>
@@ -42,6 +44,7 @@ struct StackSockets {
     size_t waitingSize = 0;
     sockaddr_storage waitingSource{};
     socklen_t waitingSourceSize = 0;
+    timespec arrivedAt{}; // by the time of day; zero: the kernel does not say
     alignas(16) std::array<char, kMaxPacket> waiting{};
 
     // The one that was taken last lies in the same place.
@@ -58,17 +61,40 @@ struct StackSockets {
             socklen_t size = sizeof type;
             const bool isKnown = getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
             kinds[index] = isKnown && type == SOCK_DGRAM ? SocketKind::Datagram : SocketKind::Other;
+            const int isWanted = 1;
+            if (kinds[index] == SocketKind::Datagram)
+                (void)setsockopt(fd, SOL_SOCKET, SO_TIMESTAMPNS, &isWanted, sizeof isWanted);
         }
         return kinds[index] == SocketKind::Datagram;
+    }
+
+    // Into `waiting` and what stands around it.
+    ssize_t receive(int fd)
+    {
+        iovec part = {waiting.data(), waiting.size()};
+        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(timespec))> notes{};
+        msghdr header{};
+        header.msg_name = &waitingSource;
+        header.msg_namelen = sizeof waitingSource;
+        header.msg_iov = &part;
+        header.msg_iovlen = 1;
+        header.msg_control = notes.data();
+        header.msg_controllen = notes.size();
+        const ssize_t size = recvmsg(fd, &header, MSG_DONTWAIT);
+        waitingSourceSize = header.msg_namelen;
+        arrivedAt = {};
+        const cmsghdr* note = size < 0 ? nullptr : CMSG_FIRSTHDR(&header);
+        if (note != nullptr && note->cmsg_level == SOL_SOCKET && note->cmsg_type == SCM_TIMESTAMPNS)
+            std::memcpy(&arrivedAt, CMSG_DATA(note), sizeof arrivedAt);
+        return size;
     }
 
     // The size of the next packet that is admitted; -1 with errno when none is there.
     ssize_t readPacket(int fd)
     {
         for (int i = 0; i < kMaxDropsInARow; ++i) {
-            waitingSourceSize = sizeof waitingSource;
             auto* source = reinterpret_cast<sockaddr*>(&waitingSource);
-            const ssize_t size = recvfrom(fd, waiting.data(), waiting.size(), MSG_DONTWAIT, source, &waitingSourceSize);
+            const ssize_t size = receive(fd);
             if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
                 return -1;
             // An error is what an earlier answer met; it is told once.
@@ -169,6 +195,18 @@ std::string_view handledPacket()
 {
     const StackSockets& all = sockets();
     return {all.waiting.data(), all.handledSize};
+}
+
+int64_t packetWaitMs()
+{
+    const StackSockets& all = sockets();
+    if (all.handledSize == 0 || all.arrivedAt.tv_sec == 0)
+        return 0;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    // The clock may have been set meanwhile.
+    return std::max<int64_t>(0, int64_t{now.tv_sec - all.arrivedAt.tv_sec} * 1000 +
+                                    (now.tv_nsec - all.arrivedAt.tv_nsec) / 1'000'000);
 }
 
 void answerPacket(std::string_view packet)

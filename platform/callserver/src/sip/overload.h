@@ -1,0 +1,48 @@
+// Keeps the calls that are there when more come than can be served: new ones are refused until what has come is worked
+// off.
+#pragma once
+
+#include "clock.h"
+
+#include <cstddef>
+#include <cstdint>
+
+// How far behind the SIP thread is. Milliseconds.
+struct Backlog {
+    int64_t packetMs = 0; // that a packet has waited in its socket; 0: it came over a connection
+    int64_t unrestMs = 0; // since the thread had nothing to do for the last time
+};
+
+// SIP thread.
+class Overload {
+public:
+    // Whoever waits so long soon sends again (RFC 3261, timer T1: 500 ms), which makes more of it.
+    static constexpr int64_t kBeginWaitMs = 150;
+    // What is left is worked off faster than telephones notice.
+    static constexpr int64_t kEndWaitMs = 30;
+    // Of a packet that waits in a connection nobody knows how long it does; but without overload there is always a
+    // moment of rest within this time.
+    static constexpr int64_t kBeginUnrestMs = 2000;
+    // Without a refusal; shorter pauses between them are not told.
+    static constexpr int64_t kCalmMs = 10'000;
+    // Seconds, spread so that those who were refused together do not come back together (RFC 3261 section 20.33).
+    static constexpr unsigned kMinRetryAfter = 5;
+    static constexpr unsigned kMaxRetryAfter = 15;
+
+    explicit Overload(const Clock& clock) : _clock(clock) {}
+
+    // Whether a new call that has come just now is too much.
+    [[nodiscard]] bool isTooMuch(const Backlog& backlog);
+    // It was refused. Gives the seconds after which it may be tried again.
+    [[nodiscard]] unsigned refuse();
+    // Says in the log when it is over. Cheap; call it now and then.
+    void step();
+
+private:
+    const Clock& _clock;
+    bool _isRefusing = false;
+    bool _isTold = false;
+    size_t _refused = 0; // since it was told
+    int64_t _beganAtMs = 0;
+    int64_t _refusedAtMs = 0; // the last one
+};
