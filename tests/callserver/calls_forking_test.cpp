@@ -1,6 +1,8 @@
 // Users with several telephones.
 #include "callserver/calls_fixture.h"
 
+#include <utility>
+
 namespace {
 
 using Statuses = std::vector<int>;
@@ -87,7 +89,86 @@ TEST_F(CallsForkingTest, ASecondAnswerThatCrossesIsConfirmedAndHungUp)
     expectNothingLeft();
 }
 
-// A proxy at the address of the telephone rings several, and all of them answer.
+// A proxy at the address of the telephone rings several (RFC 3261 section 12.1.2).
+class ProxiedTest : public CallsForkingTest {
+protected:
+    void progress(const std::string& tag, int status, uint32_t rseq, const std::string& body = {})
+    {
+        answer(branches[0], status, body, [&](CallMessage& response) {
+            response.to.tag = tag;
+            response.contact = "sip:" + tag + "@192.0.2.2";
+            response.rseq = rseq;
+        });
+    }
+    HeardPtr prack() { return FakeCallTransport::prack(invite, initial(phone("2001"), "server", SipMethod::Prack)); }
+    HeardPtr say(const std::string& tag, uint32_t cseq, SipMethod method)
+    {
+        PhoneDialog dialog = calledOf(branches[0], phone("2002"));
+        dialog.tag = tag;
+        dialog.cseq = cseq - 1;
+        return send(dialog, method);
+    }
+    void ring()
+    {
+        invite = call("2001", "2002", [](CallMessage& request) { request.isReliableSupported = true; });
+        branches.push_back(next("INVITE"));
+    }
+};
+
+TEST_F(ProxiedTest, EachTelephoneHasItsOwnReliableAnswers)
+{
+    ring();
+    progress("first", 183, 100, kAnswer);
+    progress("second", 183, 7, kAnswer);
+    progress("first", 180, 101);
+    progress("second", 180, 7); // said already
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183, 183, 180}));
+    for (const auto& [tag, rack] : {std::pair("first", "RAck: 100 1 INVITE"), std::pair("second", "RAck: 7 1 INVITE"),
+                                    std::pair("first", "RAck: 101 1 INVITE")}) {
+        const HeardPtr confirmed = prack();
+        const SentPtr passed = next("PRACK");
+        EXPECT_NE(passed->request.headers.find(std::string(rack) + "\r\n"), std::string::npos);
+        EXPECT_NE(passed->request.to.find(std::string(";tag=") + tag), std::string::npos) << passed->request.to;
+        EXPECT_EQ(passed->request.uri, std::string("sip:") + tag + "@192.0.2.2");
+        answer(passed, 200);
+        EXPECT_EQ(confirmed->status(), 200);
+    }
+}
+
+TEST_F(ProxiedTest, EachTelephoneMaySpeakBeforeOneAnswers)
+{
+    ring();
+    progress("first", 180, 0);
+    progress("second", 180, 0);
+    const HeardPtr info = say("first", 30, SipMethod::Info);
+    EXPECT_EQ(info->statuses(), Statuses{});
+    answer(next("INFO"), 200);
+    EXPECT_EQ(info->status(), 200);
+    EXPECT_EQ(say("second", 4, SipMethod::Options)->status(), 200) << "its numbers are its own";
+    EXPECT_EQ(say("first", 30, SipMethod::Options)->status(), 500);
+    EXPECT_EQ(say("third", 1, SipMethod::Options)->status(), 481);
+    progress("first", 180, 0);
+    answer(branches[0], 200, kAnswer, [](CallMessage& success) { success.to.tag = "second"; });
+    ack(invite);
+    EXPECT_EQ(say("first", 31, SipMethod::Options)->status(), 481) << "another one has answered";
+    EXPECT_EQ(say("second", 5, SipMethod::Options)->status(), 200);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    EXPECT_NE(next("BYE")->request.to.find(";tag=second"), std::string::npos);
+    expectNothingLeft();
+}
+
+TEST_F(ProxiedTest, TooManyTelephonesAreNotHeard)
+{
+    ring();
+    for (int i = 0; i < 100; ++i)
+        progress("t" + std::to_string(i), 180, 0);
+    EXPECT_EQ(say("t0", 1, SipMethod::Options)->status(), 200);
+    EXPECT_EQ(say("t99", 1, SipMethod::Options)->status(), 481);
+    EXPECT_LT(invite->answers.size(), 20U);
+}
+
+// All of them answer.
 TEST_F(CallsForkingTest, ALateSuccessOfTheSameInviteIsConfirmedAndHungUpOnce)
 {
     Talk made = talk();

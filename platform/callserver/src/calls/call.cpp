@@ -67,6 +67,19 @@ const CallLeg* Call::legAt(int leg) const
     return static_cast<size_t>(leg) < _branches.size() ? &_branches[static_cast<size_t>(leg)]->leg : nullptr;
 }
 
+const Dialog* Call::dialogWith(int leg, const std::string& remoteTag) const
+{
+    const CallLeg* side = legAt(leg);
+    if (side == nullptr || side->dialog.remoteTag == remoteTag)
+        return side == nullptr ? nullptr : &side->dialog;
+    if (leg == kCaller)
+        return nullptr;
+    for (const EarlyDialog& one : _branches[static_cast<size_t>(leg)]->early)
+        if (one.dialog.remoteTag == remoteTag)
+            return &one.dialog;
+    return nullptr;
+}
+
 bool Call::usesUdp() const
 {
     return isOverUdp(_caller) ||
@@ -474,11 +487,13 @@ void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::uni
         return;
     }
     Branch& branch = *_branches[0];
-    const uint32_t rseq = branch.rseqs.front();
+    const ReliableAnswer confirmed = std::move(branch.rseqs.front());
     branch.rseqs.pop_front();
+    (void)listenTo(0, confirmed.tag);
     if (prack.body.isSdp() && !_invite.body.isSdp())
         _initialOffer.reset();
     CallMessage passed = prack;
-    passed.passed += headerLine("RAck", std::to_string(rseq) + " " + std::to_string(branch.leg.inviteCseq) + " INVITE");
+    passed.passed +=
+        headerLine("RAck", std::to_string(confirmed.rseq) + " " + std::to_string(branch.leg.inviteCseq) + " INVITE");
     pass(kCaller, passed, std::move(transaction));
 }

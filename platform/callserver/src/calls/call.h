@@ -124,6 +124,8 @@ public:
     [[nodiscard]] const CallRecord& record() const { return _record; }
     [[nodiscard]] const SipSource& callerSource() const { return _invite.source; }
     [[nodiscard]] const CallLeg* legAt(int leg) const;
+    // With that side, or with one of the telephones that ring there; null: there is none.
+    [[nodiscard]] const Dialog* dialogWith(int leg, const std::string& remoteTag) const;
     int64_t dueMs = 0; // kept by the host
 
     void onAck(ServerTransaction& invite, const CallMessage& ack) override;
@@ -133,15 +135,27 @@ public:
     void onUnconfirmed(ServerTransaction& invite) override;
 
 private:
+    // With one of the telephones behind a contact, which may be a proxy (RFC 3261 section 12.1.2).
+    struct EarlyDialog {
+        Dialog dialog;
+        uint32_t seenRseq = 0; // of its last reliable answer
+    };
+    struct ReliableAnswer {
+        uint32_t rseq = 0;
+        std::string tag; // of the dialog
+    };
+    // More telephones behind one contact are not heard.
+    static constexpr size_t kMaxEarly = 8;
     // A telephone that was invited.
     struct Branch {
         CallLeg leg;
         std::unique_ptr<ClientTransaction> invite;
-        uint32_t seenRseq = 0;      // of the last reliable answer
-        std::deque<uint32_t> rseqs; // of those that the caller has not confirmed yet
-        uint32_t minTimer = 0;      // what it insisted on for the session timer
-        bool isFinal = false;       // it has answered for good
-        bool isConfirmable = false; // its success waits for the caller's ACK
+        uint32_t seenRseq = 0;            // of the last reliable answer
+        std::deque<ReliableAnswer> rseqs; // those that the caller has not confirmed yet
+        std::vector<EarlyDialog> early;   // those of its dialogs that did not speak last
+        uint32_t minTimer = 0;            // what it insisted on for the session timer
+        bool isFinal = false;             // it has answered for good
+        bool isConfirmable = false;       // its success waits for the caller's ACK
     };
     // An offer within the call that has not been answered yet. There is one at a time (RFC 3261 section 14).
     struct Exchange {
@@ -180,6 +194,8 @@ private:
     [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
     void setNumbers(const DialTarget& target);
 
+    // The leg's dialog is the one with this tag from now on. False: there are too many.
+    [[nodiscard]] bool listenTo(size_t branch, const std::string& tag);
     void onBranchAnswer(size_t branch, const CallMessage& response);
     void onProgress(size_t branch, const CallMessage& response);
     void onSuccess(size_t branch, const CallMessage& response);

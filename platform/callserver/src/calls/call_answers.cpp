@@ -38,10 +38,32 @@ void Call::onBranchAnswer(size_t index, const CallMessage& response)
     finishIfDone();
 }
 
+bool Call::listenTo(size_t index, const std::string& tag)
+{
+    Branch& branch = *_branches[index];
+    Dialog& dialog = branch.leg.dialog;
+    if (tag.empty() || tag == dialog.remoteTag || dialog.remoteTag.empty())
+        return true;
+    auto it = std::find_if(branch.early.begin(), branch.early.end(),
+                           [&tag](const EarlyDialog& one) { return one.dialog.remoteTag == tag; });
+    if (it == branch.early.end()) {
+        if (branch.early.size() >= kMaxEarly)
+            return false;
+        it = branch.early.insert(it, {dialog, 0});
+        it->dialog.remoteTag = tag;
+        it->dialog.remoteCseq = 0;
+    }
+    std::swap(it->dialog, dialog);
+    std::swap(it->seenRseq, branch.seenRseq);
+    dialog.localCseq = std::max(dialog.localCseq, it->dialog.localCseq);
+    dialog.peer = it->dialog.peer;
+    return true;
+}
+
 void Call::onProgress(size_t index, const CallMessage& response)
 {
     Branch& branch = *_branches[index];
-    if (_isEnded || _winner >= 0)
+    if (_isEnded || _winner >= 0 || !listenTo(index, response.to.tag))
         return;
     branch.leg.dialog.learn(response);
     if (!response.allow.empty())
@@ -75,7 +97,7 @@ void Call::onProgress(size_t index, const CallMessage& response)
     }
     const CallAnswer answer = passedAnswer(response, static_cast<int>(index), kCaller);
     if (response.rseq != 0 && _transaction->answerReliably(answer)) {
-        branch.rseqs.push_back(response.rseq);
+        branch.rseqs.push_back({response.rseq, response.to.tag});
         _wasReliable = true;
         noteEarlyOffer(response);
     } else {
@@ -119,6 +141,8 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     Branch& branch = *_branches[index];
     const int64_t now = _host.clock().steadyMs();
     _winner = static_cast<int>(index);
+    (void)listenTo(index, response.to.tag);
+    branch.early.clear();
     branch.leg.dialog.learn(response);
     if (!response.allow.empty())
         branch.leg.allow = response.allow;

@@ -8,6 +8,8 @@
 
 void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
+    if (from != kCaller)
+        (void)listenTo(static_cast<size_t>(from), request.from.tag);
     CallLeg& side = leg(from);
     side.heardAtMs = _host.clock().steadyMs();
     side.isLost = false;

@@ -49,11 +49,11 @@ CallVerdict Calls::judge(const CallMessage& request)
 CallVerdict Calls::judgeWithin(const CallMessage& request) const
 {
     const auto it = _legs.find(std::string_view(request.to.tag));
-    const CallLeg* leg = it == _legs.end() ? nullptr : it->second.call->legAt(it->second.leg);
-    if (leg == nullptr || leg->dialog.callId != request.callId || leg->dialog.remoteTag != request.from.tag)
+    const Dialog* dialog = it == _legs.end() ? nullptr : it->second.call->dialogWith(it->second.leg, request.from.tag);
+    if (dialog == nullptr || dialog->callId != request.callId)
         return {false, 481};
     // RFC 3261 section 12.2.2
-    if (request.cseq <= leg->dialog.remoteCseq && leg->dialog.remoteCseq != 0)
+    if (request.cseq <= dialog->remoteCseq && dialog->remoteCseq != 0)
         return {false, 500};
     return {true};
 }
