@@ -29,12 +29,21 @@ std::vector<SourceFile> filesBelow(std::string_view folder)
         if (!entry.is_regular_file()) {
             continue;
         }
-        std::ifstream in(entry.path(), std::ios::binary);
-        files.push_back({entry.path().lexically_relative(root).generic_string(),
-                         std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
+        files.push_back(fileAt(entry.path().lexically_relative(root).generic_string()));
     }
     std::sort(files.begin(), files.end(), [](const SourceFile& a, const SourceFile& b) { return a.path < b.path; });
     return files;
+}
+
+SourceFile fileAt(std::string_view path)
+{
+    std::ifstream in(fs::path(PARLOVEX_SOURCE_DIR) / path, std::ios::binary);
+    return {std::string(path), std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())};
+}
+
+bool isInTree(std::string_view path)
+{
+    return fs::exists(fs::path(PARLOVEX_SOURCE_DIR) / path);
 }
 
 bool isHeader(std::string_view path)

@@ -16,6 +16,9 @@ using Faults = std::vector<std::string>;
 
 // All files below `folder` (from the repository root), sorted by path; none when there is no such folder.
 [[nodiscard]] std::vector<SourceFile> filesBelow(std::string_view folder);
+// From the repository root; an empty text when there is none.
+[[nodiscard]] SourceFile fileAt(std::string_view path);
+[[nodiscard]] bool isInTree(std::string_view path); // a file or a folder
 
 [[nodiscard]] bool isHeader(std::string_view path);
 [[nodiscard]] bool isCpp(std::string_view path); // a header or a source file
