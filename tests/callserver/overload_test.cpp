@@ -9,9 +9,10 @@
 
 namespace {
 
+// At a server that has worked without a pause for a while.
 Backlog waited(int64_t ms)
 {
-    return {ms, 0};
+    return {ms, Overload::kBeginUnrestMs + 1};
 }
 
 class OverloadTest : public testing::Test {
@@ -24,7 +25,8 @@ protected:
 TEST_F(OverloadTest, AServerThatKeepsUpRefusesNothing)
 {
     EXPECT_FALSE(overload.isTooMuch({}));
-    EXPECT_FALSE(overload.isTooMuch({Overload::kBeginWaitMs, Overload::kBeginUnrestMs}));
+    EXPECT_FALSE(overload.isTooMuch(waited(Overload::kBeginWaitMs)));
+    EXPECT_FALSE(overload.isTooMuch({0, Overload::kLongestUnrestMs}));
 }
 
 TEST_F(OverloadTest, CallsThatWaitedTooLongAreRefusedUntilTheBacklogIsGone)
@@ -36,9 +38,14 @@ TEST_F(OverloadTest, CallsThatWaitedTooLongAreRefusedUntilTheBacklogIsGone)
     EXPECT_FALSE(overload.isTooMuch(waited(Overload::kEndWaitMs + 1))) << "not before it is too much once more";
 }
 
+TEST_F(OverloadTest, AMomentInWhichTheMachineStoodStillIsNone)
+{
+    EXPECT_FALSE(overload.isTooMuch({60'000, Overload::kBeginUnrestMs}));
+}
+
 TEST_F(OverloadTest, OverConnectionsTheServersRestCounts)
 {
-    EXPECT_TRUE(overload.isTooMuch({0, Overload::kBeginUnrestMs + 1}));
+    EXPECT_TRUE(overload.isTooMuch({0, Overload::kLongestUnrestMs + 1}));
     EXPECT_FALSE(overload.isTooMuch({0, 1}));
 }
 

@@ -6,10 +6,17 @@
 #include <random>
 #include <utility>
 
+bool Overload::isBehind(const Backlog& backlog) const
+{
+    if (backlog.unrestMs > kLongestUnrestMs)
+        return true;
+    return _isRefusing ? backlog.packetMs > kEndWaitMs
+                       : backlog.packetMs > kBeginWaitMs && backlog.unrestMs > kBeginUnrestMs;
+}
+
 bool Overload::isTooMuch(const Backlog& backlog)
 {
-    const int64_t waitMs = _isRefusing ? kEndWaitMs : kBeginWaitMs;
-    _isRefusing = backlog.packetMs > waitMs || backlog.unrestMs > kBeginUnrestMs;
+    _isRefusing = isBehind(backlog);
     return _isRefusing;
 }
 

@@ -18,11 +18,12 @@ class Overload {
 public:
     // Whoever waits so long soon sends again (RFC 3261, timer T1: 500 ms), which makes more of it.
     static constexpr int64_t kBeginWaitMs = 150;
+    // A machine that stood still for a moment has late packets, too, but soon nothing to do again.
+    static constexpr int64_t kBeginUnrestMs = 500;
     // What is left is worked off faster than telephones notice.
     static constexpr int64_t kEndWaitMs = 30;
-    // Of a packet that waits in a connection nobody knows how long it does; but without overload there is always a
-    // moment of rest within this time.
-    static constexpr int64_t kBeginUnrestMs = 2000;
+    // How long messages wait in connections nobody knows. A server that keeps up rests within this time.
+    static constexpr int64_t kLongestUnrestMs = 2000;
     // Without a refusal; shorter pauses between them are not told.
     static constexpr int64_t kCalmMs = 10'000;
     // Seconds, spread so that those who were refused together do not come back together (RFC 3261 section 20.33).
@@ -39,6 +40,8 @@ public:
     void step();
 
 private:
+    [[nodiscard]] bool isBehind(const Backlog& backlog) const;
+
     const Clock& _clock;
     bool _isRefusing = false;
     bool _isTold = false;
