@@ -23,3 +23,5 @@ export PARLOVEX_LEAVE_ROUNDS=200
 # Longer and heavier load, in seconds.
 export PARLOVEX_LOAD_SECONDS=60
 export PARLOVEX_JUNK_SECONDS=30
+# An hour of calls.
+export PARLOVEX_SOAK_SECONDS=3600
