@@ -71,7 +71,7 @@ CallsMade CallTelephones::Run::wait()
 
 CallsMade CallTelephones::run(const CallsWanted& wanted) const
 {
-    const CallsMade made = start(wanted)->wait();
+    CallsMade made = start(wanted)->wait();
     expectAllMade(made, wanted.count);
     return made;
 }
