@@ -26,7 +26,8 @@ TEST_F(OverloadTest, AServerThatKeepsUpRefusesNothing)
 {
     EXPECT_FALSE(overload.isTooMuch({}));
     EXPECT_FALSE(overload.isTooMuch(waited(Overload::kBeginWaitMs)));
-    EXPECT_FALSE(overload.isTooMuch({0, Overload::kLongestUnrestMs}));
+    EXPECT_FALSE(overload.isTooMuch({std::nullopt, Overload::kLongestUnrestMs}));
+    EXPECT_FALSE(overload.isTooMuch({0, 60'000})) << "busy, but nobody waits";
 }
 
 TEST_F(OverloadTest, CallsThatWaitedTooLongAreRefusedUntilTheBacklogIsGone)
@@ -45,8 +46,8 @@ TEST_F(OverloadTest, AMomentInWhichTheMachineStoodStillIsNone)
 
 TEST_F(OverloadTest, OverConnectionsTheServersRestCounts)
 {
-    EXPECT_TRUE(overload.isTooMuch({0, Overload::kLongestUnrestMs + 1}));
-    EXPECT_FALSE(overload.isTooMuch({0, 1}));
+    EXPECT_TRUE(overload.isTooMuch({std::nullopt, Overload::kLongestUnrestMs + 1}));
+    EXPECT_FALSE(overload.isTooMuch({std::nullopt, 1}));
 }
 
 TEST_F(OverloadTest, WhoeverIsRefusedComesBackAtATimeOfHisOwn)

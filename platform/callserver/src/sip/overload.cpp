@@ -6,17 +6,12 @@
 #include <random>
 #include <utility>
 
-bool Overload::isBehind(const Backlog& backlog) const
-{
-    if (backlog.unrestMs > kLongestUnrestMs)
-        return true;
-    return _isRefusing ? backlog.packetMs > kEndWaitMs
-                       : backlog.packetMs > kBeginWaitMs && backlog.unrestMs > kBeginUnrestMs;
-}
-
 bool Overload::isTooMuch(const Backlog& backlog)
 {
-    _isRefusing = isBehind(backlog);
+    if (!backlog.packetMs)
+        return backlog.unrestMs > kLongestUnrestMs;
+    _isRefusing = _isRefusing ? *backlog.packetMs > kEndWaitMs
+                              : *backlog.packetMs > kBeginWaitMs && backlog.unrestMs > kBeginUnrestMs;
     return _isRefusing;
 }
 

@@ -6,24 +6,25 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 // How far behind the SIP thread is. Milliseconds.
 struct Backlog {
-    int64_t packetMs = 0; // that a packet has waited in its socket; 0: it came over a connection
-    int64_t unrestMs = 0; // since the thread had nothing to do for the last time
+    std::optional<int64_t> packetMs; // that a packet has waited in its socket; nothing: it came over a connection
+    int64_t unrestMs = 0;            // since the thread had nothing to do for the last time
 };
 
 // SIP thread.
 class Overload {
 public:
-    // Whoever waits so long soon sends again (RFC 3261, timer T1: 500 ms), which makes more of it.
-    static constexpr int64_t kBeginWaitMs = 150;
+    // Whoever waits a little longer sends again (RFC 3261, timer T1: 500 ms), which makes more of it.
+    static constexpr int64_t kBeginWaitMs = 400;
     // A machine that stood still for a moment has late packets, too, but soon nothing to do again.
-    static constexpr int64_t kBeginUnrestMs = 500;
+    static constexpr int64_t kBeginUnrestMs = 1000;
     // What is left is worked off faster than telephones notice.
-    static constexpr int64_t kEndWaitMs = 30;
+    static constexpr int64_t kEndWaitMs = 100;
     // How long messages wait in connections nobody knows. A server that keeps up rests within this time.
-    static constexpr int64_t kLongestUnrestMs = 2000;
+    static constexpr int64_t kLongestUnrestMs = 3000;
     // Without a refusal; shorter pauses between them are not told.
     static constexpr int64_t kCalmMs = 10'000;
     // Seconds, spread so that those who were refused together do not come back together (RFC 3261 section 20.33).
@@ -40,10 +41,8 @@ public:
     void step();
 
 private:
-    [[nodiscard]] bool isBehind(const Backlog& backlog) const;
-
     const Clock& _clock;
-    bool _isRefusing = false;
+    bool _isRefusing = false; // calls that come as packets
     bool _isTold = false;
     size_t _refused = 0; // since it was told
     int64_t _beganAtMs = 0;

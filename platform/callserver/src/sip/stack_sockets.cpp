@@ -197,10 +197,12 @@ std::string_view handledPacket()
     return {all.waiting.data(), all.handledSize};
 }
 
-int64_t packetWaitMs()
+std::optional<int64_t> packetWaitMs()
 {
     const StackSockets& all = sockets();
-    if (all.handledSize == 0 || all.arrivedAt.tv_sec == 0)
+    if (all.handledSize == 0)
+        return std::nullopt;
+    if (all.arrivedAt.tv_sec == 0)
         return 0;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <sys/socket.h>
 
@@ -31,7 +32,7 @@ void forgetStackSockets();
 
 // The packet that the stack handles now, as it came in; empty: it is a message of a connection.
 [[nodiscard]] std::string_view handledPacket();
-// How long it had waited in its socket until now; 0 for a message of a connection.
-[[nodiscard]] int64_t packetWaitMs();
+// How long it had waited in its socket until now; nothing: it is a message of a connection.
+[[nodiscard]] std::optional<int64_t> packetWaitMs();
 // Sends a packet to where that one came from, from where it came to. Lost when the kernel has no room, as packets are.
 void answerPacket(std::string_view packet);
