@@ -156,7 +156,11 @@ void Calls::replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransac
 DialAnswer Calls::analyzeFor(const std::string& user, const std::string& number, const Call& call,
                              const CallCounts& counts)
 {
-    DialAnswer answer = analyze({{SourceKind::User, user}, user, number, {}}, counts, call.callerSource());
+    CallRequest request;
+    request.source.kind = SourceKind::User;
+    request.source.name = request.caller = user;
+    request.dialed = number;
+    DialAnswer answer = analyze(request, counts, call.callerSource());
     traceSteps(call.legAt(Call::kCaller)->dialog.callId, call.number(), answer);
     return answer;
 }
