@@ -15,6 +15,7 @@ constexpr unsigned kFirst = 100; // in progress before: buffers and caches that 
 constexpr unsigned kMore = 2900;
 constexpr unsigned kPerSecond = 500;
 constexpr unsigned kTalkMs = 30'000;
+constexpr unsigned kFirstTalkMs = 50'000; // a minute of silence would make the server ask the telephones
 constexpr double kLimitKb = 100;
 constexpr std::chrono::seconds kSettle{3};
 constexpr std::chrono::seconds kLinger{36}; // what an ended call leaves behind is kept for 35 s
@@ -57,7 +58,7 @@ struct Measured {
         (void)few.run({kFirst, kPerSecond});
         std::this_thread::sleep_for(kLinger);
         const Memory idle = memoryOf(server);
-        const auto first = few.start({kFirst, kPerSecond, 2 * kTalkMs});
+        const auto first = few.start({kFirst, kPerSecond, kFirstTalkMs});
         std::this_thread::sleep_for(kSettle);
         const Memory before = memoryOf(server);
         const auto second = many.start({kMore, kPerSecond, kTalkMs});
