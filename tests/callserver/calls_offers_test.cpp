@@ -551,4 +551,21 @@ TEST_F(CallsOffersTest, ATelephoneThatRefusesTextsWhileItRingsRingsOn)
     expectNothingLeft();
 }
 
+TEST_F(CallsOffersTest, AnOfferThatWasAnsweredAtTheLastMomentMayStillBeConfirmed)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite);
+    const SentPtr passed = next("INVITE");
+    pass(Call::kOfferMs / 1000 - 1);
+    answer(passed, 200, kOffer);
+    ASSERT_EQ(reinvite->status(), 200);
+    pass(5);
+    ack(reinvite, kAnswer);
+    ASSERT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(passed->acks.front().body.data, kAnswer);
+    EXPECT_EQ(reinvite->finals, 1U);
+    send(made.called, SipMethod::Invite, kOffer);
+    EXPECT_TRUE(hasNext("INVITE")) << "nothing is pending any more";
+}
+
 } // namespace

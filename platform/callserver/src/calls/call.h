@@ -165,7 +165,7 @@ private:
         CallMessage request;
         std::unique_ptr<ServerTransaction> server;
         std::unique_ptr<ClientTransaction> client;
-        int64_t untilMs = 0; // when nobody waits for its answer any more
+        int64_t untilMs = 0; // when nobody waits for its answer any more; 0: it has come
         bool isInvite = false;
         bool isLateOffer = false; // the answer comes with the ACK
         bool isCancelled = false;

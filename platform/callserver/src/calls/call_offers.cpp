@@ -207,6 +207,7 @@ void Call::onOfferAnswer(const CallMessage& response)
         movePlace(from, *place);
         _exchange->from = *place;
     }
+    _exchange->untilMs = 0; // the stack says when nobody confirms it
     if (!_exchange->isInvite)
         _exchange.reset();
     reschedule();

@@ -28,7 +28,7 @@ void Call::step()
             }
         _goodbyeAtMs = 0;
     }
-    if (_exchange && now >= _exchange->untilMs)
+    if (_exchange && _exchange->untilMs != 0 && now >= _exchange->untilMs)
         giveUpExchange(now);
     if (_referral && _referral->retryAtMs != 0 && now >= _referral->retryAtMs)
         goOnReferring();
