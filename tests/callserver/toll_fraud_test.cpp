@@ -549,14 +549,79 @@ TEST_F(TollFraudWithinTest, ContactsAndRoutesOfACallLeadNowhereElse)
     expectNothingOutside();
 }
 
-TEST_F(TollFraudWithinTest, AnAnswerThatLeadsOutsideIsNotFollowed)
+TEST_F(TollFraudWithinTest, WhoSendsACallOnNeedsTheRightToCallThere)
 {
-    const HeardPtr invite = call("2001", "2002");
-    answer(next("INVITE"), 302, {}, [](CallMessage& moved) { moved.contact = "sip:0049301234@198.51.100.200"; });
-    pass(5);
+    const auto outside = [](CallMessage& moved) {
+        moved.contact = "sip:0049301234@198.51.100.200";
+        moved.contactUser = kOutside;
+    };
+    restrict("2002", 0);
+    const HeardPtr refused = call("2001", "2002");
+    answer(next("INVITE"), 302, {}, outside);
+    EXPECT_EQ(refused->status(), 403);
+    const HeardPtr left = call("2001", "2003");
+    answer(next("INVITE"), 302, {}, outside);
+    EXPECT_EQ(left->status(), 503) << "as if 2003 had dialed it";
     expectNothingOutside();
     EXPECT_FALSE(hasNext("INVITE"));
-    EXPECT_GE(invite->status(), 300);
+}
+
+class TollFraudTransferTest : public TollFraudWithinTest {
+protected:
+    // What the one who asks for a transfer to there is told of it at last.
+    std::string transfer(PhoneDialog& by, const std::string& number)
+    {
+        const HeardPtr refer = send(by, SipMethod::Refer, {}, [&](CallMessage& request) {
+            request.referTo = ReferTo{number, {}, {}};
+            request.contact = "sip:0049301234@198.51.100.200";
+        });
+        if (refer->status() != 202)
+            return std::to_string(refer->status());
+        std::string told;
+        while (hasNext("NOTIFY"))
+            told = next("NOTIFY")->request.body.data.substr(8, 3);
+        return told;
+    }
+};
+
+TEST_F(TollFraudTransferTest, WhoTransfersNeedsTheRightToCallThere)
+{
+    restrict("2002", 0);
+    Talk made = talk();
+    EXPECT_EQ(transfer(made.called, kOutside), "403");
+    EXPECT_EQ(transfer(made.caller, kOutside), "503") << "as if 2001 had dialed it";
+    changeUser("2001", [](Cdb_usr_info& user) { user.flags &= ~uint32_t{kUsrTransfer}; });
+    EXPECT_EQ(transfer(made.caller, kOutside), "403");
+    EXPECT_FALSE(hasNext("INVITE"));
+    expectNothingOutside();
+}
+
+TEST_F(TollFraudTransferTest, StrangersTransferNobody)
+{
+    setFlags(kSysAcceptUnknown);
+    const FakePhone stranger = at("nobody");
+    const HeardPtr invite = call(stranger, "2002");
+    answer(next("INVITE"), 200, kAnswer);
+    ack(invite);
+    PhoneDialog dialog = callerOf(invite, stranger);
+    EXPECT_EQ(transfer(dialog, "2003"), "403");
+    EXPECT_EQ(transfer(dialog, kFree), "403");
+    EXPECT_FALSE(hasNext("INVITE"));
+    for (const SentPtr& sent : transport.sent)
+        EXPECT_NE(sent->request.method, "NOTIFY") << "it was begun";
+}
+
+TEST_F(TollFraudTransferTest, NobodyTakesTheCallOfAnother)
+{
+    setFlags(kSysAcceptUnknown);
+    Talk made = talk();
+    const auto replace = [&](CallMessage& invite) {
+        invite.replaces = ReplacedDialog{made.caller.callId, made.caller.serverTag, made.caller.tag, false};
+    };
+    EXPECT_EQ(outcome(phone("2003"), "2002", replace), "403");
+    EXPECT_EQ(outcome(at("nobody"), "2002", replace), "403");
+    EXPECT_EQ(outcome(at("2001"), "2002", replace), "407");
+    EXPECT_EQ(outcome(phone("2001"), "2002", replace), "rings") << "it is his own";
 }
 
 TEST_F(TollFraudTest, MessagesStayInTheHouse)
