@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -30,14 +31,16 @@ struct Method {
     SipMethod method;
     const char* name;
 };
-constexpr std::array<Method, 8> kWithinCalls = {{{SipMethod::Invite, "INVITE"},
-                                                 {SipMethod::Bye, "BYE"},
-                                                 {SipMethod::Update, "UPDATE"},
-                                                 {SipMethod::Info, "INFO"},
-                                                 {SipMethod::Message, "MESSAGE"},
-                                                 {SipMethod::Options, "OPTIONS"},
-                                                 {SipMethod::Prack, "PRACK"},
-                                                 {SipMethod::Other, "NOTIFY"}}};
+constexpr std::array<Method, 10> kWithinCalls = {{{SipMethod::Invite, "INVITE"},
+                                                  {SipMethod::Bye, "BYE"},
+                                                  {SipMethod::Update, "UPDATE"},
+                                                  {SipMethod::Info, "INFO"},
+                                                  {SipMethod::Message, "MESSAGE"},
+                                                  {SipMethod::Options, "OPTIONS"},
+                                                  {SipMethod::Prack, "PRACK"},
+                                                  {SipMethod::Notify, "NOTIFY"},
+                                                  {SipMethod::Refer, "REFER"},
+                                                  {SipMethod::Subscribe, "SUBSCRIBE"}}};
 
 std::string tagOf(const std::string& party)
 {
@@ -237,7 +240,10 @@ private:
         request.to = {request.requestUri, request.requestUser, "198.51.100.1", {}, {}};
         request.cseq = 1;
         request.contact = phone.contact();
-        request.isAnonymous = _input.upTo(7) == 7;
+        const unsigned kind = _input.upTo(7);
+        request.isAnonymous = kind == 7;
+        if (kind == 6)
+            request.replaces = chooseReplaced();
         chooseFeatures(request);
         deliver(request);
     }
@@ -257,6 +263,7 @@ private:
         response.from.tag = tagOf(request.from);
         response.to.tag = sent.isInitial() ? "of-" + request.callId : tagOf(request.to);
         response.contact = "sip:answered@" + request.destination.address + ":5060";
+        response.contactUser = _redirection;
         if (!isBare) {
             const unsigned odd = _input.upTo(15);
             if (odd == 1)
@@ -302,8 +309,11 @@ private:
                                           481, 487, 488, 491, 500, 503, 600, 603, 699};
         Sent* sent = choose(_sent);
         const int status = kStatuses.at(_input.upTo(kStatuses.size() - 1));
-        if (sent != nullptr)
-            answer(*sent, status);
+        if (sent == nullptr)
+            return;
+        _redirection = status == 302 ? choose(_phones)->user : std::string();
+        answer(*sent, status);
+        _redirection.clear();
     }
 
     // What the stack says for itself.
@@ -380,6 +390,30 @@ private:
         _heard.push_back({heard});
     }
 
+    // What its telephone says of a dialog.
+    std::optional<ReplacedDialog> chooseReplaced()
+    {
+        CallMessage request;
+        if (!chooseDialog(request))
+            return std::nullopt;
+        return ReplacedDialog{request.callId, request.to.tag, request.from.tag, _input.upTo(7) == 7};
+    }
+
+    void chooseTransfer(CallMessage& request)
+    {
+        const unsigned kind = _input.upTo(15);
+        request.event = EventName{kind == 15 ? "other" : "refer", {}};
+        if (kind == 14)
+            request.expires = 0;
+        if (request.method != SipMethod::Refer || kind == 13)
+            return;
+        request.isReferSilent = kind == 12;
+        request.referTo.emplace();
+        request.referTo->user = choose(_phones)->user;
+        if (kind >= 6 && kind <= 10)
+            request.referTo->replaces = chooseReplaced();
+    }
+
     // A telephone's end of a dialog: those of callers, then those of the called ones.
     bool chooseDialog(CallMessage& request)
     {
@@ -449,10 +483,10 @@ private:
         request.methodName = method.name;
         uint32_t& cseq = _cseqs[request.callId];
         request.cseq = cseq = std::max(cseq, request.cseq) + 1;
+        if (request.method == SipMethod::Refer || request.method == SipMethod::Subscribe)
+            chooseTransfer(request);
         chooseFeatures(request);
         mutate(request);
-        if (request.rack)
-            request.rack.reset();
         deliver(request);
         if (request.method == SipMethod::Bye && _heard.back().request->status() == 200)
             _endings[request.callId].isByeHeard = true;
@@ -563,7 +597,7 @@ private:
         });
         return isCalled || std::any_of(_heard.begin(), _heard.end(), [&](const Heard& heard) {
                    return heard.isInvite() && heard.isInitial() && heard.request->request.callId == bye.callId &&
-                          heard.isOver && isSuccess(heard.request->status());
+                          (heard.isOver || heard.request->request.replaces) && isSuccess(heard.request->status());
                });
     }
 
@@ -611,6 +645,7 @@ private:
     std::map<std::string, uint32_t> _cseqs;       // of telephones, by Call-ID
     std::map<std::string, uint32_t> _serverCseqs; // by Call-ID and tag
     uint32_t _rseq = 0;
+    std::string _redirection; // of the answer that is given
 };
 
 } // namespace

@@ -122,8 +122,9 @@ void CallsUnderFuzz::onRecord(int id, const Ccdr_record_data& record)
     // Something happened, nothing is taken back, and nothing follows the end.
     require(moments != before && (moments & before) == before && (before & kCdrHasEnd) == 0);
     require((moments & kCdrHasStart) != 0 && ((moments & kCdrHasEnd) != 0) == (record.releaseCode != 0));
+    // A side may be lost, or take back what was answered meanwhile.
     require((moments & kCdrHasEnd) == 0 || ((moments & kCdrHasAnswer) != 0) == (record.releaseCode < 300) ||
-            record.releaseCode == 408);
+            record.releaseCode == 408 || record.releaseCode == 487);
     _records[id] = moments;
 }
 
