@@ -133,7 +133,7 @@ TEST_F(CallsEndingTest, ATelephoneThatCannotBeReachedEndsTheCall)
     EXPECT_EQ(silent->status(), 408);
     const HeardPtr unsent = call("2001", "2002");
     answerOwn(next("INVITE"), 503);
-    EXPECT_EQ(unsent->status(), 503);
+    EXPECT_EQ(unsent->status(), 500);
     expectNothingLeft();
 }
 

@@ -30,7 +30,9 @@ TEST_F(CallsForwardsTest, ATelephoneSendsTheCallOn)
     answer(forwarded, 200, kAnswer);
     EXPECT_EQ(invite->statuses(), (Statuses{100, 181, 180, 200}));
     ack(invite);
-    EXPECT_EQ(server().counts().ofUser("2002"), 0U);
+    EXPECT_EQ(server().counts().ofUser("2002"), 1U); // as if he had made it
+    EXPECT_EQ(server().counts().madeByUser("2002"), 1U);
+    EXPECT_EQ(states.back(), "2003 3");
     PhoneDialog caller = callerOf(invite, phone("2001"));
     EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
     answer(next("BYE"), 200);

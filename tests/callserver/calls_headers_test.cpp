@@ -105,7 +105,7 @@ TEST_F(CallsHeadersTest, EachLegKeepsItsRoutes)
 TEST_F(CallsHeadersTest, OnlyWhatTheOtherSideUnderstandsIsAllowed)
 {
     call("2001", "2002", [](CallMessage& invite) { invite.allow = "INVITE, ACK, BYE, CANCEL, INFO"; });
-    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, INFO"));
+    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE, INFO"));
 }
 
 TEST_F(CallsHeadersTest, AHiddenNumberShowsNowhere)

@@ -78,7 +78,7 @@ TEST_F(CallsOffersTest, AnUpdateThatTheOtherSideDoesNotKnowIsRefused)
     EXPECT_EQ(made.invite->answers.back().headers.find("UPDATE"), std::string::npos);
     const HeardPtr update = send(made.caller, SipMethod::Update, kHold);
     EXPECT_EQ(update->status(), 405);
-    EXPECT_TRUE(isIn(update->answers.back().headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK"));
+    EXPECT_TRUE(isIn(update->answers.back().headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE"));
     EXPECT_FALSE(hasNext("UPDATE"));
 }
 
@@ -297,7 +297,8 @@ TEST_F(CallsOffersTest, AnOfferThatWasTakenBeforeItsCancelIsTakenBack)
     EXPECT_EQ(reinvite->statuses(), (Statuses{487}));
     const SentPtr back = next("INVITE");
     EXPECT_EQ(back->request.callId, made.branch->request.callId);
-    EXPECT_EQ(back->request.body.data, kOffer);
+    EXPECT_EQ(back->request.body.data, "v=0\r\no=- 1 3 IN IP4 192.0.2.1\r\ns=-\r\nm=audio 4000 RTP/AVP 8\r\n")
+        << "as before, but newer than what was taken back";
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
     answer(back, 200, kAnswer);
     EXPECT_EQ(back->acks.size(), 1U);
@@ -443,7 +444,7 @@ TEST_F(CallsOffersTest, OptionsWithinTheCallAreAnsweredByTheServer)
     EXPECT_EQ(options->status(), 200);
     EXPECT_TRUE(isIn(options->answers.back().headers, "Accept: application/sdp"));
     EXPECT_TRUE(isIn(options->answers.back().headers,
-                     "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, UPDATE, INFO, MESSAGE"));
+                     "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE, UPDATE, INFO, MESSAGE"));
     EXPECT_FALSE(hasNext("OPTIONS"));
 }
 

@@ -37,13 +37,13 @@ protected:
 TEST_F(CallsReliableTest, AreOfferedToTheTelephoneWhenTheCallerKnowsThem)
 {
     begin(true);
-    EXPECT_TRUE(isIn(branch->request.headers, "Supported: 100rel, timer"));
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: 100rel, replaces, timer"));
 }
 
 TEST_F(CallsReliableTest, AreNotOfferedForACallerWhoDoesNotKnowThem)
 {
     begin(false);
-    EXPECT_TRUE(isIn(branch->request.headers, "Supported: timer"));
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: replaces, timer"));
     progress(183, 7, kAnswer); // all the same
     EXPECT_EQ(invite->status(), 183);
     EXPECT_EQ(invite->reliable.size(), 0U);
@@ -57,8 +57,8 @@ TEST_F(CallsReliableTest, AreNotOfferedToSeveralTelephones)
 {
     addPhone("2002");
     begin(true);
-    EXPECT_TRUE(isIn(branch->request.headers, "Supported: timer"));
-    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Supported: timer"));
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: replaces, timer"));
+    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Supported: replaces, timer"));
 }
 
 TEST_F(CallsReliableTest, APrackIsPassedWithTheNumbersOfTheOtherLeg)

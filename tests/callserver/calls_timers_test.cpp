@@ -36,7 +36,7 @@ TEST_F(CallsTimersTest, AreOfferedToTheTelephone)
 {
     call("2001", "2002");
     const SentPtr branch = next("INVITE");
-    EXPECT_TRUE(isIn(branch->request.headers, "Supported: timer"));
+    EXPECT_TRUE(isIn(branch->request.headers, "Supported: replaces, timer"));
     EXPECT_TRUE(isIn(branch->request.headers, "Session-Expires: 1800"));
     EXPECT_TRUE(isIn(branch->request.headers, "Min-SE: 90"));
 }

@@ -166,7 +166,8 @@ TEST_F(CallsTransfersTest, TheUsersStatesFollowATransfer)
     (void)notified();
     answer(next("BYE"), 200);
     EXPECT_EQ(server().counts().ofUser("2001"), 1U);
-    EXPECT_EQ(server().counts().ofUser("2002"), 0U);
+    EXPECT_EQ(server().counts().ofUser("2002"), 1U); // as if he had made it
+    EXPECT_EQ(server().counts().madeByUser("2002"), 1U);
     EXPECT_EQ(server().counts().ofUser("2003"), 1U);
     hangUp(sent.first);
     EXPECT_EQ(takeStates(), (Texts{"2001 1", "2003 1"}));
@@ -288,7 +289,7 @@ TEST_F(CallsTransfersTest, WhoAsksMayHangUpBeforeItIsDone)
     EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
     EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
     EXPECT_FALSE(hasNext("BYE"));
-    EXPECT_EQ(server().counts().ofUser("2002"), 0U);
+    EXPECT_EQ(server().counts().ofUser("2002"), 1U); // what he has asked for
     const SentPtr toNew = next("INVITE");
     answer(toNew, 200, kThird);
     answer(next("INVITE"), 200, kFourth);

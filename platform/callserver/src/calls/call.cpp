@@ -56,6 +56,7 @@ Call::Call(CallHost& host, int number, Call& origin, const CallMessage& invite, 
     _caller.dialog.callId = awaited.dialog.callId;
     _caller.dialog.peer = awaited.dialog.peer;
     _caller.user = awaited.user;
+    _payers.emplace_back(UserPart::Paying).begin(_host.users(), source.name, true);
 }
 
 Call::~Call() = default;
@@ -82,8 +83,9 @@ const Dialog* Call::dialogWith(int leg, const std::string& remoteTag) const
 
 bool Call::usesUdp() const
 {
-    return isOverUdp(_caller) ||
-           std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) { return isOverUdp(branch->leg); });
+    return (!_caller.isGone && isOverUdp(_caller)) ||
+           std::any_of(_branches.begin(), _branches.end(),
+                       [](const auto& branch) { return !branch->leg.isGone && isOverUdp(branch->leg); });
 }
 
 std::optional<int> Call::otherSide(int number) const
@@ -251,9 +253,11 @@ void Call::addBranch(const Telephone& contact, const DialTarget& target)
     _host.addLeg(dialog, *this, static_cast<int>(_branches.size()) - 1);
 }
 
-std::string Call::allowFor(const CallLeg& other) const
+std::string Call::allowFor(const CallLeg& side, const CallLeg& other) const
 {
     std::string allow = "INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK";
+    if (const auto user = _host.findUser(side.user); user != nullptr && user->hasFlag(kUsrTransfer))
+        allow += ", REFER, SUBSCRIBE";
     CallMessage peer;
     peer.allow = other.allow;
     for (const char* method : {"UPDATE", "INFO", "MESSAGE"})
@@ -277,16 +281,15 @@ void Call::invite(size_t index)
     branch.leg.inviteCseq = request.cseq;
     request.hasContact = true;
     request.maxForwards = _invite.maxForwards > 0 ? _invite.maxForwards - 1 : 0;
-    request.headers = passedHeaders() + headerLine("Allow", allowFor(_caller));
+    request.headers = passedHeaders() + headerLine("Allow", allowFor(branch.leg, _caller));
     // Several telephones that ring together have no one session before the answer.
     const bool isReliable = _branches.size() == 1 && _invite.isReliableSupported;
-    std::string supported = isReliable ? "100rel" : "";
+    std::string supported = isReliable ? "100rel, replaces" : "replaces";
     if (hasTimers()) {
-        supported += supported.empty() ? "timer" : ", timer";
+        supported += ", timer";
         request.headers += branch.leg.timer.offer(branch.minTimer);
     }
-    if (!supported.empty())
-        request.headers += headerLine("Supported", supported);
+    request.headers += headerLine("Supported", supported);
     if (_isAnonymous)
         request.headers += headerLine("Privacy", "id");
     request.headers += headerLine("User-Agent", kProduct);
@@ -334,11 +337,19 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     if (std::exchange(_isEnded, true))
         return;
     const bool wasAnswered = _winner >= 0;
+    std::optional<int> unconfirmed; // who has not confirmed the success of his INVITE
     if (_exchange) {
-        if (!_exchange->server->isAnswered())
+        if (!_exchange->server->isAnswered()) {
             _exchange->server->answer({_exchange->isInvite ? 487 : 481});
-        else if (_exchange->isGiven())
+        } else if (_exchange->isTaking && !_exchange->isCancelled) {
+            unconfirmed = _exchange->from;
+            _transaction = std::move(_exchange->server);
+            _owedBye = OwedBye{*unconfirmed, std::string(headers)};
+            if (_exchange->isLateOffer)
+                confirmLateOffer(_exchange->before);
+        } else if (_exchange->isGiven()) {
             confirmLateOffer(_exchange->before);
+        }
         _exchange.reset();
     }
     for (const auto& relay : _relays)
@@ -346,29 +357,30 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     _relays.clear();
     abandonReferral();
     _caller.probe.reset();
-    if (wasAnswered && exceptLeg != kCaller && !_caller.isGone && _origin == nullptr) {
+    if (wasAnswered && exceptLeg != kCaller && unconfirmed != kCaller && !_caller.isGone && _origin == nullptr) {
         if (_isAcked)
             sendBye(_caller, headers);
         else
-            _owedBye = std::string(headers);
+            _owedBye = OwedBye{kCaller, std::string(headers)};
     }
     if (wasAnswered) {
         Branch& branch = *_branches[static_cast<size_t>(_winner)];
         branch.leg.probe.reset();
         if (branch.isConfirmable)
             confirm(static_cast<size_t>(_winner), {});
-        if (exceptLeg != _winner && !branch.leg.isGone)
+        if (exceptLeg != _winner && unconfirmed != _winner && !branch.leg.isGone)
             sendBye(branch.leg, headers);
     }
     cancelBranches(wasAnswered ? static_cast<size_t>(_winner) : _branches.size(), std::string(headers));
     _host.removeLeg(_caller.dialog);
-    _host.log().end(_caller.record, status);
+    endRecords(_caller, status);
     for (const auto& branch : _branches) {
         _host.removeLeg(branch->leg.dialog);
-        _host.log().end(branch->leg.record, status);
+        endRecords(branch->leg, status);
     }
     _callerShare.end();
     _calledShare.end();
+    _payers.clear();
     _host.log().end(_record, status);
     _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
     if (Call* const origin = std::exchange(_origin, nullptr); origin != nullptr)
@@ -376,10 +388,17 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     finishIfDone();
 }
 
+void Call::endRecords(CallLeg& leg, int status)
+{
+    for (CallRecord& record : leg.records)
+        _host.log().end(record, status);
+    leg.records.clear();
+}
+
 void Call::sendOwedBye()
 {
-    if (const std::optional<std::string> headers = std::exchange(_owedBye, std::nullopt); headers)
-        sendBye(_caller, *headers);
+    if (const std::optional<OwedBye> owed = std::exchange(_owedBye, std::nullopt); owed)
+        sendBye(leg(owed->leg), owed->headers);
 }
 
 void Call::finishIfDone()
@@ -412,7 +431,7 @@ void Call::drop()
     if (!_isEnded)
         release(503, "The server changes its address");
     // Who is connected still hears his good-bye.
-    if (isOverUdp(_caller))
+    if (_owedBye && isOverUdp(leg(_owedBye->leg)))
         _owedBye.reset();
     giveUpBranches();
     finishIfDone();
@@ -453,9 +472,7 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
 void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
 {
     if (_exchange && &invite == _exchange->server.get()) {
-        _exchange->isCancelled = true;
-        if (_exchange->client != nullptr)
-            _exchange->client->cancel(cancel.passed);
+        cancelExchange(cancel.passed);
         return;
     }
     if (&invite != _transaction.get())
@@ -468,16 +485,22 @@ void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
 
 void Call::onUnconfirmed(ServerTransaction& invite)
 {
-    if (&invite == _transaction.get()) {
-        // To a reliable answer that was not confirmed the stack itself gives 503.
+    // To a reliable answer that was not confirmed the stack itself gives 503; a success that waited for it was not
+    // seen.
+    const bool isCaller = &invite == _transaction.get();
+    const bool isRefused = isCaller && !invite.isAnswered();
+    if (isCaller) {
         _transaction.reset();
         _isAcked = true;
+        if (isRefused)
+            _owedBye.reset();
         sendOwedBye();
     }
     if (_isEnded)
         finishIfDone();
     else
-        end(408, reasonLine(408, "Nobody confirmed the answer"));
+        end(408, reasonLine(408, "Nobody confirmed the answer"),
+            isRefused && _winner >= 0 ? std::optional(kCaller) : std::nullopt);
 }
 
 void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::unique_ptr<ServerTransaction> transaction)

@@ -42,7 +42,7 @@ struct CallLeg {
     int64_t heardAtMs = 0;
     uint32_t inviteCseq = 0;                  // of our last INVITE
     std::unique_ptr<ClientTransaction> probe; // of the supervision, or a refresh of the session
-    CallRecord record;                        // of the call that has called it, if that was another one
+    std::vector<CallRecord> records;          // of the calls that have called it, where those were others
     unsigned referrals = 0;                   // REFERs that it sent
     bool isTimerSupported = false;
     bool isAnonymous = false; // others are not shown who is there
@@ -96,6 +96,7 @@ public:
     static constexpr int64_t kOfferMs = 60'000;       // for the answer to an offer within the call
     static constexpr int64_t kRefreshPauseMs = 5'000; // before a refresh that collided is tried again
     static constexpr unsigned kMaxForwards = 5;       // telephones that send a call on, one after another
+    static constexpr size_t kMaxRelays = 16;          // texts that wait for their answers
 
     // `source`: the local user who calls; empty: none.
     Call(CallHost& host, int number, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction,
@@ -167,6 +168,7 @@ private:
         std::unique_ptr<ClientTransaction> client;
         int64_t untilMs = 0; // when nobody waits for its answer any more; 0: it has come
         bool isInvite = false;
+        bool isTaking = false;    // `from` has come for the place of another telephone
         bool isLateOffer = false; // the answer comes with the ACK
         bool isCancelled = false;
         SipBody before; // what the other side got last before it
@@ -178,6 +180,8 @@ private:
         std::unique_ptr<ServerTransaction> server;
         std::unique_ptr<ClientTransaction> client;
         uint64_t number = 0;
+        int from = kCaller;
+        int to = kCaller;
     };
 
     CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
@@ -225,12 +229,17 @@ private:
     void onOfferAnswer(const CallMessage& response);
     void takeBack(int leg);
     void passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> transaction);
+    // Its answer is not wanted any more; a success is taken back. `headers`: whole lines for who was asked.
+    void cancelExchange(const std::string& headers);
     void closeExchange();
+    // What the leg waits for, or others of it, comes to nothing: somebody else is there from now on, or nobody.
+    void forget(int leg);
+    void endRecords(CallLeg& leg, int status);
     void movePlace(int from, int place);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
     void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
-    [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _isRefreshing; }
+    [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _refreshed.has_value(); }
     // Why an offer of that side may not go on now; 0: it may.
     [[nodiscard]] int refusalOfOffer(int from, bool isInvite) const;
     // The side whose offer waits for its answer; nothing: there is none.
@@ -260,7 +269,7 @@ private:
     void attemptEnded(int status);
     // For a transfer of another call.
     void offerPlace(const SipBody& body);
-    void onPlaceAnswer(int with, const SipBody& before, const CallMessage& response);
+    void onPlaceAnswer(int with, bool isWanted, const SipBody& before, const CallMessage& response);
     void placeEnded();
     void completeFor(const SipBody& answer);
     [[nodiscard]] bool isSettled() const;
@@ -287,8 +296,10 @@ private:
 
     [[nodiscard]] SipBody bodyFor(CallLeg& leg, const SipBody& body);
     [[nodiscard]] bool hasTimers() const;
-    [[nodiscard]] std::string allowFor(const CallLeg& other) const;
-    [[nodiscard]] std::string featuresFor(const CallLeg& other) const;
+    // What a side may ask for while it talks to the other one.
+    [[nodiscard]] std::string allowFor(const CallLeg& side, const CallLeg& other) const;
+    [[nodiscard]] std::string featuresFor(const CallLeg& side, const CallLeg& other) const;
+    [[nodiscard]] const CallLeg& partnerOf(int leg);
     // What the other side's answer is for this one.
     [[nodiscard]] CallAnswer passedAnswer(const CallMessage& response, int from, int to);
 
@@ -319,15 +330,20 @@ private:
     CallRecord _record;
     UserShare _callerShare{UserPart::Calling};
     UserShare _calledShare{UserPart::Pending};
+    std::vector<UserShare> _payers; // whose rights the call uses, beside those of the caller
     bool _isVideoAllowed = true;
     bool _isEnded = false;
-    bool _isAcked = false;      // the caller has confirmed the success
-    bool _isRefreshing = false; // a re-INVITE of our own is under way
+    bool _isAcked = false; // the caller has confirmed the success
     bool _isFinished = false;
     bool _isHandedOver = false; // what is left is the good-bye to who asked for the transfer
     bool _wasReliable = false;  // the caller got a session that holds, before any answer
-    // Headers of the BYE to the caller, which may be sent once the success is confirmed (RFC 3261 section 15).
-    std::optional<std::string> _owedBye;
+    // A BYE that may be sent once the success is confirmed (RFC 3261 section 15).
+    struct OwedBye {
+        int leg = kCaller;
+        std::string headers;
+    };
+    std::optional<OwedBye> _owedBye;
+    std::optional<int> _refreshed; // the side to which a re-INVITE of our own is under way
     int64_t _refreshUntilMs = 0;
     int64_t _ringUntilMs = 0;
     int64_t _talkUntilMs = 0;

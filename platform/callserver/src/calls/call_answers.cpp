@@ -88,7 +88,7 @@ void Call::onProgress(size_t index, const CallMessage& response)
     if (_branches.size() > 1) {
         if (isFirst && _calledShare.part() == UserPart::Ringing) {
             CallAnswer ringing{180};
-            ringing.headers = featuresFor(branch.leg);
+            ringing.headers = featuresFor(_caller, branch.leg) + headerLine("Server", kProduct);
             ringing.hasContact = true;
             ringing.contactUser = _caller.dialog.contactUser;
             _transaction->answer(ringing);
@@ -116,11 +116,16 @@ void Call::noteEarlyOffer(const CallMessage& response)
         _initialOffer = 0;
 }
 
-std::string Call::featuresFor(const CallLeg& other) const
+std::string Call::featuresFor(const CallLeg& side, const CallLeg& other) const
 {
-    std::string headers = headerLine("Allow", allowFor(other));
-    headers += headerLine("Supported", hasTimers() ? "replaces, timer" : "replaces");
-    return headers + headerLine("Server", kProduct);
+    return headerLine("Allow", allowFor(side, other)) +
+           headerLine("Supported", hasTimers() ? "replaces, timer" : "replaces");
+}
+
+// Who is at the other end, or will be.
+const CallLeg& Call::partnerOf(int number)
+{
+    return leg(otherSide(number).value_or(kCaller));
 }
 
 CallAnswer Call::passedAnswer(const CallMessage& response, int from, int to)
@@ -128,7 +133,7 @@ CallAnswer Call::passedAnswer(const CallMessage& response, int from, int to)
     CallAnswer answer{response.status, response.phrase};
     answer.headers = response.passed;
     if (response.status < 300) {
-        answer.headers += featuresFor(leg(from));
+        answer.headers += featuresFor(leg(to), leg(from)) + headerLine("Server", kProduct);
         answer.hasContact = true;
         answer.contactUser = leg(to).dialog.contactUser;
     }
@@ -210,7 +215,8 @@ void Call::onFailure(size_t index, const CallMessage& response)
     if (_isEnded || _winner >= 0)
         return;
     _failures.add(response);
-    if (response.status < 400 && !response.contactUser.empty())
+    // Those that name a proxy or another service (305, 380) are none.
+    if (response.status <= 302 && !response.contactUser.empty())
         _redirection = response.contactUser;
     const bool isAll = std::all_of(_branches.begin(), _branches.end(), [](const auto& one) { return one->isFinal; });
     if (!isAll && response.status < 600)

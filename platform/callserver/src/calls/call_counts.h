@@ -15,6 +15,7 @@ enum class UserPart : uint8_t {
     Pending, // is called; no telephone rings yet
     Ringing,
     Talking, // in either direction
+    Paying,  // a call of others uses his rights; he takes no part in it
 };
 
 // SIP thread.
@@ -42,12 +43,12 @@ public:
 
 private:
     struct Counts {
-        unsigned parts[4] = {}; // by UserPart
+        unsigned parts[5] = {}; // by UserPart
         unsigned made = 0;
         Eusr_stage stage = kUsrOffline; // as told
 
         [[nodiscard]] unsigned of(UserPart part) const { return parts[static_cast<size_t>(part)]; }
-        [[nodiscard]] unsigned total() const { return parts[0] + parts[1] + parts[2] + parts[3]; }
+        [[nodiscard]] unsigned total() const { return parts[0] + parts[1] + parts[2] + parts[3] + parts[4]; }
     };
 
     [[nodiscard]] const Counts* find(const std::string& user) const;

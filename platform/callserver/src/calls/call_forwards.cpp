@@ -28,8 +28,11 @@ bool Call::followRedirection()
         return false;
     ++_forwards;
     _calledShare = UserShare(UserPart::Pending);
+    for (size_t i = 0; i < _branches.size(); ++i)
+        forget(static_cast<int>(i));
     _host.log().end(_record, 302);
     _answer = _host.analyzeFor(by, number, *this, _host.users());
+    _payers.emplace_back(UserPart::Paying).begin(_host.users(), by, true);
     showAs(_answer, _caller);
     _target = 0;
     _branches.clear();

@@ -2,8 +2,10 @@
 #include "calls/call.h"
 
 #include "calls/call_words.h"
+#include "calls/sdp.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
@@ -31,7 +33,8 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
         break;
     case SipMethod::Options: {
         CallAnswer answer{200};
-        answer.headers = featuresFor(leg(otherSide(from).value_or(kCaller))) + headerLine("Accept", "application/sdp");
+        answer.headers = featuresFor(side, partnerOf(from)) + headerLine("Server", kProduct) +
+                         headerLine("Accept", "application/sdp");
         transaction->answer(answer);
         break;
     }
@@ -56,13 +59,20 @@ void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transactio
     CallAnswer done{200};
     done.headers = headerLine("Server", kProduct);
     transaction.answer(done);
+    if (_exchange && _exchange->place && _exchange->from == from) {
+        if (!_exchange->server->isAnswered())
+            _exchange->server->answer({487});
+        cancelExchange({});
+        return;
+    }
     if (from != kCaller && from != _winner) {
         leave(static_cast<size_t>(from));
         return;
     }
     if (_winner >= 0) {
-        // Who has asked for a transfer may leave before it is done.
-        const bool isReplaced = _joiner != nullptr && _joiner->_referral->place == from;
+        // Who has asked for a transfer, or is to be replaced, may leave before it is done.
+        const bool isReplaced =
+            (_joiner != nullptr && _joiner->_referral->place == from) || (_exchange && _exchange->place == from);
         if ((_referral && _referral->by == from) || isReplaced)
             leaveReferring(from);
         else
@@ -122,7 +132,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
     CallMessage peer;
     peer.allow = leg(*to).allow;
     if (!isInvite && !peer.allows("UPDATE")) {
-        transaction->answer({405, {}, headerLine("Allow", allowFor(leg(*to)))});
+        transaction->answer({405, {}, headerLine("Allow", allowFor(leg(from), leg(*to)))});
         return;
     }
     leg(from).dialog.refreshTarget(request);
@@ -140,7 +150,7 @@ void Call::passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> tra
     CallLeg& other = leg(exchange.to);
     CallRequestOut passed = other.dialog.request(request.methodName);
     passed.hasContact = true;
-    passed.headers = request.passed + featuresFor(leg(exchange.from));
+    passed.headers = request.passed + featuresFor(other, leg(exchange.from)) + headerLine("User-Agent", kProduct);
     if (hasTimers() && other.isTimerSupported && other.timer.isOn())
         passed.headers += other.timer.offer();
     exchange.before = other.sent;
@@ -156,15 +166,56 @@ void Call::passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> tra
         _host.transport().send(passed, [this](const CallMessage& response) { onOfferAnswer(response); });
 }
 
-// Whoever was to get a place by it does not.
+void Call::cancelExchange(const std::string& headers)
+{
+    _exchange->isCancelled = true;
+    if (_exchange->client != nullptr)
+        _exchange->client->cancel(headers);
+}
+
+// Whoever was to get a place by it does not; whoever has left it meanwhile has left the call.
 void Call::closeExchange()
 {
-    if (_exchange && _exchange->place) {
-        CallLeg& late = leg(_exchange->from);
-        _host.removeLeg(late.dialog);
-        late.isGone = true;
-    }
+    const std::optional<int> place = _exchange ? _exchange->place : std::nullopt;
+    const int late = _exchange ? _exchange->from : kCaller;
     _exchange.reset();
+    if (!place)
+        return;
+    _host.removeLeg(leg(late).dialog);
+    leg(late).isGone = true;
+    if (static_cast<size_t>(late) + 1 == _branches.size() && late != _winner)
+        _branches.pop_back();
+    if (leg(*place).isGone && !_isEnded)
+        end(200, {});
+}
+
+void Call::forget(int number)
+{
+    for (size_t i = 0; i < _relays.size();) {
+        if (_relays[i]->from != number && _relays[i]->to != number) {
+            ++i;
+            continue;
+        }
+        _relays[i]->server->answer({481});
+        _relays.erase(_relays.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+    if (_refreshed == number)
+        _refreshed.reset();
+    leg(number).probe.reset();
+    if (!_exchange || (_exchange->from != number && _exchange->to != number))
+        return;
+    const bool isAnswered = _exchange->server->isAnswered();
+    if (isAnswered && _exchange->isGiven())
+        confirmLateOffer(_exchange->before);
+    else if (!isAnswered && _exchange->from == number)
+        _exchange->server->answer({487});
+    else if (!isAnswered)
+        _exchange->server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+    // Who was asked and stays takes no offer of one who has left.
+    if (!isAnswered && _exchange->to != number)
+        cancelExchange({});
+    else
+        closeExchange();
 }
 
 void Call::onOfferAnswer(const CallMessage& response)
@@ -206,6 +257,7 @@ void Call::onOfferAnswer(const CallMessage& response)
     if (const std::optional<int> place = std::exchange(_exchange->place, std::nullopt); place) {
         movePlace(from, *place);
         _exchange->from = *place;
+        _exchange->isTaking = true;
     }
     _exchange->untilMs = 0; // the stack says when nobody confirms it
     if (!_exchange->isInvite)
@@ -218,14 +270,21 @@ void Call::takeBack(int number)
 {
     CallLeg& side = leg(number);
     const Exchange done = std::move(*_exchange);
-    closeExchange();
-    side.sent = done.before;
+    _exchange->place = done.place;
     CallRequestOut ack = side.dialog.ack(side.inviteCseq);
     if (done.isLateOffer)
-        ack.body = side.sent;
+        ack.body = done.before;
     _host.transport().sendAck(ack, *done.client);
-    if (!done.isLateOffer && !side.sent.isEmpty())
-        sendRefresh(number, true);
+    // What it gets again is newer than what it has (RFC 3264 section 8).
+    if (!done.isLateOffer && side.origin.empty())
+        side.origin = originOf(side.sent.data);
+    if (done.isLateOffer)
+        side.sent = done.before;
+    closeExchange();
+    if (_isEnded)
+        return;
+    if (!done.isLateOffer)
+        restore(number, done.before);
     reschedule();
 }
 
@@ -238,7 +297,7 @@ void Call::acceptRefresh(int from, const CallMessage& request, ServerTransaction
     CallLeg& side = leg(from);
     side.dialog.refreshTarget(request);
     CallAnswer answer{200};
-    answer.headers = featuresFor(leg(otherSide(from).value_or(kCaller)));
+    answer.headers = featuresFor(side, partnerOf(from)) + headerLine("Server", kProduct);
     if (hasTimers())
         answer.headers += side.timer.accept(request, _host.clock().steadyMs());
     answer.hasContact = true;
@@ -254,6 +313,10 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
         transaction->answer({_isEnded ? 481 : 480});
         return;
     }
+    if (_relays.size() >= kMaxRelays) {
+        transaction->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
+        return;
+    }
     CallLeg& other = leg(*to);
     CallRequestOut passed = other.dialog.request(request.methodName);
     passed.headers = request.passed;
@@ -261,6 +324,8 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
     auto relay = std::make_unique<Relay>();
     relay->server = std::move(transaction);
     relay->number = ++_relayed;
+    relay->from = from;
+    relay->to = *to;
     const int side = *to;
     relay->client =
         _host.transport().send(passed, [this, number = relay->number, from, side](const CallMessage& response) {

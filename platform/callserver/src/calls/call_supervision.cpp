@@ -34,7 +34,7 @@ void Call::step()
         goOnReferring();
     if (_isEnded)
         return;
-    if (_isRefreshing && now >= _refreshUntilMs) {
+    if (_refreshed && now >= _refreshUntilMs) {
         end(408, reasonLine(408, "The session was not refreshed"));
         return;
     }
@@ -114,13 +114,13 @@ void Call::sendRefresh(int number, bool isInvite)
     CallLeg& side = leg(number);
     CallRequestOut request = side.dialog.request(isInvite ? "INVITE" : "UPDATE");
     request.hasContact = true;
-    request.headers = featuresFor(leg(otherSide(number).value_or(kCaller)));
+    request.headers = featuresFor(side, partnerOf(number)) + headerLine("User-Agent", kProduct);
     if (side.timer.isOn())
         request.headers += side.timer.offer();
     if (isInvite) {
         request.body = side.sent;
         side.inviteCseq = request.cseq;
-        _isRefreshing = true;
+        _refreshed = number;
         _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
     }
     side.probe = _host.transport().send(request, [this, number, isInvite](const CallMessage& response) {
@@ -135,7 +135,7 @@ void Call::refreshAnswered(int number, bool isInvite, const CallMessage& respons
     CallLeg& side = leg(number);
     const int64_t now = _host.clock().steadyMs();
     if (isInvite) {
-        _isRefreshing = false;
+        _refreshed.reset();
         if (response.isSuccess())
             _host.transport().sendAck(side.dialog.ack(side.inviteCseq), *side.probe);
     }
@@ -175,7 +175,7 @@ void Call::reschedule()
         at(_talkUntilMs);
         if (_exchange)
             at(_exchange->untilMs);
-        if (_isRefreshing)
+        if (_refreshed)
             at(_refreshUntilMs);
         if (_referral)
             at(_referral->retryAtMs);

@@ -22,7 +22,7 @@ CallAnswer Call::referRefusal(int from, const CallMessage& request) const
     const auto user = _host.findUser(legAt(from)->user);
     if (user == nullptr || !user->hasFlag(kUsrTransfer))
         return {403};
-    const bool isCall = request.referTo &&
+    const bool isCall = request.referTo && request.referTo->isReadable &&
                         (request.referTo->method.empty() || strcasecmp(request.referTo->method.c_str(), "INVITE") == 0);
     if (!isCall || (request.referTo->user.empty() && !request.referTo->replaces))
         return {400, "Bad Refer-To"};
@@ -52,6 +52,7 @@ void Call::onRefer(int from, const CallMessage& request, ServerTransaction& tran
     _referral->other = *otherSide(from);
     _referral->event = referEvent(++side.referrals == 1, request.cseq);
     _referral->isSilent = request.isReferSilent;
+    _referral->subscribe(Referral::kExpires, _host.clock().steadyMs());
     notify({100});
     const ReferTo& target = *request.referTo;
     if (target.replaces)
@@ -67,7 +68,9 @@ void Call::onSubscribe(int from, const CallMessage& request, ServerTransaction& 
         transaction.answer({489, {}, headerLine("Allow-Events", "refer")});
         return;
     }
-    if (!_referral || _referral->by != from || _referral->isSilent) {
+    const bool isOfIt = _referral && _referral->by == from && !_referral->isSilent &&
+                        (request.event->id.empty() || _referral->event == "refer;id=" + request.event->id);
+    if (!isOfIt) {
         transaction.answer({481});
         return;
     }
@@ -76,7 +79,7 @@ void Call::onSubscribe(int from, const CallMessage& request, ServerTransaction& 
     done.hasContact = true;
     done.contactUser = leg(from).dialog.contactUser;
     transaction.answer(done);
-    _referral->expires = expires;
+    _referral->subscribe(expires, _host.clock().steadyMs());
     notify(_referral->state);
     _referral->isSilent = expires == 0;
 }
@@ -86,11 +89,12 @@ void Call::notify(const CallAnswer& state)
     _referral->state = state;
     if (_referral->isSilent)
         return;
+    const uint32_t left = _referral->secondsLeft(_host.clock().steadyMs());
     CallRequestOut request = leg(_referral->by).dialog.request("NOTIFY");
     request.hasContact = true;
     request.headers =
-        notifyHeaders(_referral->event, state.status >= 200 || _referral->expires == 0, _referral->expires) +
-        headerLine("User-Agent", kProduct);
+        notifyHeaders(_referral->event, state.status >= 200 || left == 0, left) + headerLine("User-Agent", kProduct);
+    _referral->isSilent = left == 0;
     request.body = notifyBody(state);
     _lastNotify = _host.transport().send(request, [this](const CallMessage& response) {
         // Now that it knows, it is told good-bye, unless it has said so itself.
@@ -130,6 +134,10 @@ void Call::joinReferred(const ReplacedDialog& wanted)
     const bool isOwn = found != nullptr && found->leg(place).user == leg(_referral->by).user;
     if (!isOwn || found == this || !found->isSettled() || !found->otherSide(place)) {
         failReferral(isOwn && found != this && found->_winner >= 0 ? 491 : 481);
+        return;
+    }
+    if (wanted.isEarlyOnly) {
+        failReferral(486);
         return;
     }
     found->_joiner = this;
@@ -205,7 +213,13 @@ void Call::onOtherAnswer(int other, unsigned serial, bool isLate, const SipBody&
     if (isLate && isWanted && !response.body.isEmpty()) {
         _referral->isAnswerOwed = true;
         _referral->before = before;
-        _referral->joined->offerPlace(response.body);
+        // Its sides may have begun something meanwhile.
+        if (_referral->joined->isOfferPending()) {
+            giveOwedAnswer(before);
+            retryReferring();
+        } else {
+            _referral->joined->offerPlace(response.body);
+        }
         return;
     }
     acknowledge(other, isLate ? before : SipBody{});
@@ -227,29 +241,33 @@ void Call::offerPlace(const SipBody& body)
 {
     const Referral& referral = *_joiner->_referral;
     const int with = *otherSide(referral.place);
-    offer(with, body, _joiner->leg(referral.other), [this, with, before = leg(with).sent](const CallMessage& response) {
-        onPlaceAnswer(with, before, response);
-    });
+    offer(with, body, _joiner->leg(referral.other),
+          [this, with, joiner = _joiner->number(), serial = referral.serial,
+           before = leg(with).sent](const CallMessage& response) {
+              const bool isWanted =
+                  _joiner != nullptr && _joiner->number() == joiner && _joiner->_referral->serial == serial;
+              onPlaceAnswer(with, isWanted, before, response);
+          });
 }
 
-void Call::onPlaceAnswer(int with, const SipBody& before, const CallMessage& response)
+void Call::onPlaceAnswer(int with, bool isWanted, const SipBody& before, const CallMessage& response)
 {
     if (!response.isSuccess()) {
-        if (_joiner != nullptr && response.status == 491) {
+        if (isWanted && response.status == 491) {
             _joiner->giveOwedAnswer(_joiner->_referral->before);
             _joiner->retryReferring();
-        } else if (_joiner != nullptr) {
+        } else if (isWanted) {
             _joiner->failReferral(response.status);
         }
         return;
     }
     acknowledge(with, {});
-    if (_joiner != nullptr && !response.body.isEmpty()) {
+    if (isWanted && !response.body.isEmpty()) {
         std::exchange(_joiner, nullptr)->completeJoin(response.body);
         return;
     }
     restore(with, before);
-    if (_joiner != nullptr)
+    if (isWanted)
         _joiner->failReferral(488);
 }
 
@@ -285,11 +303,12 @@ void Call::handOver(int number, Call& to, int place)
     CallLeg& side = leg(number);
     // What it was called by goes on as long as it does.
     if (number == _winner) {
-        side.record = std::exchange(_record, {});
+        side.records.push_back(std::exchange(_record, {}));
         if (_talkUntilMs != 0)
             to._talkUntilMs = to._talkUntilMs == 0 ? _talkUntilMs : std::min(_talkUntilMs, to._talkUntilMs);
     }
     to._isVideoAllowed = to._isVideoAllowed && _isVideoAllowed;
+    forget(number);
     CallLeg& taken = to.leg(place);
     taken = std::move(side);
     to.shareOf(place) = std::move(shareOf(number));
@@ -301,10 +320,11 @@ void Call::handOver(int number, Call& to, int place)
 void Call::vacate(int place, std::string_view headers)
 {
     CallLeg& side = leg(place);
+    forget(place);
     if (!side.isGone)
         sendBye(side, headers);
     _host.removeLeg(side.dialog);
-    _host.log().end(side.record, 200);
+    endRecords(side, 200);
 }
 
 void Call::finishReferral()
@@ -366,14 +386,9 @@ void Call::leaveReferring(int number)
 {
     CallLeg& side = leg(number);
     side.isGone = true;
-    side.probe.reset();
     _host.removeLeg(side.dialog);
     shareOf(number).end();
-    if (_exchange && _exchange->from == number) {
-        if (!_exchange->server->isAnswered())
-            _exchange->server->answer({487});
-        closeExchange();
-    }
+    forget(number);
 }
 
 void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal)
@@ -385,13 +400,14 @@ void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::fun
     const SipBody before = side.sent;
     CallRequestOut request = side.dialog.request("INVITE");
     request.hasContact = true;
-    request.headers = featuresFor(shown) + identityLine(shown, side.dialog.peer);
+    request.headers =
+        featuresFor(side, shown) + headerLine("User-Agent", kProduct) + identityLine(shown, side.dialog.peer);
     if (side.timer.isOn())
         request.headers += side.timer.offer();
     if (!body.isEmpty())
         request.body = bodyFor(side, body);
     side.inviteCseq = request.cseq;
-    _isRefreshing = true;
+    _refreshed = number;
     _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
     side.probe = _host.transport().send(
         request, [this, number, before, onFinal = std::move(onFinal)](const CallMessage& response) {
@@ -407,7 +423,7 @@ void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::fun
             } else {
                 asked.sent = before;
                 asked.probe.reset();
-                _isRefreshing = false;
+                _refreshed.reset();
                 if (isDialogGone(response)) {
                     end(408, reasonLine(response.status, "The other side is gone"),
                         response.status == 481 ? std::optional(number) : std::nullopt);
@@ -429,7 +445,7 @@ void Call::acknowledge(int number, const SipBody& body)
         ack.body = bodyFor(side, body);
     _host.transport().sendAck(ack, *side.probe);
     side.probe.reset();
-    _isRefreshing = false;
+    _refreshed.reset();
 }
 
 void Call::restore(int number, const SipBody& before)
@@ -495,10 +511,15 @@ void Call::onReplace(int place, const CallMessage& invite, std::unique_ptr<Serve
 void Call::movePlace(int from, int place)
 {
     CallLeg& late = leg(from);
-    late.record = std::exchange(leg(place).record, {}); // it is still the same user's call
-    vacate(place, reasonLine(200, "Call completed elsewhere"));
-    leg(place) = std::move(late);
+    late.records = std::exchange(leg(place).records, {}); // it is still the same user's call
+    CallLeg& side = leg(place);
+    if (!side.isGone)
+        sendBye(side, reasonLine(200, "Call completed elsewhere"));
+    _host.removeLeg(side.dialog);
+    side = std::move(late);
     _host.moveLeg(leg(place).dialog, *this, place);
     late = {};
     late.isGone = true;
+    if (static_cast<size_t>(from) + 1 == _branches.size())
+        _branches.pop_back();
 }

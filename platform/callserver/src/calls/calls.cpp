@@ -169,7 +169,6 @@ Call& Calls::add(std::unique_ptr<Call> call)
 {
     Call& added = *call;
     _calls.emplace(added.number(), std::move(call));
-    ++_active;
     return added;
 }
 
@@ -232,7 +231,6 @@ void Calls::finished(Call& call)
         return;
     _finished.push_back(std::move(it->second));
     _calls.erase(it);
-    --_active;
 }
 
 void Calls::refused(const std::string& caller, const SipSource& source, const std::string& reason)

@@ -53,7 +53,7 @@ public:
 
     // Text of the calls in progress, a line each with a head; empty: there is none.
     [[nodiscard]] std::vector<std::string> statusTable() const;
-    [[nodiscard]] size_t size() const { return _active; }
+    [[nodiscard]] size_t size() const { return _calls.size(); }
     // What is kept of calls and their legs. Nothing of it stays when they are over.
     struct Load {
         size_t calls;
@@ -129,5 +129,4 @@ private:
     // Those of ended legs, and until when: what was answered is still repeated and confirmed.
     std::deque<std::pair<int64_t, std::string>> _lingering;
     std::set<std::pair<int64_t, int>> _due;
-    size_t _active = 0; // calls that have not ended
 };

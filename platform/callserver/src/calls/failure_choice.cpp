@@ -31,6 +31,7 @@ int toldStatus(int status)
     case 422: // of the server's session timer
     case 481:
     case 482:
+    case 503: // it is not the server that is down (RFC 3261 section 16.7)
         return 500;
     case 404: // that the telephone does not know its own user any more
     case 410:

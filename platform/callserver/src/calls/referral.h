@@ -14,12 +14,12 @@ struct Referral {
     static constexpr int64_t kOfferRetryMs = 1'000; // after another offer stood in the way (RFC 3261 section 14.1)
     static constexpr unsigned kMaxOffers = 20;      // so often; the new side waits half a minute for its ACK
 
-    unsigned serial = 0; // of the call's transfers
-    int by = 0;          // leg that asked
-    int other = 0;       // leg that is to talk to the new side
-    std::string event;   // value of the Event header
-    uint32_t expires = kExpires;
-    bool isSilent = false;
+    unsigned serial = 0;   // of the call's transfers
+    int by = 0;            // leg that asked
+    int other = 0;         // leg that is to talk to the new side
+    std::string event;     // value of the Event header
+    int64_t untilMs = 0;   // for so long it is told
+    bool isSilent = false; // it is not
     CallAnswer state{100}; // as it was told last
 
     // The call to the new side, where the server makes it. It is made for this transfer only.
@@ -33,6 +33,12 @@ struct Referral {
 
     unsigned offers = 0;
     int64_t retryAtMs = 0; // 0: the offer is under way, or there is none yet
+
+    void subscribe(uint32_t seconds, int64_t nowMs) { untilMs = nowMs + int64_t{seconds} * 1000; }
+    [[nodiscard]] uint32_t secondsLeft(int64_t nowMs) const
+    {
+        return untilMs <= nowMs ? 0 : static_cast<uint32_t>((untilMs - nowMs + 999) / 1000);
+    }
 };
 
 // Event of its NOTIFY requests. The first REFER of a dialog may go without an ID, and some telephones expect none.

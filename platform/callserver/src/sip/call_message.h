@@ -62,6 +62,7 @@ struct ReferTo {
     std::string user;   // of the URI, unescaped
     std::string method; // empty: INVITE
     std::optional<ReplacedDialog> replaces;
+    bool isReadable = true; // it names a number or a dialog
 };
 
 // Event (RFC 6665 section 8.2.1)

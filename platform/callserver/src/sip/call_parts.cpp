@@ -172,6 +172,12 @@ void addAuthorizations(const sip_authorization_t* header, CallMessage& result)
         result.authorizations.push_back(authorizationText(header));
 }
 
+// What it names may be a number: there is nothing else to call.
+bool isDialable(const url_t* url)
+{
+    return url->url_type == url_sip || url->url_type == url_sips || url->url_type == url_tel;
+}
+
 // What requests and answers have alike.
 CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& source)
 {
@@ -188,7 +194,8 @@ CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& sourc
     }
     if (sip->sip_contact != nullptr && sip->sip_contact->m_url->url_type != url_any) {
         result.contact = uriText(message, sip->sip_contact->m_url);
-        result.contactUser = unescapedText(sip->sip_contact->m_url->url_user);
+        if (isDialable(sip->sip_contact->m_url))
+            result.contactUser = unescapedText(sip->sip_contact->m_url->url_user);
     }
     for (const sip_record_route_t* route = sip->sip_record_route; route != nullptr && result.routes.size() < kMaxRoutes;
          route = route->r_next)
@@ -227,11 +234,11 @@ std::optional<ReplacedDialog> replacedBy(const sip_replaces_t* header)
     return dialog;
 }
 
-// The Replaces among the headers that a URI asks for (RFC 3261 section 19.1.1).
-std::optional<ReplacedDialog> replacedIn(msg_t* message, const char* uriHeaders)
+// Adds the Replaces among the headers that the URI asks for (RFC 3261 section 19.1.1).
+void addReplaced(msg_t* message, const char* uriHeaders, ReferTo& target)
 {
     if (uriHeaders == nullptr)
-        return std::nullopt;
+        return;
     su_home_t* home = msg_home(message);
     const char* const lines = url_query_as_header_string(home, uriHeaders);
     std::string_view rest = lines == nullptr ? std::string_view() : std::string_view(lines);
@@ -239,11 +246,15 @@ std::optional<ReplacedDialog> replacedIn(msg_t* message, const char* uriHeaders)
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         const size_t colon = std::min(line.find(':'), line.size());
-        if (std::string name(line.substr(0, colon)); strcasecmp(name.c_str(), "Replaces") == 0)
-            return replacedBy(
-                sip_replaces_make(home, std::string(line.substr(std::min(colon + 1, line.size()))).c_str()));
+        if (const std::string name(line.substr(0, colon)); strcasecmp(name.c_str(), "Replaces") != 0)
+            continue;
+        const std::string value(line.substr(std::min(colon + 1, line.size())));
+        target.replaces = replacedBy(sip_replaces_make(home, value.c_str()));
+        // Without its tags it would be another call than the one that was meant.
+        target.isReadable =
+            target.replaces && !target.replaces->localTag.empty() && !target.replaces->remoteTag.empty();
+        return;
     }
-    return std::nullopt;
 }
 
 std::optional<ReferTo> referToOf(msg_t* message, const sip_refer_to_t* header)
@@ -251,12 +262,14 @@ std::optional<ReferTo> referToOf(msg_t* message, const sip_refer_to_t* header)
     if (header == nullptr)
         return std::nullopt;
     ReferTo target;
+    target.isReadable = isDialable(header->r_url);
     target.user = unescapedText(header->r_url->url_user);
     std::array<char, 32> method{};
     if (header->r_url->url_params != nullptr &&
         url_param(header->r_url->url_params, "method", method.data(), method.size()) != 0)
         target.method = method.data();
-    target.replaces = replacedIn(message, header->r_url->url_headers);
+    if (target.isReadable)
+        addReplaced(message, header->r_url->url_headers, target);
     return target;
 }
 

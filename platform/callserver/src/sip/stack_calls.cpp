@@ -258,6 +258,9 @@ private:
         if (self._listener == nullptr)
             return 0;
         if (sip == nullptr) {
+            // A success that waited for its turn was not given.
+            if (!self._waiting.empty())
+                self._isAnswered = self._isSuccess = false;
             self._waiting.clear();
             self._listener->onUnconfirmed(self);
             return 0;
