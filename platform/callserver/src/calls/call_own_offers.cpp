@@ -1,0 +1,82 @@
+// Offers that the server makes by itself within a call, for those that are to talk to somebody else.
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+#include "calls/sdp.h"
+#include "sip/uri_text.h"
+
+#include <utility>
+
+void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal)
+{
+    CallLeg& side = leg(number);
+    // Its telephone knows one session, whoever describes it (RFC 3264 section 8).
+    if (side.origin.empty())
+        side.origin = originOf(side.sent.data);
+    const SipBody before = side.sent;
+    CallRequestOut request = side.dialog.request("INVITE");
+    request.hasContact = true;
+    request.headers =
+        featuresFor(side, shown) + headerLine("User-Agent", kProduct) + identityLine(shown, side.dialog.peer);
+    if (side.timer.isOn())
+        request.headers += side.timer.offer();
+    if (!body.isEmpty())
+        request.body = bodyFor(side, body);
+    side.inviteCseq = request.cseq;
+    _refreshed = number;
+    _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
+    side.probe = _host.transport().send(
+        request, [this, number, before, onFinal = std::move(onFinal)](const CallMessage& response) {
+            if (!response.isFinal())
+                return;
+            CallLeg& asked = leg(number);
+            const int64_t now = _host.clock().steadyMs();
+            if (!isOwn(response))
+                asked.heardAtMs = now;
+            if (response.isSuccess()) {
+                asked.dialog.refreshTarget(response);
+                asked.timer.answered(response, now);
+            } else {
+                asked.sent = before;
+                asked.probe.reset();
+                _refreshed.reset();
+                if (isDialogGone(response)) {
+                    end(408, reasonLine(response.status, "The other side is gone"),
+                        response.status == 481 ? std::optional(number) : std::nullopt);
+                    return;
+                }
+            }
+            onFinal(response);
+            if (!_isEnded)
+                reschedule();
+        });
+    reschedule();
+}
+
+void Call::acknowledge(int number, const SipBody& body)
+{
+    CallLeg& side = leg(number);
+    CallRequestOut ack = side.dialog.ack(side.inviteCseq);
+    if (!body.isEmpty())
+        ack.body = bodyFor(side, body);
+    _host.transport().sendAck(ack, *side.probe);
+    side.probe.reset();
+    _refreshed.reset();
+}
+
+void Call::restore(int number, const SipBody& before)
+{
+    if (before.isEmpty())
+        return;
+    CallLeg& side = leg(number);
+    side.sent = bodyFor(side, before);
+    sendRefresh(number, true);
+}
+
+// Telephones show by it whom they talk to now (RFC 3325).
+std::string Call::identityLine(const CallLeg& shown, const SipSource& peer)
+{
+    if (shown.isAnonymous || shown.number.empty())
+        return {};
+    return headerLine("P-Asserted-Identity", nameAddr(shown.display, sipUri(shown.number, hostFor(peer))));
+}

@@ -1,0 +1,96 @@
+// Who is at which end of a call: legs that move to another call, or make room for another telephone.
+#include "calls/call.h"
+
+#include "calls/call_words.h"
+#include "calls/sdp.h"
+
+#include <algorithm>
+#include <utility>
+
+void Call::handOver(int number, Call& to, int place)
+{
+    CallLeg& side = leg(number);
+    // What it was called by goes on as long as it does.
+    if (number == _winner) {
+        side.records.push_back(std::exchange(_record, {}));
+        if (_talkUntilMs != 0)
+            to._talkUntilMs = to._talkUntilMs == 0 ? _talkUntilMs : std::min(_talkUntilMs, to._talkUntilMs);
+    }
+    to._isVideoAllowed = to._isVideoAllowed && _isVideoAllowed;
+    forget(number);
+    CallLeg& taken = to.leg(place);
+    taken = std::move(side);
+    to.shareOf(place) = std::move(shareOf(number));
+    _host.moveLeg(taken.dialog, to, place);
+    side = {};
+    side.isGone = true;
+}
+
+void Call::vacate(int place, std::string_view headers)
+{
+    CallLeg& side = leg(place);
+    forget(place);
+    if (!side.isGone)
+        sendBye(side, headers);
+    _host.removeLeg(side.dialog);
+    endRecords(side, 200);
+}
+
+// A telephone that is in a call already wants the place of one of its sides: its user takes the call with another one
+// of his (RFC 3891).
+void Call::onReplace(int place, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction)
+{
+    const std::optional<int> with = otherSide(place);
+    const bool isEarlyWanted = invite.replaces && invite.replaces->isEarlyOnly;
+    if (!isSettled() || !with || isOfferPending()) {
+        transaction->answer({_winner >= 0 ? 491 : 481});
+        return;
+    }
+    if (isEarlyWanted) {
+        transaction->answer({486});
+        return;
+    }
+    auto branch = std::make_unique<Branch>();
+    branch->isFinal = true;
+    CallLeg& late = branch->leg;
+    late.dialog = dialogOfCaller(invite, randomTag());
+    late.user = leg(place).user;
+    late.number = leg(place).number;
+    late.display = leg(place).display;
+    late.isAnonymous = leg(place).isAnonymous;
+    late.allow = invite.allow;
+    late.isTimerSupported = invite.isTimerSupported;
+    late.heardAtMs = _host.clock().steadyMs();
+    transaction->setTag(late.dialog.localTag);
+    _branches.push_back(std::move(branch));
+    Exchange exchange;
+    exchange.from = static_cast<int>(_branches.size()) - 1;
+    exchange.to = *with;
+    exchange.place = place;
+    exchange.request = invite;
+    exchange.isInvite = true;
+    _host.addLeg(leg(exchange.from).dialog, *this, exchange.from);
+    CallLeg& other = leg(*with);
+    if (other.origin.empty())
+        other.origin = originOf(other.sent.data);
+    transaction->answer({100});
+    passOffer(std::move(exchange), std::move(transaction));
+    reschedule();
+}
+
+// The one that came for it has got it.
+void Call::movePlace(int from, int place)
+{
+    CallLeg& late = leg(from);
+    late.records = std::exchange(leg(place).records, {}); // it is still the same user's call
+    CallLeg& side = leg(place);
+    if (!side.isGone)
+        sendBye(side, reasonLine(200, "Call completed elsewhere"));
+    _host.removeLeg(side.dialog);
+    side = std::move(late);
+    _host.moveLeg(leg(place).dialog, *this, place);
+    late = {};
+    late.isGone = true;
+    if (static_cast<size_t>(from) + 1 == _branches.size())
+        _branches.pop_back();
+}
