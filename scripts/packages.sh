@@ -5,7 +5,8 @@ build_packages=(g++ cmake ninja-build ccache pkg-config
 run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
 wayland_packages=(qtwayland5)
-test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicious python3 iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool)
+test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicious python3 iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool
+    appstream desktop-file-utils libglib2.0-bin)
 bench_packages=(kamailio kamailio-extra-modules)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
 stack_packages=(autoconf automake libtool dpkg-dev)
