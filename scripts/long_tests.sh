@@ -17,6 +17,8 @@ for target in build/fuzz/tests/fuzz/*_fuzz; do
     fuzz_target "$target" "$PARLOVEX_FUZZ_SECONDS"
 done
 
+scripts/try_package.sh
+
 # More rounds of the tests that count them.
 export PARLOVEX_KILL_ROUNDS=200
 export PARLOVEX_LEAVE_ROUNDS=200

@@ -9,6 +9,7 @@ test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicio
     appstream desktop-file-utils libglib2.0-bin)
 bench_packages=(kamailio kamailio-extra-modules)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
+package_packages=(dpkg-dev)
 stack_packages=(autoconf automake libtool dpkg-dev)
 
 # need_packages <name>...: installs what is missing, or says in one command what somebody with the right to must run.
