@@ -7,6 +7,7 @@
 # changes kept in memory, and with no network but a loopback interface of its own. To make that root takes the right of the
 # machine's.
 set -euo pipefail
+umask 022 # the root is open to the user in it
 
 trial=/trial # where the root has the files of this trial
 
