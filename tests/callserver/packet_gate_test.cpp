@@ -3,12 +3,17 @@
 
 #include "callserver/fake_clock.h"
 
+#include "bcl2/text.h"
 #include "cachedb2/switch_variants.h"
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -17,7 +22,26 @@ const std::string kWithCredentials = "REGISTER sip:a.example SIP/2.0\r\nauthoriz
 
 class PacketGateTest : public testing::Test {
 protected:
-    PacketGateTest() { gVarSipChallengeRate = 2; }
+    PacketGateTest()
+    {
+        gVarSipChallengeRate = 2;
+        setList({});
+    }
+
+    static constexpr unsigned kDeny = 0;
+    static constexpr unsigned kAllow = 1;
+    // Takes the place of the one before.
+    void setList(const std::vector<std::pair<const char*, unsigned>>& entries)
+    {
+        Snapshot<Cdb_ip_bwlist>::Builder builder(nullptr);
+        for (const auto& [address, action] : entries) {
+            Cdb_ip_bwlist record;
+            record.action = action;
+            BclCopyStr(record.ipAddr, address);
+            builder.set(address, record);
+        }
+        lists.put(std::make_shared<const IpList>(*builder.finish()));
+    }
 
     bool admits(const std::string& packet, const char* address = "192.0.2.1", uint16_t port = 5060)
     {
@@ -26,6 +50,19 @@ protected:
         source.sin_port = htons(port);
         inet_pton(AF_INET, address, &source.sin_addr);
         return gate.admits(reinterpret_cast<const sockaddr&>(source), packet);
+    }
+    bool admitsIpv6(const std::string& packet, const char* address)
+    {
+        sockaddr_in6 source{};
+        source.sin6_family = AF_INET6;
+        source.sin6_port = htons(5060);
+        inet_pton(AF_INET6, address, &source.sin6_addr);
+        return gate.admits(reinterpret_cast<const sockaddr&>(source), packet);
+    }
+    void silence(std::string_view address)
+    {
+        for (size_t i = 0; i < SourceGuard::kMaxFailures; ++i)
+            guard.noteFailure(sourceKey(address), clock.steadyMs());
     }
 
     struct OneCall final : CallIndex {
@@ -36,9 +73,11 @@ protected:
     };
 
     FakeClock clock;
+    SnapshotBox<IpList> lists;
+    SnapshotReader<IpList> newestList{lists};
     SourceGuard guard;
     OneCall calls;
-    PacketGate gate{guard, clock, calls};
+    PacketGate gate{newestList, guard, clock, calls};
 };
 
 TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
@@ -150,13 +189,70 @@ TEST_F(PacketGateTest, RequestsWithoutCredentialsAboveTheRateAreDropped)
 
 TEST_F(PacketGateTest, NothingOfASilencedSourceIsAdmitted)
 {
-    for (size_t i = 0; i < SourceGuard::kMaxFailures; ++i)
-        guard.noteFailure(sourceKey(std::string_view("192.0.2.1")), clock.steadyMs());
+    silence("192.0.2.1");
     EXPECT_FALSE(admits(kWithCredentials));
     EXPECT_FALSE(admits(kRegister));
     EXPECT_TRUE(admits(kRegister, "192.0.2.2"));
     clock.passMs(SourceGuard::kSilenceMs);
     EXPECT_TRUE(admits(kWithCredentials));
+}
+
+TEST_F(PacketGateTest, NothingOfADeniedAddressIsAdmitted)
+{
+    setList({{"192.0.2.0/24", kDeny}, {"2001:db8:1:2::1", kDeny}});
+    for (const std::string& packet : {kRegister, kWithCredentials, std::string("SIP/2.0 200 OK\r\n\r\n"),
+                                      std::string("BYE sip:a SIP/2.0\r\nCall-ID: known@a.example\r\n\r\n"),
+                                      std::string("INVITE sip:a SIP/2.0\r\nProxy-Authorization: Digest x=y\r\n\r\n")}) {
+        EXPECT_FALSE(admits(packet)) << packet;
+        EXPECT_FALSE(admitsIpv6(packet, "::ffff:192.0.2.7")) << packet;
+        EXPECT_FALSE(admitsIpv6(packet, "2001:db8:1:2::1")) << packet;
+    }
+    EXPECT_TRUE(admits(kRegister, "192.0.3.0"));
+    EXPECT_TRUE(admitsIpv6(kRegister, "2001:db8:1:2::2")) << "its neighbour";
+}
+
+TEST_F(PacketGateTest, ListHoldsForTheNextPacket)
+{
+    EXPECT_TRUE(admits(kWithCredentials));
+    setList({{"192.0.2.1", kDeny}});
+    EXPECT_FALSE(admits(kWithCredentials));
+    setList({{"192.0.2.1", kDeny}, {"192.0.2.0/24", kAllow}});
+    EXPECT_FALSE(admits(kWithCredentials));
+    EXPECT_TRUE(admits(kWithCredentials, "192.0.2.2"));
+    setList({});
+    EXPECT_TRUE(admits(kWithCredentials));
+}
+
+TEST_F(PacketGateTest, AllowedAddressIsNeverSilenced)
+{
+    setList({{"192.0.2.1", kAllow}, {"2001:db8:1:2::1", kAllow}});
+    silence("192.0.2.1");
+    silence("2001:db8:1:2::9");
+    EXPECT_TRUE(admits(kWithCredentials));
+    EXPECT_TRUE(admitsIpv6(kWithCredentials, "2001:db8:1:2::1")) << "whatever its neighbours do";
+    EXPECT_FALSE(admitsIpv6(kWithCredentials, "2001:db8:1:2::9"));
+    setList({});
+    EXPECT_FALSE(admits(kWithCredentials));
+}
+
+TEST_F(PacketGateTest, AllowedAddressHasNoRate)
+{
+    setList({{"192.0.2.1", kAllow}});
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_TRUE(admits(kRegister)) << i;
+    EXPECT_FALSE(admits("ACK sip:a SIP/2.0\r\nCall-ID: other@a.example\r\n\r\n")) << "confirms nothing";
+    setList({});
+    size_t admitted = 0;
+    for (int i = 0; i < 100; ++i)
+        admitted += admits(kRegister) ? 1 : 0;
+    EXPECT_EQ(admitted, 20U) << "as if it had said nothing before";
+}
+
+TEST_F(PacketGateTest, WhatIsNoSipIsDroppedFromAnAllowedAddressToo)
+{
+    setList({{"192.0.2.1", kAllow}});
+    EXPECT_FALSE(admits("GET / HTTP/1.1\r\n\r\n"));
+    EXPECT_FALSE(admits(kWithCredentials, "192.0.2.1", 0));
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "streams/stream_server.h"
 
 #include "bcl2/log.h"
+#include "bcl2/text.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +29,20 @@ using Transport = SipClient::Transport;
 constexpr int kLongMs = 30'000;
 constexpr int64_t kShortMs = 300;
 constexpr int64_t kEndlessMs = 3'600'000;
+
+// Of one entry.
+std::shared_ptr<const IpList> listOf(const char* address, unsigned action)
+{
+    Snapshot<Cdb_ip_bwlist>::Builder builder(nullptr);
+    Cdb_ip_bwlist record;
+    record.action = action;
+    BclCopyStr(record.ipAddr, address);
+    builder.set(address, record);
+    return std::make_shared<const IpList>(*builder.finish());
+}
+
+constexpr unsigned kDeny = 0;
+constexpr unsigned kAllow = 1;
 
 // Of which every one can be made short.
 StreamLimits endless()
@@ -65,6 +80,23 @@ protected:
         server->serve({"127.0.0.1", hasTls ? uint16_t{0} : port, hasTls ? port : uint16_t{0}, {}});
         EXPECT_TRUE(events.waitForPart("is ready on 127.0.0.1:" + std::to_string(port)));
         return *server;
+    }
+    // What the server was asked for before has been done when this returns.
+    void waitForTheServer(StreamServer& server)
+    {
+        port = freeTcpPort();
+        server.serve({"127.0.0.1", port, 0, {}});
+        ASSERT_TRUE(events.waitForPart("is ready on 127.0.0.1:" + std::to_string(port)));
+    }
+    // A new connection reaches the stack.
+    void expectService()
+    {
+        SipClient client("127.0.0.1", port, Transport::Tcp);
+        const std::string text = client.requestText("OPTIONS", "1000", {});
+        client.send(text);
+        const int fd = accepted();
+        EXPECT_EQ(received(fd, text.size()), text);
+        close(fd);
     }
     // What the stack gets of one more connection.
     [[nodiscard]] int accepted() const
@@ -220,15 +252,93 @@ TEST_F(StreamLimitsTest, SourceThatIsShutOutLosesItsConnectionsAndGetsNoNewOnes)
     EXPECT_TRUE(before.waitForEnd());
     EXPECT_TRUE(SipClient("127.0.0.1", port, Transport::Tcp).waitForEnd());
     server.shutOut("127.0.0.1", SystemClock().steadyMs());
-    // What was asked for before has been done when this is.
-    port = freeTcpPort();
-    server.serve({"127.0.0.1", port, 0, {}});
-    ASSERT_TRUE(events.waitForPart("is ready on 127.0.0.1:" + std::to_string(port)));
-    SipClient after("127.0.0.1", port, Transport::Tcp);
-    const std::string text = after.requestText("OPTIONS", "1000", {});
-    after.send(text);
+    waitForTheServer(server);
+    expectService();
+}
+
+TEST_F(StreamLimitsTest, DeniedAddressLosesItsConnectionsAndGetsNoNewOnes)
+{
+    StreamServer& server = start(endless());
+    SipClient known("127.0.0.1", port, Transport::Tcp);
+    const std::string text = known.requestText("OPTIONS", "1000", {});
+    known.send(text);
+    const int ofKnown = accepted();
+    ASSERT_EQ(received(ofKnown, text.size()), text);
+    server.flows().setKnown({"127.0.0.1", known.port(), kTransportTcp});
+    SipClient stranger("127.0.0.1", port, Transport::Tcp);
+    server.setIpList(listOf("127.0.0.0/8", kDeny));
+    EXPECT_TRUE(known.waitForEnd()) << "also where somebody is registered";
+    EXPECT_TRUE(stranger.waitForEnd());
+    EXPECT_TRUE(SipClient("127.0.0.1", port, Transport::Tcp).waitForEnd());
+    close(ofKnown);
+    server.setIpList(listOf("127.0.0.2", kDeny));
+    waitForTheServer(server);
+    expectService();
+}
+
+TEST_F(StreamLimitsTest, AllowedAddressIsNotShutOut)
+{
+    StreamServer& server = start(endless());
+    SipClient before("127.0.0.1", port, Transport::Tcp);
+    const std::string text = before.requestText("OPTIONS", "1000", {});
+    before.send(text);
     const int fd = accepted();
+    ASSERT_EQ(received(fd, text.size()), text);
+    server.setIpList(listOf("127.0.0.1", kAllow));
+    server.shutOut("127.0.0.1", SystemClock().steadyMs() + kEndlessMs);
+    waitForTheServer(server);
+    before.send(text);
     EXPECT_EQ(received(fd, text.size()), text);
+    close(fd);
+    expectService();
+    server.setIpList(std::make_shared<const IpList>());
+    waitForTheServer(server);
+    EXPECT_TRUE(SipClient("127.0.0.1", port, Transport::Tcp).waitForEnd()) << "the former rule holds again";
+}
+
+TEST_F(StreamLimitsTest, AllowedAddressIsNoStranger)
+{
+    StreamLimits limits = endless();
+    limits.strangers = limits.strangersOfSource = 2;
+    limits.strangerRate = 1;
+    limits.strangerIdle = kShortMs;
+    StreamServer& server = start(limits);
+    server.setIpList(listOf("127.0.0.1", kAllow));
+    waitForTheServer(server);
+    std::list<SipClient> telephones;
+    for (size_t i = 0; i < 5 * limits.strangers; ++i)
+        telephones.emplace_back("127.0.0.1", port, Transport::Tcp);
+    std::vector<int> fds;
+    for (SipClient& telephone : telephones) {
+        const std::string text = telephone.requestText("OPTIONS", "1000", {});
+        telephone.send(text);
+        fds.push_back(accepted());
+        EXPECT_EQ(received(fds.back(), text.size()), text);
+    }
+    const std::string text = telephones.front().requestText("OPTIONS", "1000", {});
+    std::string many;
+    for (int i = 0; i < 1000; ++i)
+        many += text;
+    telephones.front().send(many);
+    EXPECT_EQ(received(fds.front(), many.size()), many) << "at a message a second it would take a quarter of an hour";
+    for (const int fd : fds)
+        close(fd);
+}
+
+TEST_F(StreamLimitsTest, AddressThatIsAllowedNoMoreIsAStrangerAgain)
+{
+    StreamLimits limits = endless();
+    limits.strangerIdle = kShortMs;
+    StreamServer& server = start(limits);
+    server.setIpList(listOf("127.0.0.1", kAllow));
+    waitForTheServer(server);
+    SipClient telephone("127.0.0.1", port, Transport::Tcp);
+    const std::string text = telephone.requestText("OPTIONS", "1000", {});
+    telephone.send(text);
+    const int fd = accepted();
+    ASSERT_EQ(received(fd, text.size()), text);
+    server.setIpList(std::make_shared<const IpList>());
+    EXPECT_TRUE(telephone.waitForEnd());
     close(fd);
 }
 

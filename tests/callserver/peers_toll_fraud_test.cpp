@@ -96,6 +96,14 @@ protected:
         EXPECT_TRUE(second->hearsNothing(1));
     }
 
+    void setIpEntry(const char* address, unsigned action)
+    {
+        Cdb_ip_bwlist entry;
+        entry.action = action;
+        BclCopyStr(entry.ipAddr, address);
+        ASSERT_EQ(store().DbIPBWListSet(entry), kDbOk);
+    }
+
     std::unique_ptr<SipClient> gateway;
     std::unique_ptr<CallPhone> first;
     std::unique_ptr<CallPhone> second;
@@ -280,6 +288,67 @@ TEST_F(TollFraudPacketsTest, StrangersCannotSpeakInACall)
         EXPECT_TRUE(status == 481 || status == 405) << method << ": " << status;
     }
     expectSilence();
+    first->send("BYE");
+    first->expect("200");
+    second->expect("BYE");
+}
+
+TEST_F(TollFraudPacketsTest, FromADeniedAddressTheRightPasswordOpensNothing)
+{
+    startHouse();
+    SipClient telephone("127.0.0.1", port);
+    const std::string contact = "Contact: <sip:2001@" + telephone.source() + ">";
+    for (const std::string& number : {std::string("2002"), std::string(kOutside), std::string("99100")}) {
+        const std::string uri = "sip:" + number + "@" + server();
+        const SipAnswer challenge = finalAnswer(telephone, telephone.requestText("INVITE", "2001", {contact}, uri));
+        ASSERT_EQ(challenge.status, 407) << challenge.text;
+        const std::string invite = telephone.requestText(
+            "INVITE", "2001",
+            {contact, "Proxy-Authorization: " + SipClient::credentials(challenge.header("Proxy-Authenticate"), "2001",
+                                                                       "secret", "INVITE", uri)},
+            uri);
+        setIpEntry("127.0.0.0/8", 0);
+        telephone.send(invite);
+        EXPECT_EQ(telephone.receive(kQuietMs).text, "") << number;
+        expectSilence();
+        EXPECT_EQ(events.count("call 1 start"), 0U);
+        ASSERT_EQ(store().DbIPBWListDel("127.0.0.0/8"), kDbOk);
+        if (number == "2002") // it was not for its words that it was not heard
+            continue;
+        EXPECT_EQ(finalAnswer(telephone, invite).status, 503) << number;
+        events.clear();
+    }
+}
+
+TEST_F(TollFraudPacketsTest, AUserWithIpAuthenticationIsDeniedLikeAnybody)
+{
+    startHouse();
+    SipClient telephone("127.0.0.1", port);
+    addUser(store(), "2003", "", [&](Cdb_usr_info& user) {
+        user.flags |= kUsrIpAuth;
+        user.ipPort = telephone.port();
+        BclCopyStr(user.ipAddr, "127.0.0.1");
+    });
+    const std::string uri = "sip:" + std::string(kOutside) + "@" + server();
+    EXPECT_EQ(ask(telephone, "INVITE", "2003", uri), 503) << "is believed";
+    setIpEntry("127.0.0.1", 0);
+    telephone.send(telephone.requestText("INVITE", "2003", {"Contact: <" + telephone.contact("2003") + ">"}, uri));
+    EXPECT_EQ(telephone.receive(kQuietMs).text, "");
+    expectSilence();
+}
+
+TEST_F(TollFraudPacketsTest, WithinACallADeniedAddressIsNotHeardEither)
+{
+    startHouse();
+    first->invite("2002");
+    second->answer(second->expect("INVITE"), 200, CallPhone::kAnswer);
+    second->expect("ACK");
+    first->ack(first->expect("200"));
+    setIpEntry("127.0.0.1", 0);
+    first->send("REFER", {}, {"Refer-To: <" + gatewayUri() + ">", "Contact: <" + first->contact() + ">"});
+    first->send("BYE");
+    expectSilence();
+    setIpEntry("127.0.0.1", 1);
     first->send("BYE");
     first->expect("200");
     second->expect("BYE");

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -20,6 +22,7 @@ namespace {
 constexpr size_t kMaxHostName = 255; // RFC 1034 section 3.1
 // A laptop that joins a network is reachable there after this time.
 constexpr int64_t kAddressCheckMs = 5000;
+constexpr size_t kMaxUnreadableLines = 10; // in the log, of one change
 
 // The names by which telephones may reach this machine, the best first.
 std::vector<std::string> certificateNames(const Cdb_sys_data& system)
@@ -39,6 +42,24 @@ std::vector<std::string> certificateNames(const Cdb_sys_data& system)
     return names;
 }
 
+// Those that were not there before.
+std::vector<std::string> newUnreadable(const IpList& next, const IpList& former)
+{
+    std::vector<std::string> news;
+    std::set_difference(next.unreadable().begin(), next.unreadable().end(), former.unreadable().begin(),
+                        former.unreadable().end(), std::back_inserter(news));
+    return news;
+}
+
+void tellUnreadable(const std::vector<std::string>& entries)
+{
+    const size_t lines = std::min(entries.size(), kMaxUnreadableLines);
+    for (size_t i = 0; i < lines; ++i)
+        ServerLog("IP list: \"%s\" is neither an address nor a network; it has no effect.", entries[i].c_str());
+    if (entries.size() > lines)
+        ServerLog("IP list: %zu more are neither addresses nor networks.", entries.size() - lines);
+}
+
 } // namespace
 
 SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& streams, CdrStore& records,
@@ -52,9 +73,11 @@ SipService::SipService(Cdb_fac_mgr& store, Registrar& registrar, StreamServer& s
       _agent(_stack, *this, localAddresses, streams.flows()),
       _calls(store, registrar, _refusals, _agent.calls(), records, clock,
              [this](const SipSource& source, Credentials credentials) { return noteCredentials(source, credentials); }),
-      _gate(_guard, clock, _calls)
+      _gate(_ipList, _guard, clock, _calls)
 {
+    _ipLists.put(std::make_shared<const IpList>());
     _store.addListener([this](const Cdb_change& change) { onStoreChange(change); });
+    followIpList();
 }
 
 void SipService::run()
@@ -84,6 +107,27 @@ void SipService::onStoreChange(const Cdb_change& change)
         _stack.post([this, user = std::string(change.key), isRemoval = change.isRemoval] {
             _registrar.userChanged(user, isRemoval);
         });
+    else if (change.table == Edb_table::IpLists)
+        followIpList();
+}
+
+// The list is made here and not by those who ask it, so that it holds when the change is stored, and no packet waits.
+void SipService::followIpList()
+{
+    std::vector<std::string> unreadable;
+    {
+        const std::scoped_lock lock(_ipListMutex);
+        const auto& entries = _store.rows<Cdb_ip_bwlist>();
+        const uint64_t version = entries.version();
+        if (version == _ipListVersion)
+            return; // another process changes many at once, which are told one by one
+        _ipListVersion = version;
+        const auto next = std::make_shared<const IpList>(*entries.get());
+        unreadable = newUnreadable(*next, *_ipLists.get());
+        _ipLists.put(next);
+        _streams.setIpList(next);
+    }
+    tellUnreadable(unreadable);
 }
 
 void SipService::serveConfigured()
@@ -179,13 +223,23 @@ void SipService::onCallRequest(const CallMessage& request, std::unique_ptr<Serve
 
 bool SipService::admits(const SipSource& source, bool hasCredentials)
 {
+    const IpVerdict verdict = verdictOf(source);
+    if (verdict != IpVerdict::None)
+        return verdict == IpVerdict::Allow;
     const SourceKey key = sourceKey(source.address);
     const int64_t now = _clock.steadyMs();
     return !_guard.isSilenced(key, now) && (hasCredentials || _guard.admitWithoutCredentials(key, now));
 }
 
+IpVerdict SipService::verdictOf(const SipSource& source)
+{
+    const IpList& list = _ipList.now();
+    return list.isEmpty() ? IpVerdict::None : list.of(ipAddress(source.address));
+}
+
 bool SipService::noteCredentials(const SipSource& source, Credentials credentials)
 {
+    const bool isAllowed = verdictOf(source) == IpVerdict::Allow;
     const SourceKey key = sourceKey(source.address);
     const int64_t now = _clock.steadyMs();
     switch (credentials) {
@@ -193,9 +247,9 @@ bool SipService::noteCredentials(const SipSource& source, Credentials credential
         break; // was counted before it was looked at
     case Credentials::Unproven:
         // Anybody can write some.
-        return _guard.admitWithoutCredentials(key, now);
+        return isAllowed || _guard.admitWithoutCredentials(key, now);
     case Credentials::Wrong:
-        if (_guard.noteFailure(key, now))
+        if (!isAllowed && _guard.noteFailure(key, now))
             _streams.shutOut(source.address, now + SourceGuard::kSilenceMs);
         break;
     case Credentials::Right:

@@ -5,6 +5,7 @@
 #include "clock.h"
 #include "registrar/refusal_log.h"
 #include "registrar/registrar.h"
+#include "sip/ip_list.h"
 #include "sip/overload.h"
 #include "sip/packet_gate.h"
 #include "sip/sip_agent.h"
@@ -13,6 +14,10 @@
 #include "streams/stream_server.h"
 
 #include "cachedb2/fac_mgr.h"
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
 
 // Owner: the server application object. Never destroyed once run() was called.
 class SipService final : public SipHandler {
@@ -45,6 +50,9 @@ private:
     void begin();
     // What a request's credentials say of its source. False: it is not to be answered.
     [[nodiscard]] bool noteCredentials(const SipSource& source, Credentials credentials);
+    [[nodiscard]] IpVerdict verdictOf(const SipSource& source);
+    // Any thread.
+    void followIpList();
     void serveConfigured();
     [[nodiscard]] uint16_t udpPortToServe(const Cdb_sys_data& system) const;
     void onStoreChange(const Cdb_change& change);
@@ -55,6 +63,10 @@ private:
     StreamServer& _streams;
     const Clock& _clock;
     RefusalLog _refusals;
+    SnapshotBox<IpList> _ipLists;
+    std::mutex _ipListMutex; // for the one below, and so that an older list never takes the place of a newer one
+    std::optional<uint64_t> _ipListVersion; // of the records that it was made of
+    SnapshotReader<IpList> _ipList{_ipLists};
     SourceGuard _guard;
     Overload _overload;
     SipStack _stack;

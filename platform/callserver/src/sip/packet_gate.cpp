@@ -82,11 +82,22 @@ bool PacketGate::admits(const sockaddr& source, std::string_view packet)
 {
     if (portOf(source) == 0)
         return false; // nobody could be answered there
+    const IpVerdict verdict = verdictOf(source);
+    if (verdict == IpVerdict::Deny)
+        return false;
+    const bool isAllowed = verdict == IpVerdict::Allow;
     const SourceKey key = sourceKey(source);
     const int64_t now = _clock.steadyMs();
-    if (_guard.isSilenced(key, now) || !isParsable(packet))
+    if ((!isAllowed && _guard.isSilenced(key, now)) || !isParsable(packet))
         return false;
     if (!lacksCredentials(packet) || _calls.has(callIdOf(packet), key))
         return true;
-    return !isMethod(packet, "ACK") && _guard.admitWithoutCredentials(key, now);
+    // What confirms nothing is never answered.
+    return !isMethod(packet, "ACK") && (isAllowed || _guard.admitWithoutCredentials(key, now));
+}
+
+IpVerdict PacketGate::verdictOf(const sockaddr& source)
+{
+    const IpList& list = _ipList.now();
+    return list.isEmpty() ? IpVerdict::None : list.of(ipAddress(source));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "clock.h"
+#include "sip/ip_list.h"
 #include "sip/source_guard.h"
 #include "sip/stack_sockets.h"
 
@@ -17,17 +18,20 @@ public:
     [[nodiscard]] virtual bool has(std::string_view callId, const SourceKey& source) const = 0;
 };
 
-// Drops what is no SIP, what comes from silenced sources, and requests without credentials that come too often; costs
-// one look at the text. SIP thread.
+// Drops what comes from denied addresses, what is no SIP, what comes from silenced sources, and requests without
+// credentials that come too often; costs one look at the text. From allowed addresses all SIP is admitted. SIP thread.
 class PacketGate final : public PacketFilter {
 public:
-    PacketGate(SourceGuard& guard, const Clock& clock, const CallIndex& calls)
-        : _guard(guard), _clock(clock), _calls(calls)
+    PacketGate(SnapshotReader<IpList>& ipList, SourceGuard& guard, const Clock& clock, const CallIndex& calls)
+        : _ipList(ipList), _guard(guard), _clock(clock), _calls(calls)
     {}
 
     [[nodiscard]] bool admits(const sockaddr& source, std::string_view packet) override;
 
 private:
+    [[nodiscard]] IpVerdict verdictOf(const sockaddr& source);
+
+    SnapshotReader<IpList>& _ipList;
     SourceGuard& _guard;
     const Clock& _clock;
     const CallIndex& _calls;

@@ -29,7 +29,6 @@ SourceGuard::SourceGuard()
 
 bool SourceGuard::isSilenced(const SourceKey& source, int64_t now)
 {
-    // The place of an administrator's list of addresses: it is asked before the tables, here and in the two below.
     while (!_silenced.isEmpty() && _silenced.oldest().second <= now)
         _silenced.erase(_silenced.oldest().first);
     return !_silenced.isEmpty() && _silenced.find(source) != nullptr;

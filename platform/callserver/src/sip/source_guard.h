@@ -69,7 +69,8 @@ private:
     std::unordered_map<SourceKey, typename Order::iterator, Hash> _index;
 };
 
-// Which sources are not heard any more, and which are heard less often. Times are Clock::steadyMs(). One thread.
+// Which sources are not heard any more, and which are heard less often. What the administrator says of an address goes
+// before; such addresses are not brought here. Times are Clock::steadyMs(). One thread.
 class SourceGuard {
 public:
     // Failures within that time silence a source: a person who mistypes stays far below, as does a telephone with a

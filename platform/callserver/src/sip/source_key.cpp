@@ -1,5 +1,7 @@
 #include "sip/source_key.h"
 
+#include "sip/ip_address.h"
+
 #include "bcl2/uaddr.h"
 
 #include <algorithm>
@@ -12,27 +14,26 @@
 
 namespace {
 
-constexpr uint8_t kV4 = 4;
-constexpr uint8_t kV6 = 6;
 constexpr uint8_t kLinkLocal = 10;
-constexpr size_t kMappedPrefix = 12; // bytes before the IPv4 address in a mapped one
 
-SourceKey keyOf(uint8_t family, const void* address, size_t size)
+// fe80::/10
+bool isLinkLocal(const IpAddress& address)
 {
-    SourceKey key;
-    key.bytes[0] = family;
-    std::memcpy(key.bytes.data() + 1, address, std::min(size, key.bytes.size() - 1));
-    return key;
+    return address.family == IpAddress::kV6 && address.bytes[0] == 0xfe && (address.bytes[1] & 0xc0) == 0x80;
 }
 
-SourceKey keyOf(const in6_addr& address)
+SourceKey keyOf(const IpAddress& address)
 {
-    if (IN6_IS_ADDR_V4MAPPED(&address))
-        return keyOf(kV4, address.s6_addr + kMappedPrefix, sizeof(in_addr));
+    SourceKey key;
+    key.bytes[0] = address.family;
+    const auto* from = address.bytes.data();
     // On a link all have the same network, and each machine an identifier of its own.
-    if (IN6_IS_ADDR_LINKLOCAL(&address))
-        return keyOf(kLinkLocal, address.s6_addr + sizeof address.s6_addr / 2, sizeof address.s6_addr / 2);
-    return keyOf(kV6, address.s6_addr, sizeof address.s6_addr);
+    if (isLinkLocal(address)) {
+        key.bytes[0] = kLinkLocal;
+        from += address.bytes.size() / 2;
+    }
+    std::copy_n(from, key.bytes.size() - 1, key.bytes.begin() + 1);
+    return key;
 }
 
 } // namespace
@@ -53,7 +54,7 @@ std::string sourceText(const SourceKey& key)
     if (isLinkLocal)
         std::copy_n("\xfe\x80", 2, address.s6_addr);
     std::copy(key.bytes.begin() + 1, key.bytes.end(), address.s6_addr + (isLinkLocal ? sizeof address.s6_addr / 2 : 0));
-    if (key.bytes[0] == kV4)
+    if (key.bytes[0] == IpAddress::kV4)
         return inet_ntop(AF_INET, &address, text.data(), text.size());
     return std::string(inet_ntop(AF_INET6, &address, text.data(), text.size())) + (isLinkLocal ? "" : "/64");
 }
@@ -93,21 +94,10 @@ std::string canonicalAddress(const std::string& literal)
 
 SourceKey sourceKey(const sockaddr& address)
 {
-    if (address.sa_family == AF_INET)
-        return keyOf(kV4, &reinterpret_cast<const sockaddr_in&>(address).sin_addr, sizeof(in_addr));
-    if (address.sa_family == AF_INET6)
-        return keyOf(reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
-    return {};
+    return keyOf(ipAddress(address));
 }
 
 SourceKey sourceKey(std::string_view literal)
 {
-    const std::string text(literal.substr(0, literal.find('%'))); // without the interface of a link-local one
-    in_addr v4{};
-    in6_addr v6{};
-    if (inet_pton(AF_INET, text.c_str(), &v4) == 1)
-        return keyOf(kV4, &v4, sizeof v4);
-    if (inet_pton(AF_INET6, text.c_str(), &v6) == 1)
-        return keyOf(v6);
-    return {};
+    return keyOf(ipAddress(literal));
 }

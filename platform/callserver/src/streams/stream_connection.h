@@ -34,7 +34,10 @@ public:
     // Reading goes on when time has passed.
     [[nodiscard]] bool isPaused() const { return _isPaused; }
 
-    [[nodiscard]] bool isKnown() const { return _stackPort != 0 && _flows.isKnown(_stackPort); }
+    // Its address is an allowed one: no stranger's, whoever speaks.
+    void setTrusted(bool isTrusted) { _isTrusted = isTrusted; }
+    [[nodiscard]] bool isTrusted() const { return _isTrusted; }
+    [[nodiscard]] bool isKnown() const { return _isTrusted || (_stackPort != 0 && _flows.isKnown(_stackPort)); }
     [[nodiscard]] const SipSource& source() const { return _source; }
 
 private:
@@ -58,6 +61,7 @@ private:
     std::string _toStack;
     std::string _toPeer;
 
+    bool _isTrusted = false;
     bool _isOpen = false; // the handshake is over
     bool _isPeerDone = false;
     bool _isBroken = false; // what came cannot be told apart any more

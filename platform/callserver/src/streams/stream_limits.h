@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// A stranger's connection is one on which nobody was authenticated yet. Times in ms.
+// A stranger's connection is one on which nobody was authenticated yet, and whose address is not an allowed one. Times
+// in ms.
 struct StreamLimits {
     int64_t handshake = 10'000;    // from the accept to the end of the TLS handshake
     int64_t firstMessage = 10'000; // from there to the end of the first message

@@ -166,9 +166,10 @@ struct StreamServer::Impl {
     void add(const Kind& kind, int fd, const sockaddr& address, int64_t now)
     {
         const SourceKey key = sourceKey(address);
-        const auto shut = shutOut.find(key);
-        const bool isShut = shut != shutOut.end() && shut->second > now;
-        if (isShut || stackPort == 0 || !makeRoom(key, now)) {
+        const IpVerdict verdict = ipList->of(ipAddress(address));
+        const bool isTrusted = verdict == IpVerdict::Allow;
+        const bool isShut = verdict == IpVerdict::Deny || (!isTrusted && isShutOut(key, now));
+        if (isShut || stackPort == 0 || !makeRoom(key, isTrusted, now)) {
             close(fd);
             return;
         }
@@ -182,13 +183,51 @@ struct StreamServer::Impl {
         entry.connection =
             std::make_unique<StreamConnection>(fd, kind.transport == kTransportTls ? tls.get() : nullptr,
                                                std::move(peer), std::move(local), stackPort, flows, limits, now);
-        strangers.insert(id);
-        strangersOf[key].insert(id);
+        setTrusted(id, entry, isTrusted);
         move(id, now);
     }
 
+    [[nodiscard]] bool isShutOut(const SourceKey& key, int64_t now) const
+    {
+        const auto shut = shutOut.find(key);
+        return shut != shutOut.end() && shut->second > now;
+    }
+
+    void setTrusted(uint64_t id, const Entry& entry, bool isTrusted)
+    {
+        entry.connection->setTrusted(isTrusted);
+        if (entry.connection->isKnown()) {
+            forgetStranger(id, entry.key);
+        } else {
+            strangers.insert(id);
+            strangersOf[entry.key].insert(id);
+        }
+    }
+
+    void setIpList(std::shared_ptr<const IpList> list)
+    {
+        ipList = std::move(list);
+        std::vector<uint64_t> denied;
+        for (const auto& [id, entry] : entries) {
+            const IpVerdict verdict = ipList->of(ipAddress(entry.connection->source().address));
+            if (verdict == IpVerdict::Deny)
+                denied.push_back(id);
+            else
+                setTrusted(id, entry, verdict == IpVerdict::Allow);
+        }
+        for (const uint64_t id : denied)
+            end(id);
+    }
+
     // False: there are too many connections, and all are known.
-    bool makeRoom(const SourceKey& key, int64_t now)
+    bool makeRoom(const SourceKey& key, bool isTrusted, int64_t now)
+    {
+        if (!isTrusted)
+            makeRoomForStranger(key, now);
+        return entries.size() < limits.connections || endOldest(now);
+    }
+
+    void makeRoomForStranger(const SourceKey& key, int64_t now)
     {
         forgetKnownOldest(key);
         const auto ofSource = strangersOf.find(key);
@@ -196,7 +235,6 @@ struct StreamServer::Impl {
             endStranger(*ofSource->second.begin(), now);
         if (strangers.size() >= limits.strangers)
             endStranger(*strangers.begin(), now);
-        return entries.size() < limits.connections || endOldest(now);
     }
 
     // The oldest are those that have to go first: of them it must be right who is a stranger.
@@ -452,6 +490,7 @@ struct StreamServer::Impl {
     std::unordered_map<SourceKey, std::set<uint64_t>, SourceKeyHash> strangersOf;
     std::set<uint64_t> paused;
     std::unordered_map<SourceKey, int64_t, SourceKeyHash> shutOut; // until when
+    std::shared_ptr<const IpList> ipList = std::make_shared<const IpList>();
     int64_t sweptAtMs = 0;
     int64_t pausedMovedAtMs = 0;
     int64_t triedAtMs = 0; // when a port could not be had last
@@ -490,11 +529,16 @@ void StreamServer::shutOut(const std::string& address, int64_t untilMs)
         impl->shutOut[key] = untilMs;
         std::vector<uint64_t> ids;
         for (const auto& [id, entry] : impl->entries)
-            if (entry.key == key)
+            if (entry.key == key && !entry.connection->isTrusted())
                 ids.push_back(id);
         for (const uint64_t id : ids)
             impl->end(id);
     });
+}
+
+void StreamServer::setIpList(std::shared_ptr<const IpList> list)
+{
+    _impl->post([impl = _impl.get(), list = std::move(list)] { impl->setIpList(list); });
 }
 
 FlowTable& StreamServer::flows()

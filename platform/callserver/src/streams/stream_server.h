@@ -2,6 +2,7 @@
 #pragma once
 
 #include "clock.h"
+#include "sip/ip_list.h"
 #include "streams/flow_table.h"
 #include "streams/stream_limits.h"
 
@@ -39,7 +40,10 @@ public:
     // and is tried again every few seconds; open connections stay. Any thread.
     void serve(StreamSettings settings);
     // Ends all connections of the address (a literal) and refuses new ones until then (Clock::steadyMs()). Any thread.
+    // Addresses that are allowed are not shut out.
     void shutOut(const std::string& address, int64_t untilMs);
+    // Ends all connections of the addresses that it denies, and refuses new ones. Any thread.
+    void setIpList(std::shared_ptr<const IpList> list);
 
     // Any thread.
     [[nodiscard]] FlowTable& flows();
