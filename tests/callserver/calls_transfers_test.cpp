@@ -1,5 +1,5 @@
 // Transfers: a telephone has the other side talk to somebody else.
-#include "callserver/calls_fixture.h"
+#include "callserver/transfers_fixture.h"
 
 #include <algorithm>
 
@@ -8,64 +8,8 @@ namespace {
 using Statuses = std::vector<int>;
 using Texts = std::vector<std::string>;
 
-constexpr const char* kThird = "v=0\r\no=- 3 1 IN IP4 192.0.2.3\r\ns=-\r\nm=audio 6000 RTP/AVP 8\r\n";
-constexpr const char* kFourth = "v=0\r\no=- 4 7 IN IP4 192.0.2.1\r\ns=-\r\nm=audio 7000 RTP/AVP 8\r\n";
-
-std::string lineOf(const std::string& lines, const std::string& name)
-{
-    const size_t at = ("\n" + lines).find("\n" + name + ": ");
-    if (at == std::string::npos)
-        return {};
-    const size_t begin = at + name.size() + 2;
-    return lines.substr(begin, lines.find("\r\n", begin) - begin);
-}
-
-// Without the origin, which the server may renumber.
-std::string media(const std::string& sdp)
-{
-    const size_t begin = sdp.find("o=");
-    return begin == std::string::npos ? sdp : sdp.substr(0, begin) + sdp.substr(sdp.find('\n', begin) + 1);
-}
-
-std::string origin(const std::string& sdp)
-{
-    const size_t begin = sdp.find("o=");
-    return begin == std::string::npos ? std::string() : sdp.substr(begin, sdp.find('\r', begin) - begin);
-}
-
-class CallsTransfersTest : public CallsFixture {
+class CallsTransfersTest : public TransfersFixture {
 protected:
-    CallsTransfersTest()
-    {
-        changeUser("2002", [](Cdb_usr_info& user) { user.flags |= kUsrTransfer; });
-    }
-
-    HeardPtr refer(PhoneDialog& by, const std::string& number, const Change& change = {})
-    {
-        return send(by, SipMethod::Refer, {}, [&](CallMessage& request) {
-            request.referTo = ReferTo{number, {}, {}};
-            if (change)
-                change(request);
-        });
-    }
-
-    static Change replacing(const PhoneDialog& dialog)
-    {
-        return [dialog](CallMessage& request) {
-            request.referTo = ReferTo{"2003", {}, ReplacedDialog{dialog.callId, dialog.serverTag, dialog.tag, false}};
-        };
-    }
-
-    // What the next NOTIFY says; it is confirmed.
-    std::string notified()
-    {
-        const SentPtr notify = next("NOTIFY");
-        answer(notify, 200);
-        const std::string& text = notify->request.body.data;
-        const std::string state = lineOf(notify->request.headers, "Subscription-State");
-        return text.substr(0, text.find("\r\n")) + " " + state.substr(0, state.find(';'));
-    }
-
     // 2001 called 2002, who has it sent to 2003: the new side has answered, and the transferred one has its offer.
     struct Sent {
         Talk first;
@@ -262,7 +206,7 @@ TEST_F(CallsTransfersTest, AReferThatIsNoCallIsRefused)
 TEST_F(CallsTransfersTest, ASecondReferWaitsForTheFirst)
 {
     Talk made = talk();
-    changeUser("2001", [](Cdb_usr_info& user) { user.flags |= kUsrTransfer; });
+    allowTransfers("2001");
     EXPECT_EQ(refer(made.called, "2003")->status(), 202);
     EXPECT_EQ(refer(made.called, "2004")->status(), 491);
     EXPECT_EQ(refer(made.caller, "2004")->status(), 491);
@@ -432,6 +376,49 @@ TEST_F(CallsTransfersTest, TheSubscriptionOfATransferCanBeAskedForAndEnded)
     expectNothingLeft();
 }
 
+TEST_F(CallsTransfersTest, ASubscriptionThatHasRunOutIsToldSoOnceAndNoMore)
+{
+    Talk made = talk();
+    EXPECT_EQ(refer(made.called, "2003")->status(), 202);
+    EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
+    EXPECT_EQ(send(made.called, SipMethod::Subscribe, {},
+                   [](CallMessage& request) {
+                       request.event = EventName{"refer", {}};
+                       request.expires = 1;
+                   })
+                  ->status(),
+              200);
+    EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
+    pass(2);
+    const SentPtr toNew = next("INVITE");
+    answer(toNew, 180);
+    EXPECT_EQ(notified(), "SIP/2.0 180 Ringing terminated");
+    answer(toNew, 200, kThird);
+    answer(next("INVITE"), 200, kFourth);
+    EXPECT_FALSE(hasNext("NOTIFY"));
+    expectGoodbyeTo(made.called.callId);
+    hangUp(made.caller, toNew->request.callId);
+    expectAllOver();
+}
+
+TEST_F(CallsTransfersTest, OnlyWhoMayTransferIsToldThatItIsPossible)
+{
+    changeUser("2001", [](Cdb_usr_info& user) { user.flags &= ~static_cast<uint32_t>(kUsrTransfer); });
+    Talk made = talk("2001", "2002");
+    const std::string& toCaller = made.invite->answers.back().headers;
+    const std::string& toCalled = made.branch->request.headers;
+    EXPECT_EQ(lineOf(toCaller, "Allow").find("REFER"), std::string::npos);
+    EXPECT_EQ(lineOf(toCaller, "Allow").find("SUBSCRIBE"), std::string::npos);
+    EXPECT_NE(lineOf(toCalled, "Allow").find(", REFER, SUBSCRIBE"), std::string::npos);
+    for (const std::string& headers : {toCaller, toCalled})
+        EXPECT_NE(lineOf(headers, "Supported").find("replaces"), std::string::npos);
+    for (PhoneDialog* by : {&made.caller, &made.called}) {
+        const HeardPtr options = send(*by, SipMethod::Options);
+        EXPECT_EQ(lineOf(options->answers.back().headers, "Allow").find(", REFER, SUBSCRIBE") != std::string::npos,
+                  by == &made.called);
+    }
+}
+
 TEST_F(CallsTransfersTest, TwoCallsOfOneTelephoneAreJoined)
 {
     Talk first = talk("2001", "2002");
@@ -562,7 +549,7 @@ TEST_F(CallsTransfersTest, NobodyJoinsTheCallsOfOthers)
 
 TEST_F(CallsTransfersTest, AJoinedCallCanBeSentOnAgain)
 {
-    changeUser("2003", [](Cdb_usr_info& user) { user.flags |= kUsrTransfer; });
+    allowTransfers("2003");
     Sent sent = sendOn();
     answer(sent.toOther, 200, kFourth);
     notified();
@@ -585,19 +572,13 @@ TEST_F(CallsTransfersTest, AnotherTelephoneOfTheUserTakesTheCall)
 {
     const FakePhone desk = addPhone("2002");
     Talk made = talk("2001", "2003");
-    const auto taking = [&](const FakePhone& by, const PhoneDialog& dialog, bool isEarly = false) {
-        return call(by, "2003", [&](CallMessage& invite) {
-            invite.body = sdp(kThird);
-            invite.replaces = ReplacedDialog{dialog.callId, dialog.serverTag, dialog.tag, isEarly};
-        });
-    };
     // Not a stranger, and not one that is not there.
-    EXPECT_EQ(taking(phone("2004"), made.called)->status(), 403);
+    EXPECT_EQ(take(phone("2004"), made.called)->status(), 403);
     PhoneDialog wrong = made.called;
     wrong.tag = "other";
-    EXPECT_EQ(taking(phone("2003"), wrong)->status(), 481);
-    EXPECT_EQ(taking(phone("2003"), made.called, true)->status(), 486);
-    const HeardPtr invite = taking(phone("2003"), made.called);
+    EXPECT_EQ(take(phone("2003"), wrong)->status(), 481);
+    EXPECT_EQ(take(phone("2003"), made.called, true)->status(), 486);
+    const HeardPtr invite = take(phone("2003"), made.called);
     const SentPtr passed = next("INVITE");
     EXPECT_EQ(passed->request.callId, made.invite->request.callId);
     EXPECT_EQ(media(passed->request.body.data), media(kThird));
@@ -619,15 +600,11 @@ TEST_F(CallsTransfersTest, AnotherTelephoneOfTheUserTakesTheCall)
 TEST_F(CallsTransfersTest, ACallThatCannotBeTakenStaysWhereItIs)
 {
     Talk made = talk("2001", "2003");
-    const HeardPtr invite = call("2003", "2003", [&](CallMessage& request) {
-        request.replaces = ReplacedDialog{made.called.callId, made.called.serverTag, made.called.tag, false};
-    });
+    const HeardPtr invite = take(phone("2003"), made.called);
     answer(next("INVITE"), 488);
     EXPECT_EQ(invite->status(), 488);
     EXPECT_FALSE(hasNext("BYE"));
-    const HeardPtr cancelled = call("2003", "2003", [&](CallMessage& request) {
-        request.replaces = ReplacedDialog{made.called.callId, made.called.serverTag, made.called.tag, false};
-    });
+    const HeardPtr cancelled = take(phone("2003"), made.called);
     const SentPtr passed = next("INVITE");
     cancel(cancelled);
     EXPECT_TRUE(passed->isCancelled);

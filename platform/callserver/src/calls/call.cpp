@@ -341,7 +341,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     if (_exchange) {
         if (!_exchange->server->isAnswered()) {
             _exchange->server->answer({_exchange->isInvite ? 487 : 481});
-        } else if (_exchange->isTaking && !_exchange->isCancelled) {
+        } else if (_exchange->isTaking && !_exchange->isCancelled && exceptLeg != _exchange->from) {
             unconfirmed = _exchange->from;
             _transaction = std::move(_exchange->server);
             _owedBye = OwedBye{*unconfirmed, std::string(headers)};
@@ -496,6 +496,8 @@ void Call::onUnconfirmed(ServerTransaction& invite)
             _owedBye.reset();
         sendOwedBye();
     }
+    if (_exchange && &invite == _exchange->server.get())
+        _exchange->isTaking = false; // its BYE waits no longer
     if (_isEnded)
         finishIfDone();
     else

@@ -196,7 +196,8 @@ void Call::forget(int number)
             ++i;
             continue;
         }
-        _relays[i]->server->answer({481});
+        // Who stays would take 481 for the end of his own dialog (RFC 3261 section 12.2.1.2).
+        _relays[i]->server->answer({_relays[i]->from == number ? 481 : 480});
         _relays.erase(_relays.begin() + static_cast<std::ptrdiff_t>(i));
     }
     if (_refreshed == number)

@@ -357,6 +357,8 @@ void Call::leaveReferring(int number)
     CallLeg& side = leg(number);
     side.isGone = true;
     _host.removeLeg(side.dialog);
-    shareOf(number).end();
+    // Who takes the call from it is the same user.
+    if (!_exchange || _exchange->place != number)
+        shareOf(number).end();
     forget(number);
 }
