@@ -116,11 +116,15 @@ TEST_F(CallsEndingTest, ABusyTelephoneIsPassedOnWithItsReasons)
 TEST_F(CallsEndingTest, WhatConcernsTheServerAloneIsNotPassedOn)
 {
     const std::vector<std::pair<int, int>> told = {{302, 480}, {401, 500}, {404, 480}, {407, 500}, {410, 480},
-                                                   {422, 500}, {481, 500}, {482, 500}, {487, 480}};
+                                                   {422, 500}, {481, 500}, {482, 500}, {487, 480}, {503, 500}};
     for (const auto& [answered, heard] : told) {
         const HeardPtr invite = call("2001", "2002");
-        answer(next("INVITE"), answered, {}, [](CallMessage& failure) { failure.phrase = "Secret"; });
+        answer(next("INVITE"), answered, {}, [](CallMessage& failure) {
+            failure.phrase = "Secret";
+            failure.passed = "Retry-After: 60\r\n";
+        });
         EXPECT_EQ(invite->status(), heard) << answered;
+        EXPECT_EQ(invite->answers.back().headers.find("Retry-After"), std::string::npos) << answered;
         EXPECT_NE(invite->answers.back().phrase, "Secret") << answered;
     }
     expectNothingLeft();

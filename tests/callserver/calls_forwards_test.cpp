@@ -53,6 +53,17 @@ TEST_F(CallsForwardsTest, TheRightsOfTheTelephonesUserCount)
     expectNothingLeft();
 }
 
+TEST_F(CallsForwardsTest, AProxyOrAnotherServiceIsNotFollowed)
+{
+    for (const int status : {305, 380}) {
+        const HeardPtr invite = call("2001", "2002");
+        sendOn(next("INVITE"), "2003", status);
+        EXPECT_FALSE(hasNext("INVITE")) << status;
+        EXPECT_EQ(invite->statuses(), (Statuses{100, 480})) << status;
+    }
+    expectNothingLeft();
+}
+
 TEST_F(CallsForwardsTest, ACircleOfTelephonesIsLeft)
 {
     const HeardPtr invite = call("2001", "2002");

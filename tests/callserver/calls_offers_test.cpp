@@ -78,7 +78,8 @@ TEST_F(CallsOffersTest, AnUpdateThatTheOtherSideDoesNotKnowIsRefused)
     EXPECT_EQ(made.invite->answers.back().headers.find("UPDATE"), std::string::npos);
     const HeardPtr update = send(made.caller, SipMethod::Update, kHold);
     EXPECT_EQ(update->status(), 405);
-    EXPECT_TRUE(isIn(update->answers.back().headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE"));
+    EXPECT_TRUE(
+        isIn(update->answers.back().headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE"));
     EXPECT_FALSE(hasNext("UPDATE"));
 }
 
@@ -426,6 +427,27 @@ TEST_F(CallsOffersTest, ATextThatNobodyAnswersLeavesTheCall)
     answerOwn(next("INFO"), 408);
     EXPECT_EQ(info->status(), 408);
     EXPECT_EQ(server().size(), 1U);
+}
+
+TEST_F(CallsOffersTest, ASideWaitsForTheAnswersToItsTextsBeforeItSendsTooMany)
+{
+    Talk made = talk();
+    std::vector<HeardPtr> texts;
+    for (size_t i = 0; i < Call::kMaxRelays; ++i)
+        texts.push_back(send(made.caller, SipMethod::Info));
+    const HeardPtr refused = send(made.caller, SipMethod::Message);
+    EXPECT_EQ(refused->status(), 500);
+    EXPECT_NE(refused->answers.back().headers.find("Retry-After: "), std::string::npos);
+    EXPECT_FALSE(hasNext("MESSAGE"));
+    answer(next("INFO"), 200);
+    EXPECT_EQ(texts.front()->status(), 200);
+    const HeardPtr taken = send(made.caller, SipMethod::Message);
+    answer(next("MESSAGE"), 200);
+    EXPECT_EQ(taken->status(), 200);
+    hangUp(made);
+    for (const HeardPtr& text : texts)
+        EXPECT_EQ(text->finals, 1U);
+    expectNothingLeft();
 }
 
 TEST_F(CallsOffersTest, WhatIsOpenWhenTheCallEndsIsAnswered)

@@ -161,6 +161,37 @@ TEST_F(CallsReliableTest, AnAnswerThatIsNeverConfirmedEndsTheCall)
     expectNothingLeft();
 }
 
+TEST_F(CallsReliableTest, ASuccessThatWaitedForTheConfirmationIsTakenBackWithoutGoodbyeToTheCaller)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    invite->holdsSuccess = true;
+    answer(branch, 200);
+    EXPECT_EQ(invite->status(), 183);
+    FakeCallTransport::leaveUnconfirmed(invite);
+    EXPECT_EQ(invite->status(), 503);
+    const SentPtr bye = next("BYE");
+    EXPECT_EQ(bye->request.callId, branch->request.callId);
+    answer(bye, 200);
+    EXPECT_FALSE(hasNext("BYE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsReliableTest, WhoeverHangsUpMeanwhileGetsNoGoodbyeToTheCallerSentEither)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    invite->holdsSuccess = true;
+    answer(branch, 200);
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    EXPECT_EQ(send(called, SipMethod::Bye)->status(), 200);
+    EXPECT_FALSE(hasNext("BYE"));
+    FakeCallTransport::leaveUnconfirmed(invite);
+    EXPECT_EQ(invite->status(), 503);
+    EXPECT_FALSE(hasNext("BYE"));
+    expectNothingLeft();
+}
+
 TEST_F(CallsReliableTest, AnUpdateBeforeTheAnswerIsPassed)
 {
     begin(true);

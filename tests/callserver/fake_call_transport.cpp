@@ -43,7 +43,8 @@ public:
         if (_heard->isDecided)
             return;
         _isAnswered = answer.status >= 200;
-        note(answer);
+        if (!_heard->holdsSuccess || answer.status < 200 || answer.status >= 300)
+            note(answer);
     }
     [[nodiscard]] bool answerReliably(const CallAnswer& answer) override
     {
@@ -53,7 +54,11 @@ public:
         note(answer);
         return true;
     }
-    [[nodiscard]] bool isAnswered() const override { return _isAnswered; }
+    // What was held is not given any more once there is another final answer.
+    [[nodiscard]] bool isAnswered() const override
+    {
+        return _isAnswered && !(_heard->holdsSuccess && _heard->isDecided);
+    }
 
 private:
     void note(const CallAnswer& answer)

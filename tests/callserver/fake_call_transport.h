@@ -27,6 +27,7 @@ struct HeardRequest {
     ServerTransactionListener* listener = nullptr;
     ServerTransaction* transaction = nullptr; // null: the server has let it go
     bool isDecided = false;                   // it has a final answer
+    bool holdsSuccess = false;                // a success waits until a reliable answer is confirmed
     unsigned finals = 0;                      // how many the server wanted to give
 
     // Of the last answer; 0: there was none.
