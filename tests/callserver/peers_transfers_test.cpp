@@ -190,8 +190,12 @@ TEST_F(TransfersTest, ReplacesOrReferToThatCannotBeReadAreRefused)
     EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: ;;to-tag"}).status(), 400);
     EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: x@y;to-tag=1;from-tag=2"}).status(), 481);
     talk(caller, called);
-    for (const char* header : {"Refer-To: ", "Refer-To: <sip:20 03@127.0.0.1>", "Refer-To: <tel:>", "Subject: none",
-                               "Refer-To: <sip:2003@127.0.0.1;method=BYE>"}) {
+    for (const char* header :
+         {"Refer-To: ", "Refer-To: <sip:20 03@127.0.0.1>", "Refer-To: <tel:>", "Subject: none",
+          "Refer-To: <sip:2003@127.0.0.1;method=BYE>", "Refer-To: <mailto:2003@127.0.0.1>",
+          "Refer-To: <sip:2003@127.0.0.1?Replaces=%3B%3Bto-tag>", "Refer-To: <sip:2003@127.0.0.1?Replaces=>",
+          "Refer-To: <sip:2003@127.0.0.1?Replaces=x%40y%3Bto-tag%3D1>"}) {
+        SCOPED_TRACE(header);
         caller.send("REFER", {}, {header, "Contact: " + caller.contact()});
         caller.expect("400");
     }
