@@ -125,6 +125,17 @@ TEST_F(CallsCrossingsTest, AnAnswerToAJoinThatIsOverIsNotTakenForTheNextOne)
     expectAllOver();
 }
 
+TEST_F(CallsCrossingsTest, TheRecordOfASideThatHasMovedEndsWithIt)
+{
+    Talk second = talk("2003", "2002");
+    Talk first = talk("2002", "2001");
+    join(first.caller, second.called);
+    agree(next("INVITE"), first.caller, second.called);
+    EXPECT_EQ(recordTexts(), (Texts{"start", "answer", "2:start", "2:answer"}));
+    hangUp(second.caller, first.called.callId);
+    expectAllOver();
+}
+
 TEST_F(CallsCrossingsTest, AllRecordsOfASideThatHasMovedTwiceEndWithIt)
 {
     Talk second = talk("2003", "2002");
@@ -253,6 +264,25 @@ TEST_F(CallsCrossingsTest, ATextToTheOneWhoHasAskedAndLeftDoesNotEndTheTransfer)
     EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
     EXPECT_EQ(info->statuses(), (Statuses{480}));
     answer(passed, 481);
+    EXPECT_FALSE(toNew->isCancelled);
+    answer(toNew, 200, kThird);
+    answer(next("INVITE"), 200, kFourth);
+    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    hangUp(made.caller, toNew->request.callId);
+    expectAllOver();
+}
+
+TEST_F(CallsCrossingsTest, AQuestionToTheOneWhoHasLeftDoesNotEndTheTransfer)
+{
+    Talk made = talk("2001", "2002");
+    pass(60);
+    const SentPtr toCaller = next("OPTIONS"); // whether they are still there
+    const SentPtr toCalled = next("OPTIONS");
+    EXPECT_EQ(toCalled->request.callId, made.called.callId);
+    answer(toCaller, 200);
+    const SentPtr toNew = sendOn(made.called, "2003");
+    EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
+    answer(toCalled, 481);
     EXPECT_FALSE(toNew->isCancelled);
     answer(toNew, 200, kThird);
     answer(next("INVITE"), 200, kFourth);

@@ -436,7 +436,7 @@ TEST_F(CallsOffersTest, ASideWaitsForTheAnswersToItsTextsBeforeItSendsTooMany)
     for (size_t i = 0; i < Call::kMaxRelays; ++i)
         texts.push_back(send(made.caller, SipMethod::Info));
     const HeardPtr refused = send(made.caller, SipMethod::Message);
-    EXPECT_EQ(refused->status(), 500);
+    ASSERT_EQ(refused->status(), 500);
     EXPECT_NE(refused->answers.back().headers.find("Retry-After: "), std::string::npos);
     EXPECT_FALSE(hasNext("MESSAGE"));
     answer(next("INFO"), 200);
