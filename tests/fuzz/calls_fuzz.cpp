@@ -597,7 +597,7 @@ private:
         });
         return isCalled || std::any_of(_heard.begin(), _heard.end(), [&](const Heard& heard) {
                    return heard.isInvite() && heard.isInitial() && heard.request->request.callId == bye.callId &&
-                          (heard.isOver || heard.request->request.replaces) && isSuccess(heard.request->status());
+                          heard.isOver && isSuccess(heard.request->status());
                });
     }
 
