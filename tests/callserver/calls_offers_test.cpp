@@ -7,6 +7,9 @@ using Statuses = std::vector<int>;
 
 class CallsOffersTest : public CallsFixture {
 protected:
+    // As at first, but newer than the hold that was taken back.
+    static constexpr const char* kOfferAgain = "v=0\r\no=- 1 3 IN IP4 192.0.2.1\r\ns=-\r\nm=audio 4000 RTP/AVP 8\r\n";
+
     static bool isIn(const std::string& headers, const std::string& line)
     {
         return headers.find(line + "\r\n") != std::string::npos;
@@ -298,8 +301,7 @@ TEST_F(CallsOffersTest, AnOfferThatWasTakenBeforeItsCancelIsTakenBack)
     EXPECT_EQ(reinvite->statuses(), (Statuses{487}));
     const SentPtr back = next("INVITE");
     EXPECT_EQ(back->request.callId, made.branch->request.callId);
-    EXPECT_EQ(back->request.body.data, "v=0\r\no=- 1 3 IN IP4 192.0.2.1\r\ns=-\r\nm=audio 4000 RTP/AVP 8\r\n")
-        << "as before, but newer than what was taken back";
+    EXPECT_EQ(back->request.body.data, kOfferAgain);
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
     answer(back, 200, kAnswer);
     EXPECT_EQ(back->acks.size(), 1U);
@@ -367,7 +369,7 @@ TEST_F(KeptOfferTest, ThatIsTakenTooLateIsTakenBack)
     answer(passed, 200, kAnswer);
     EXPECT_EQ(passed->acks.size(), 1U);
     const SentPtr back = next("INVITE");
-    EXPECT_EQ(back->request.body.data, kOffer);
+    EXPECT_EQ(back->request.body.data, kOfferAgain);
     answer(back, 200, kAnswer);
     EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
 }
