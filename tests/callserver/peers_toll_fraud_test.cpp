@@ -65,7 +65,7 @@ protected:
         client.send(text);
         const auto until = std::chrono::steady_clock::now() + kTestPatience;
         while (std::chrono::steady_clock::now() < until) {
-            const SipAnswer answer = client.receive(1000);
+            SipAnswer answer = client.receive(1000);
             if (answer.status >= 200 && text.find("CSeq: " + answer.header("CSeq") + "\r\n") != std::string::npos)
                 return answer;
         }
