@@ -166,11 +166,28 @@ uint32_t BclStrToU32(const char* text)
     return static_cast<uint32_t>(number.value);
 }
 
+namespace {
+
+// The characters of ASCII at its start that are printable.
+std::string_view plainStart(std::string_view text)
+{
+    const auto end = std::find_if_not(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    return text.substr(0, static_cast<size_t>(end - text.begin()));
+}
+
+} // namespace
+
 std::string BclPrintable(std::string_view text, size_t bound)
 {
     std::string out;
     out.reserve(std::min(text.size(), bound));
     for (size_t at = 0; at < text.size();) {
+        // Nearly always that is all of it.
+        const std::string_view plain = plainStart(text.substr(at));
+        out += plain.substr(0, bound - out.size());
+        at += plain.size();
+        if (at == text.size() || out.size() == bound)
+            break;
         char32_t code = 0;
         const size_t length = BclDecodeUtf8(text.substr(at), code);
         std::array<char, 16> escape{};

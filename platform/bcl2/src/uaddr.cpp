@@ -26,7 +26,8 @@ void Cbcl_uaddr::setAddress(const char* address, uint16_t port)
         return;
     }
     // A zone ("fe80::1%eth0", RFC 4007 section 11) belongs to the literal.
-    const bool isIpv6 = isLiteral(AF_INET6, text.substr(0, text.find('%')).c_str());
+    const bool isIpv6 =
+        text.find(':') != std::string::npos && isLiteral(AF_INET6, text.substr(0, text.find('%')).c_str());
     _url = (isIpv6 ? "[" + text + "]" : text) + ":" + std::to_string(port);
     _address = std::move(text);
     _port = port;
