@@ -1,7 +1,5 @@
 #include "sip/header_bounds.h"
 
-#include <algorithm>
-
 bool HeaderBounds::admits(std::string_view line)
 {
     if (_lines == 1 && !line.empty() && (line[0] == ' ' || line[0] == '\t'))
@@ -11,7 +9,10 @@ bool HeaderBounds::admits(std::string_view line)
             return false;
     _bytes += line.size();
     ++_lines;
-    _separators +=
-        static_cast<size_t>(std::count_if(line.begin(), line.end(), [](char c) { return c == ',' || c == ';'; }));
+    // Of this width the compiler counts many at a time; every byte of every packet passes here.
+    unsigned separators = 0;
+    for (const char c : line)
+        separators += static_cast<unsigned>(c == ',') | static_cast<unsigned>(c == ';');
+    _separators += separators;
     return _bytes <= kMaxBytes && _lines <= kMaxLines && _separators <= kMaxSeparators;
 }
