@@ -55,6 +55,17 @@ TEST_F(Registrations, EachWriteReplacesAllOfItsUser)
     EXPECT_EQ("1001", sql(path("runtime.db"), "select userName from tbl_sip_reg"));
 }
 
+TEST_F(Registrations, WriteOfTheRowLeavesTheContacts)
+{
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({registered("1000", 3)}));
+    Cdb_user_bindings talking = registered("1000", 0);
+    talking.hasRow = talking.isRowOnly = true;
+    talking.row.usrStage = kUsrTalking;
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({talking}));
+    EXPECT_EQ("3", sql(path("runtime.db"), "select count(*) from tbl_sip_contact where userName='1000'"));
+    EXPECT_EQ(std::to_string(kUsrTalking), sql(path("runtime.db"), "select usrStage from tbl_sip_reg"));
+}
+
 TEST_F(Registrations, OfADeletedUserAreGone)
 {
     ASSERT_EQ(kDbOk, store().DbSetLocalUserData(user("1000")));

@@ -33,7 +33,7 @@ void RegistrarFixture::restart()
     const std::vector<Cdb_user_bindings> before = stored();
     registrar = std::make_unique<Registrar>(users, system, clock, [this](UserChange&& change) {
         if (!change.stored.userName.empty())
-            _stored[change.stored.userName] = change.stored;
+            _stored[change.stored.userName].follow(Cdb_user_bindings(change.stored));
         changes.push_back(std::move(change));
     });
     registrar->load(before);

@@ -32,6 +32,21 @@ TEST_F(RegistrarUsersTest, UserWithIpAuthenticationHasARow)
     EXPECT_TRUE(changes.empty()) << "nothing is different";
 }
 
+TEST_F(RegistrarUsersTest, CallsChangeNothingButTheRow)
+{
+    registerFrom(kPhone);
+    takeChanges();
+    registrar->setCallStage("1000", kUsrTalking);
+    const UserChange change = takeChange();
+    EXPECT_TRUE(change.isStateNew);
+    EXPECT_FALSE(change.isAgentNew || change.isAddressNew);
+    EXPECT_TRUE(change.stored.isRowOnly);
+    EXPECT_EQ(change.stored.row.usrStage, kUsrTalking);
+    EXPECT_STREQ(change.stored.row.preAddr, "192.0.2.1");
+    restart();
+    EXPECT_NE(registrar->contactsOf("1000"), nullptr) << "a restart during the call";
+}
+
 TEST_F(RegistrarUsersTest, RowFollowsTheRecord)
 {
     putIpUser("2000", "192.0.2.9", 5090);

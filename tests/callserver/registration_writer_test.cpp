@@ -40,7 +40,9 @@ struct Journal {
         wake.wait(lock, [this] { return !isHeld; });
         for (const Cdb_user_bindings& user : batch)
             entries.push_back((isBroken ? "failed " : "stored ") + user.userName + " " +
-                              std::to_string(user.row.usrStage));
+                              std::to_string(user.row.usrStage) +
+                              (user.contacts.empty() ? "" : " at " + std::string(user.contacts.front().contact)) +
+                              (user.isRowOnly ? " row only" : ""));
         return isBroken ? 1 : 0;
     }
     void set(bool Journal::*flag, bool value)
@@ -93,6 +95,23 @@ protected:
         if (!line.empty())
             result.lines.push_back(line);
         return result;
+    }
+
+    static UserChange registration(const std::string& user)
+    {
+        UserChange result = change(user, kUsrIdle);
+        BclCopyStr(result.stored.contacts.emplace_back().contact, "sip:phone");
+        return result;
+    }
+    static UserChange callState(const std::string& user, uint8_t state)
+    {
+        UserChange result = change(user, state);
+        result.stored.isRowOnly = true;
+        return result;
+    }
+    static std::string storedAs(const std::string& user, uint8_t state, const std::string& rest)
+    {
+        return "stored " + user + " " + std::to_string(state) + rest;
     }
 
     Journal& journal = *new Journal;
@@ -187,6 +206,38 @@ TEST_F(RegistrationWriterTest, WhatFailedIsWrittenWithTheNextBatchUnlessItIsOutd
     EXPECT_EQ(std::count(all.begin(), all.end(), "stored 1001 1"), 0);
     EXPECT_EQ(std::count(all.begin(), all.end(), "state 1000 1"), 0) << "told before";
     EXPECT_EQ(std::count(all.begin(), all.end(), "log Registrations are stored again."), 1);
+}
+
+TEST_F(RegistrationWriterTest, StateOfACallKeepsTheContactsThatWaitBesideIt)
+{
+    journal.set(&Journal::isHeld, true);
+    start();
+    writer.add(change("1", 1)); // is written, and holds the writer
+    writer.add(registration("1000"));
+    writer.add(callState("1000", kUsrTalking));
+    writer.add(callState("1001", kUsrRinging));
+    writer.add(callState("1001", kUsrTalking));
+    writer.add(callState("1002", kUsrTalking));
+    writer.add(registration("1002"));
+    journal.set(&Journal::isHeld, false);
+    ASSERT_TRUE(writer.flush(kLongMs));
+    const Entries all = journal.take();
+    EXPECT_EQ(std::count(all.begin(), all.end(), storedAs("1000", kUsrTalking, " at sip:phone")), 1);
+    EXPECT_EQ(std::count(all.begin(), all.end(), storedAs("1001", kUsrTalking, " row only")), 1);
+    EXPECT_EQ(std::count(all.begin(), all.end(), storedAs("1002", kUsrIdle, " at sip:phone")), 1);
+}
+
+TEST_F(RegistrationWriterTest, StateOfACallKeepsTheContactsThatCouldNotBeWrittenBefore)
+{
+    journal.set(&Journal::isBroken, true);
+    start();
+    writer.add(registration("1000"));
+    EXPECT_FALSE(writer.flush(kLongMs));
+    journal.set(&Journal::isBroken, false);
+    writer.add(callState("1000", kUsrTalking));
+    ASSERT_TRUE(writer.flush(kLongMs));
+    const Entries all = journal.take();
+    EXPECT_EQ(std::count(all.begin(), all.end(), storedAs("1000", kUsrTalking, " at sip:phone")), 1);
 }
 
 TEST_F(RegistrationWriterTest, FlushGivesUpOnAStoreThatHangs)

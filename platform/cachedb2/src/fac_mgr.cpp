@@ -39,6 +39,16 @@ bool hasGoodKeys(const Cdb_user_bindings& user)
                        [&](const Cdb_sip_contact& contact) { return isGood(contactsTable(), contact); });
 }
 
+// `clear` is the statement that removes a user's contacts.
+bool setContacts(DbConnection& db, DbStatement& clear, const Cdb_user_bindings& user)
+{
+    clear.reset();
+    clear.bindText(1, user.userName);
+    return clear.stepDone() &&
+           std::all_of(user.contacts.begin(), user.contacts.end(),
+                       [&db](const Cdb_sip_contact& contact) { return contactsTable().set(db, &contact); });
+}
+
 // The data folder of the options, made when it is that of this instance; empty when it cannot be used.
 std::string usableFolder(const Cdb_options& options)
 {
@@ -331,13 +341,8 @@ unsigned Cdb_fac_mgr::DbWriteRegistrations(const std::vector<Cdb_user_bindings>&
         if (clearContacts == nullptr || clearRow == nullptr)
             return false;
         for (const Cdb_user_bindings& user : changes) {
-            clearContacts->reset();
-            clearContacts->bindText(1, user.userName);
-            if (!clearContacts->stepDone())
+            if (!user.isRowOnly && !setContacts(db, *clearContacts, user))
                 return false;
-            for (const Cdb_sip_contact& contact : user.contacts)
-                if (!contactsTable().set(db, &contact))
-                    return false;
             if (user.hasRow) {
                 if (!registrationsTable().set(db, &user.row))
                     return false;

@@ -45,4 +45,15 @@ struct Cdb_user_bindings {
     bool hasRow = false; // false: no row in tbl_sip_reg
     Cdb_sip_reg row;
     std::vector<Cdb_sip_contact> contacts;
+    bool isRowOnly = false; // the contacts of the user stay as they are stored
+
+    // Makes it what a later one leaves of it.
+    void follow(Cdb_user_bindings&& later)
+    {
+        if (later.isRowOnly) {
+            later.contacts = std::move(contacts);
+            later.isRowOnly = isRowOnly;
+        }
+        *this = std::move(later);
+    }
 };

@@ -120,8 +120,8 @@ void Registrar::setCallStage(const std::string& user, Eusr_stage stage)
         return;
     UserBindings& known = bindings == nullptr ? _table.get(user) : *bindings;
     known.callStage = stage;
-    if (shownNow(user, known) != known.shown)
-        commit(user, {});
+    if (ShownUser shown = shownNow(user, known); shown != known.shown)
+        commit(user, {}, std::move(shown), Extent::RowOnly);
     else
         _table.update(user);
 }
@@ -423,16 +423,25 @@ void Registrar::load(const std::vector<Cdb_user_bindings>& stored)
 
 void Registrar::commit(const std::string& user, UserChange&& change)
 {
+    commit(user, std::move(change), shownNow(user, _table.get(user)), Extent::All);
+}
+
+void Registrar::commit(const std::string& user, UserChange&& change, ShownUser&& shown, Extent extent)
+{
     UserBindings& bindings = _table.get(user);
-    ShownUser shown = shownNow(user, bindings);
     change.isStateNew = shown.stage != bindings.shown.stage;
     change.isAgentNew = shown.userAgent != bindings.shown.userAgent;
     change.isAddressNew = shown.address != bindings.shown.address || shown.port != bindings.shown.port;
     bindings.shown = std::move(shown);
-    change.stored = storable(user, bindings);
-    for (Binding& binding : bindings.contacts) {
-        binding.storedRefreshMs = binding.refreshedAtMs;
-        binding.storedLifetimeMs = binding.lifetimeMs;
+    change.stored = storableRow(user, bindings.shown);
+    if (extent == Extent::RowOnly) {
+        change.stored.isRowOnly = true;
+    } else {
+        addContacts(change.stored, bindings);
+        for (Binding& binding : bindings.contacts) {
+            binding.storedRefreshMs = binding.refreshedAtMs;
+            binding.storedLifetimeMs = binding.lifetimeMs;
+        }
     }
     _table.update(user);
     _sink(std::move(change));
@@ -454,23 +463,28 @@ ShownUser Registrar::shownNow(const std::string& user, const UserBindings& bindi
     return {};
 }
 
-Cdb_user_bindings Registrar::storable(const std::string& user, const UserBindings& bindings) const
+Cdb_user_bindings Registrar::storableRow(const std::string& user, const ShownUser& shown)
 {
     Cdb_user_bindings result;
     result.userName = user;
-    result.hasRow = bindings.shown.hasRow;
+    result.hasRow = shown.hasRow;
     if (result.hasRow) {
         BclCopyStr(result.row.userName, user.c_str());
-        BclCopyStr(result.row.preAddr, bindings.shown.address.c_str());
-        BclCopyStr(result.row.userAgent, bindings.shown.userAgent.c_str());
-        result.row.prePort = bindings.shown.port;
-        result.row.usrStage = bindings.shown.stage;
+        BclCopyStr(result.row.preAddr, shown.address.c_str());
+        BclCopyStr(result.row.userAgent, shown.userAgent.c_str());
+        result.row.prePort = shown.port;
+        result.row.usrStage = shown.stage;
     }
+    return result;
+}
+
+void Registrar::addContacts(Cdb_user_bindings& stored, const UserBindings& bindings) const
+{
     const int64_t now = _clock.steadyMs();
     const Cbcl_timestamp wall = _clock.wallSeconds();
     for (const Binding& binding : bindings.contacts) {
-        Cdb_sip_contact& contact = result.contacts.emplace_back();
-        BclCopyStr(contact.userName, user.c_str());
+        Cdb_sip_contact& contact = stored.contacts.emplace_back();
+        BclCopyStr(contact.userName, stored.userName.c_str());
         BclCopyStr(contact.contact, binding.uri.text.c_str());
         BclCopyStr(contact.callId, binding.callId.c_str());
         BclCopyStr(contact.srcAddr, binding.source.address.c_str());
@@ -482,5 +496,4 @@ Cdb_user_bindings Registrar::storable(const std::string& user, const UserBinding
         contact.transport = binding.source.transport;
         contact.priority = binding.priority;
     }
-    return result;
 }

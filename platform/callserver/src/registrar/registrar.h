@@ -80,9 +80,12 @@ private:
     // Returns whether the user's bindings are to be told to the sink.
     bool setContact(UserBindings& bindings, const RegisterRequest& request, WantedContact& wanted,
                     const std::string& agent, UserChange& change);
+    enum class Extent : uint8_t { All, RowOnly }; // of what is to be stored of a user
     void commit(const std::string& user, UserChange&& change);
+    void commit(const std::string& user, UserChange&& change, ShownUser&& shown, Extent extent);
     [[nodiscard]] ShownUser shownNow(const std::string& user, const UserBindings& bindings);
-    [[nodiscard]] Cdb_user_bindings storable(const std::string& user, const UserBindings& bindings) const;
+    [[nodiscard]] static Cdb_user_bindings storableRow(const std::string& user, const ShownUser& shown);
+    void addContacts(Cdb_user_bindings& stored, const UserBindings& bindings) const;
     // A stored contact as a binding; nothing when it has expired.
     [[nodiscard]] std::optional<Binding> stillValid(const Cdb_sip_contact& contact) const;
     void checkAllUsers();

@@ -23,7 +23,7 @@ void RegistrationWriter::add(UserChange&& change)
 {
     const Cdb_sip_reg& row = change.stored.row;
     News news{change.stored.userName,
-              std::string(BclFieldText(row.userAgent)),
+              change.isAgentNew ? std::string(BclFieldText(row.userAgent)) : std::string(),
               {},
               row.usrStage,
               change.isStateNew,
@@ -39,12 +39,20 @@ void RegistrationWriter::add(UserChange&& change)
     const std::lock_guard guard(_mutex);
     const bool isFirst = _states.empty() && _news.empty();
     if (!news.user.empty())
-        _states.insert_or_assign(news.user, std::move(change.stored));
+        addTo(_states, std::move(change.stored));
     if (isNews)
         _news.push_back(std::move(news));
     // While the writer collects it is left asleep: waking it for each change would cost more than the change.
     if (isFirst)
         _wake.notify_one();
+}
+
+void RegistrationWriter::addTo(States& states, Cdb_user_bindings&& later)
+{
+    if (const auto it = states.find(later.userName); it != states.end())
+        it->second.follow(std::move(later));
+    else
+        states.emplace(later.userName, std::move(later));
 }
 
 void RegistrationWriter::run()
@@ -74,13 +82,14 @@ void RegistrationWriter::run()
 void RegistrationWriter::writeBatch(States&& states)
 {
     // What failed before is older than what came since.
-    states.merge(_unwritten);
-    _unwritten.clear();
-    if (states.empty())
+    States all = std::exchange(_unwritten, {});
+    for (auto& [user, bindings] : states)
+        addTo(all, std::move(bindings));
+    if (all.empty())
         return;
     std::vector<Cdb_user_bindings> batch;
-    batch.reserve(states.size());
-    for (auto& [user, bindings] : states)
+    batch.reserve(all.size());
+    for (auto& [user, bindings] : all)
         batch.push_back(std::move(bindings));
     std::string reason;
     if (_write(batch, reason) == 0) {

@@ -44,6 +44,7 @@ private:
     };
     using States = std::unordered_map<std::string, Cdb_user_bindings>;
 
+    static void addTo(States& states, Cdb_user_bindings&& later);
     void writeBatch(States&& states);
     static void publish(const News& news);
 
