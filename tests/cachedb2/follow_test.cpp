@@ -29,6 +29,9 @@ protected:
         _other = std::make_unique<Cdb_fac_mgr>(options);
     }
 
+    // The store tells of changes until it is closed.
+    ~ForeignChanges() override { close(); }
+
     Cdb_fac_mgr& other() { return *_other; }
 
     bool hears(const Heard& change)
