@@ -74,9 +74,9 @@ beside() {
     mkdir -p "$root"/{dev/shm,home,proc,run,tmp,"$trial"}
     chmod 1777 "$root"/{dev/shm,tmp}
     for part in etc usr var; do
-        mkdir -p "$folder/memory"/{changed,work}/$part "$root/$part"
+        mkdir -p "$folder/memory"/{changed,scratch}/$part "$root/$part"
         mount -t overlay overlay "$root/$part" \
-            -o "lowerdir=/$part,upperdir=$folder/memory/changed/$part,workdir=$folder/memory/work/$part"
+            -o "lowerdir=/$part,upperdir=$folder/memory/changed/$part,workdir=$folder/memory/scratch/$part"
     done
     cp -P /bin /lib* /sbin "$root" # links into /usr
     for device in null zero full random urandom; do
