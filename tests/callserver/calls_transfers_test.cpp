@@ -50,6 +50,7 @@ TEST_F(CallsTransfersTest, TheCalledSideSendsTheCallerOn)
     EXPECT_EQ(sent.toNew->acks[0].body.data, kFourth);
     EXPECT_FALSE(hasNext("BYE"));
     EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    EXPECT_EQ(subscription, "terminated;reason=noresource");
     const SentPtr bye = next("BYE");
     EXPECT_EQ(bye->request.callId, sent.first.called.callId);
     answer(bye, 200);
@@ -370,6 +371,7 @@ TEST_F(CallsTransfersTest, TheSubscriptionOfATransferCanBeAskedForAndEnded)
     EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
     EXPECT_EQ(send(made.called, SipMethod::Subscribe, {}, about("refer", 0))->status(), 200);
     EXPECT_EQ(notified(), "SIP/2.0 100 Trying terminated");
+    EXPECT_EQ(subscription, "terminated;reason=timeout");
     answer(next("INVITE"), 486);
     EXPECT_FALSE(hasNext("NOTIFY"));
     hangUp(made);
@@ -393,6 +395,7 @@ TEST_F(CallsTransfersTest, ASubscriptionThatHasRunOutIsToldSoOnceAndNoMore)
     const SentPtr toNew = next("INVITE");
     answer(toNew, 180);
     EXPECT_EQ(notified(), "SIP/2.0 180 Ringing terminated");
+    EXPECT_EQ(subscription, "terminated;reason=timeout");
     answer(toNew, 200, kThird);
     answer(next("INVITE"), 200, kFourth);
     EXPECT_FALSE(hasNext("NOTIFY"));

@@ -71,8 +71,8 @@ protected:
         const SentPtr notify = next("NOTIFY");
         answer(notify, 200);
         const std::string& text = notify->request.body.data;
-        const std::string state = lineOf(notify->request.headers, "Subscription-State");
-        return text.substr(0, text.find("\r\n")) + " " + state.substr(0, state.find(';'));
+        subscription = lineOf(notify->request.headers, "Subscription-State");
+        return text.substr(0, text.find("\r\n")) + " " + subscription.substr(0, subscription.find(';'));
     }
 
     // The next BYE is for that dialog, and the only one; it is confirmed.
@@ -91,6 +91,8 @@ protected:
         expectGoodbyeTo(otherCallId);
     }
     using CallsFixture::hangUp;
+
+    std::string subscription; // as the last NOTIFY told its state
 
     // Nothing is left, and every record has been ended once.
     void expectAllOver()

@@ -91,8 +91,7 @@ void Call::notify(const CallAnswer& state)
     const uint32_t left = _referral->secondsLeft(_host.clock().steadyMs());
     CallRequestOut request = leg(_referral->by).dialog.request("NOTIFY");
     request.hasContact = true;
-    request.headers =
-        notifyHeaders(_referral->event, state.status >= 200 || left == 0, left) + headerLine("User-Agent", kProduct);
+    request.headers = notifyHeaders(_referral->event, state.status >= 200, left) + headerLine("User-Agent", kProduct);
     _referral->isSilent = left == 0;
     request.body = notifyBody(state);
     _lastNotify = _host.transport().send(request, [this](const CallMessage& response) {

@@ -7,8 +7,10 @@ std::string referEvent(bool isFirst, uint32_t cseq)
 
 std::string notifyHeaders(const std::string& event, bool isOver, uint32_t expires)
 {
-    const std::string state =
-        isOver ? std::string("terminated;reason=noresource") : "active;expires=" + std::to_string(expires);
+    // RFC 6665 section 4.1.3
+    const std::string state = isOver         ? std::string("terminated;reason=noresource")
+                              : expires == 0 ? std::string("terminated;reason=timeout")
+                                             : "active;expires=" + std::to_string(expires);
     return headerLine("Event", event) + headerLine("Subscription-State", state);
 }
 

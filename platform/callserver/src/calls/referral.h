@@ -44,6 +44,6 @@ struct Referral {
 // Event of its NOTIFY requests. The first REFER of a dialog may go without an ID, and some telephones expect none.
 [[nodiscard]] std::string referEvent(bool isFirst, uint32_t cseq);
 
-// Headers and body that tell the state.
+// Headers and body that tell the state. Not over and no seconds left: the subscription has run out.
 [[nodiscard]] std::string notifyHeaders(const std::string& event, bool isOver, uint32_t expires);
 [[nodiscard]] SipBody notifyBody(const CallAnswer& state);
