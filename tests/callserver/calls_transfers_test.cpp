@@ -103,6 +103,25 @@ TEST_F(CallsTransfersTest, RecordsOfATransferBelongToOneCall)
     EXPECT_STREQ(second->second.calledNbr, "2003");
 }
 
+TEST_F(CallsTransfersTest, TheStatusTableShowsARecordAsLongAsItsCalledSideTalks)
+{
+    Sent sent = sendOn(false);
+    answer(sent.toOther, 200, kFourth);
+    (void)notified();
+    answer(next("BYE"), 200);
+    EXPECT_EQ(server().inProgress(), 1U);
+    const Texts table = server().statusTable();
+    ASSERT_EQ(table.size(), 3U);
+    for (const size_t i : {1U, 2U})
+        EXPECT_NE(table[i].find("talking"), std::string::npos) << table[i];
+    EXPECT_NE(table[1].find("  2003 (192.0.2.3:5060)"), std::string::npos) << table[1];
+    EXPECT_NE(table[2].find("  2001 (192.0.2.1:5060)"), std::string::npos) << table[2];
+    EXPECT_EQ(table[1].substr(0, 4), table[2].substr(0, 4)); // the number of the call
+    PhoneDialog third = calledOf(sent.toNew, phone("2003"));
+    hangUp(third, sent.first.branch->request.callId);
+    expectAllOver();
+}
+
 TEST_F(CallsTransfersTest, TheUsersStatesFollowATransfer)
 {
     Sent sent = sendOn();

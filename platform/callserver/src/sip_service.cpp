@@ -170,7 +170,7 @@ void SipService::printCallStatus()
     _stack.post([this] {
         const size_t users = _registrar.registeredUsers();
         const std::vector<std::string> table = _calls.statusTable();
-        const size_t calls = table.empty() ? 0 : table.size() - 1; // without the head
+        const size_t calls = _calls.inProgress();
         ServerLog("Call status: %s in progress, %zu %s registered.",
                   calls == 0 ? "no call is"
                              : (std::to_string(calls) + (calls == 1 ? " call is" : " calls are")).c_str(),

@@ -81,6 +81,21 @@ const Dialog* Call::dialogWith(int leg, const std::string& remoteTag) const
     return nullptr;
 }
 
+std::vector<const CallRecord*> Call::records() const
+{
+    std::vector<const CallRecord*> all;
+    if (_record.id != 0)
+        all.push_back(&_record);
+    const auto add = [&all](const CallLeg& side) {
+        for (const CallRecord& record : side.records)
+            all.push_back(&record);
+    };
+    add(_caller);
+    for (const auto& branch : _branches)
+        add(branch->leg);
+    return all;
+}
+
 bool Call::usesUdp() const
 {
     return (!_caller.isGone && isOverUdp(_caller)) ||

@@ -123,6 +123,8 @@ public:
     [[nodiscard]] bool isEnded() const { return _isEnded; }
     [[nodiscard]] bool usesUdp() const;
     [[nodiscard]] const CallRecord& record() const { return _record; }
+    // Its own one, and those that its sides have brought from other calls.
+    [[nodiscard]] std::vector<const CallRecord*> records() const;
     [[nodiscard]] const SipSource& callerSource() const { return _invite.source; }
     [[nodiscard]] const CallLeg* legAt(int leg) const;
     // With that side, or with one of the telephones that ring there; null: there is none.

@@ -285,7 +285,14 @@ std::vector<std::string> Calls::statusTable() const
 {
     std::vector<CallStatusRow> rows;
     for (const auto& [number, call] : _calls)
-        if (!call->isEnded() && call->record().id != 0)
-            rows.push_back({number, &call->record().data});
+        if (!call->isEnded())
+            for (const CallRecord* record : call->records())
+                rows.push_back({number, &record->data});
     return callStatusTable(rows, _clock.wallSeconds());
+}
+
+size_t Calls::inProgress() const
+{
+    return static_cast<size_t>(
+        std::count_if(_calls.begin(), _calls.end(), [](const auto& one) { return !one.second->isEnded(); }));
 }

@@ -51,8 +51,9 @@ public:
     // The sockets of UDP are about to be closed: ends the calls over them.
     void dropUdp();
 
-    // Text of the calls in progress, a line each with a head; empty: there is none.
+    // Text of the calls in progress, a line for each of their records that goes on, with a head; empty: there is none.
     [[nodiscard]] std::vector<std::string> statusTable() const;
+    [[nodiscard]] size_t inProgress() const;
     [[nodiscard]] size_t size() const { return _calls.size(); }
     // What is kept of calls and their legs. Nothing of it stays when they are over.
     struct Load {
