@@ -108,6 +108,93 @@ TEST_F(CallsForwardsTest, TheOtherTelephonesOfTheUserRingOn)
     expectNothingLeft();
 }
 
+TEST_F(CallsForwardsTest, ANumberIsCalledWhenTheOtherTelephonesHaveRungOutTheirTime)
+{
+    addPhone("2002");
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    const SentPtr second = next("INVITE");
+    answer(second, 180);
+    sendOn(first, "2003");
+    pass(29);
+    EXPECT_FALSE(second->isCancelled);
+    pass(2);
+    EXPECT_TRUE(second->isCancelled);
+    const SentPtr forwarded = next("INVITE");
+    EXPECT_EQ(forwarded->request.destination.address, phone("2003").source.address);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 180, 181}));
+    answer(second, 487);
+    pass(25); // the new telephones have a time of their own
+    answer(forwarded, 200, kAnswer);
+    EXPECT_EQ(invite->status(), 200);
+    ack(invite);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    EXPECT_EQ(recordTexts(), (Texts{"start", "ring", "end 302", "2:start", "2:answer", "2:end 200"}));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, AnAnswerThatCrossesTheEndOfItsTimeIsConfirmedAndHungUp)
+{
+    addPhone("2002");
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    const SentPtr second = next("INVITE");
+    sendOn(first, "2003");
+    pass(31);
+    const SentPtr forwarded = next("INVITE");
+    answer(second, 180);
+    answer(second, 200, kAnswer);
+    EXPECT_EQ(second->acks.size(), 1U);
+    const SentPtr bye = next("BYE");
+    EXPECT_EQ(bye->request.callId, second->request.callId);
+    answer(bye, 200);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 181}));
+    answer(forwarded, 486);
+    EXPECT_EQ(invite->status(), 486);
+    EXPECT_FALSE(hasNext("BYE"));
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ATelephoneThatNeverAnswersItsCancelIsForgotten)
+{
+    addPhone("2002");
+    for (const bool isAnswered : {false, true}) {
+        const HeardPtr invite = call("2001", "2002");
+        const SentPtr first = next("INVITE");
+        const SentPtr second = next("INVITE");
+        sendOn(first, "2003");
+        pass(31);
+        const SentPtr forwarded = next("INVITE");
+        answer(forwarded, isAnswered ? 200 : 486, isAnswered ? kAnswer : "");
+        EXPECT_TRUE(second->isHeard);
+        if (isAnswered) {
+            ack(invite);
+            pass(42);
+            EXPECT_FALSE(second->isHeard);
+            EXPECT_EQ(server().inProgress(), 1U);
+            PhoneDialog caller = callerOf(invite, phone("2001"));
+            EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+            answer(next("BYE"), 200);
+        }
+        expectNothingLeft();
+        EXPECT_FALSE(second->isHeard);
+    }
+}
+
+TEST_F(CallsForwardsTest, WithoutANumberTheEndOfTheTimeIsTheEndOfTheCall)
+{
+    addPhone("2002");
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    answer(first, 302);
+    pass(31);
+    EXPECT_EQ(invite->status(), 480);
+    EXPECT_TRUE(next("INVITE")->isCancelled);
+    expectNothingLeft();
+}
+
 TEST_F(CallsForwardsTest, ARefusalForEverybodyIsNotSentOn)
 {
     addPhone("2002");

@@ -309,8 +309,12 @@ void Call::invite(size_t index)
         request.headers += headerLine("Privacy", "id");
     request.headers += headerLine("User-Agent", kProduct);
     request.body = bodyFor(branch.leg, _invite.body);
-    branch.invite = _host.transport().send(
-        request, [this, index](const CallMessage& response) { onBranchAnswer(index, response); });
+    branch.invite = _host.transport().send(request, [this, index, &branch](const CallMessage& response) {
+        if (index < _branches.size() && _branches[index].get() == &branch)
+            onBranchAnswer(index, response);
+        else
+            onDismissedAnswer(branch, response);
+    });
 }
 
 SipBody Call::bodyFor(CallLeg& leg, const SipBody& body)
@@ -382,7 +386,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         Branch& branch = *_branches[static_cast<size_t>(_winner)];
         branch.leg.probe.reset();
         if (branch.isConfirmable)
-            confirm(static_cast<size_t>(_winner), {});
+            confirm(branch, {});
         if (exceptLeg != _winner && unconfirmed != _winner && !branch.leg.isGone)
             sendBye(branch.leg, headers);
     }
@@ -420,9 +424,10 @@ void Call::finishIfDone()
 {
     if (!_isEnded || _isFinished)
         return;
-    const bool isWaiting = _owedBye || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
-                               return !branch->isFinal && branch->invite != nullptr;
-                           });
+    const bool isWaiting =
+        _owedBye || !_dismissed.empty() || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
+            return !branch->isFinal && branch->invite != nullptr;
+        });
     if (isWaiting) {
         reschedule();
         return;
@@ -478,7 +483,7 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
     _initialOffer.reset();
     _caller.heardAtMs = _host.clock().steadyMs();
     if (_winner >= 0 && _branches[static_cast<size_t>(_winner)]->isConfirmable)
-        confirm(static_cast<size_t>(_winner), ack.body);
+        confirm(*_branches[static_cast<size_t>(_winner)], ack.body);
     _transaction.reset();
     sendOwedBye();
     finishIfDone();

@@ -207,9 +207,9 @@ private:
     void onSuccess(size_t branch, const CallMessage& response);
     void onFailure(size_t branch, const CallMessage& response);
     void answerCaller(const CallMessage& response);
-    void confirm(size_t branch, const SipBody& body);
+    void confirm(Branch& branch, const SipBody& body);
     void confirmLateOffer(const SipBody& answer);
-    void hangUp(size_t branch, const CallMessage& response);
+    void hangUp(Branch& branch, const CallMessage& response);
 
     void fail(const CallAnswer& answer);
     // Ends every leg but one; the record says `status`. `headers`: whole lines for the other sides.
@@ -220,6 +220,8 @@ private:
     void giveUpBranches();
     void cancelBranches(size_t except, const std::string& headers);
     [[nodiscard]] bool followRedirection();
+    void dismissBranches();
+    void onDismissedAnswer(Branch& branch, const CallMessage& response);
     static void showAs(DialAnswer& answer, const CallLeg& shown);
     void beginRecord(const std::string& dialed);
     [[nodiscard]] const std::string& callerDisplay() const;
@@ -316,6 +318,8 @@ private:
     std::unique_ptr<ServerTransaction> _transaction; // of the caller's INVITE; null once nothing can come of it
     CallLeg _caller;
     std::vector<std::unique_ptr<Branch>> _branches;
+    // Telephones that rang until the call was sent on elsewhere, and have not answered their CANCEL yet.
+    std::vector<std::unique_ptr<Branch>> _dismissed;
     int _winner = -1; // the branch that answered
     FailureChoice _failures;
     std::optional<Exchange> _exchange;

@@ -32,7 +32,7 @@ void Call::onBranchAnswer(size_t index, const CallMessage& response)
     if (!response.isSuccess())
         onFailure(index, response);
     else if (_isEnded || _winner >= 0)
-        hangUp(index, response);
+        hangUp(branch, response);
     else
         onSuccess(index, response);
     finishIfDone();
@@ -158,7 +158,7 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     if (_origin != nullptr || (_invite.body.isEmpty() && !response.body.isEmpty() && branch.rseqs.empty()))
         branch.isConfirmable = true; // the answer to its offer comes with the caller's ACK
     else
-        confirm(index, {});
+        confirm(branch, {});
     if (branch.rseqs.empty())
         _initialOffer = branch.isConfirmable ? std::optional(_winner) : std::nullopt;
     BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
@@ -186,9 +186,8 @@ void Call::answerCaller(const CallMessage& response)
     _transaction->answer(answer);
 }
 
-void Call::confirm(size_t index, const SipBody& body)
+void Call::confirm(Branch& branch, const SipBody& body)
 {
-    Branch& branch = *_branches[index];
     branch.isConfirmable = false;
     if (branch.invite == nullptr)
         return;
@@ -199,11 +198,10 @@ void Call::confirm(size_t index, const SipBody& body)
 }
 
 // It answered when nobody wanted it any more.
-void Call::hangUp(size_t index, const CallMessage& response)
+void Call::hangUp(Branch& branch, const CallMessage& response)
 {
-    Branch& branch = *_branches[index];
     branch.leg.dialog.learn(response);
-    confirm(index, {});
+    confirm(branch, {});
     sendBye(branch.leg, {});
     _host.removeLeg(branch.leg.dialog);
 }
@@ -235,6 +233,7 @@ void Call::giveUpBranches()
         branch->isFinal = true;
         branch->invite.reset();
     }
+    _dismissed.clear();
 }
 
 void Call::cancelBranches(size_t except, const std::string& headers)
@@ -242,6 +241,5 @@ void Call::cancelBranches(size_t except, const std::string& headers)
     for (size_t i = 0; i < _branches.size(); ++i)
         if (i != except && !_branches[i]->isFinal && _branches[i]->invite != nullptr)
             _branches[i]->invite->cancel(headers);
-    if (_goodbyeAtMs == 0)
-        _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
+    _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
 }

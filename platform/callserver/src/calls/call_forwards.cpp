@@ -3,6 +3,7 @@
 
 #include "calls/call_words.h"
 
+#include <algorithm>
 #include <utility>
 
 // The caller stays who he is, whoever's rights the call uses now.
@@ -17,8 +18,35 @@ void Call::showAs(DialAnswer& answer, const CallLeg& shown)
             target.caller = shown.number;
 }
 
-// All telephones have refused, and one of them has named another number: it is called as if the telephone's user had
-// dialed it. False: there is none, or that has gone too far.
+// Nobody is called by them any more. Those that have not answered yet are cancelled; one may do so all the same.
+void Call::dismissBranches()
+{
+    for (size_t i = 0; i < _branches.size(); ++i)
+        forget(static_cast<int>(i));
+    for (std::unique_ptr<Branch>& branch : _branches) {
+        if (branch->isFinal || branch->invite == nullptr)
+            continue;
+        _host.removeLeg(branch->leg.dialog);
+        branch->invite->cancel({});
+        _dismissed.push_back(std::move(branch));
+    }
+    _branches.clear();
+    if (!_dismissed.empty())
+        _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
+}
+
+void Call::onDismissedAnswer(Branch& branch, const CallMessage& response)
+{
+    if (!response.isFinal())
+        return;
+    if (response.isSuccess())
+        hangUp(branch, response);
+    std::erase_if(_dismissed, [&branch](const auto& one) { return one.get() == &branch; });
+    finishIfDone();
+}
+
+// All telephones have refused or rung out their time, and one of them has named another number: it is called as if the
+// telephone's user had dialed it. False: there is none, or that has gone too far.
 bool Call::followRedirection()
 {
     const std::string number = std::exchange(_redirection, {});
@@ -28,14 +56,12 @@ bool Call::followRedirection()
         return false;
     ++_forwards;
     _calledShare = UserShare(UserPart::Pending);
-    for (size_t i = 0; i < _branches.size(); ++i)
-        forget(static_cast<int>(i));
+    dismissBranches();
     _host.log().end(_record, 302);
     _answer = _host.analyzeFor(by, number, *this, _host.users());
     _payers.emplace_back(UserPart::Paying).begin(_host.users(), by, true);
     showAs(_answer, _caller);
     _target = 0;
-    _branches.clear();
     _failures = {};
     _ringUntilMs = 0;
     beginRecord(number);

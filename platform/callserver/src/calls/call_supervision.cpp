@@ -19,9 +19,10 @@ void Call::step()
         finishIfDone();
         return;
     }
-    if (_winner >= 0 && _goodbyeAtMs != 0 && now >= _goodbyeAtMs) {
+    if (_goodbyeAtMs != 0 && now >= _goodbyeAtMs) {
+        _dismissed.clear();
         for (const auto& branch : _branches)
-            if (!branch->isFinal) {
+            if (_winner >= 0 && !branch->isFinal) {
                 branch->isFinal = true;
                 branch->invite.reset();
                 _host.removeLeg(branch->leg.dialog);
@@ -39,7 +40,8 @@ void Call::step()
         return;
     }
     if (_ringUntilMs != 0 && now >= _ringUntilMs) {
-        fail({480});
+        if (!followRedirection())
+            fail({480});
         return;
     }
     if (_talkUntilMs != 0 && now >= _talkUntilMs) {
@@ -168,9 +170,8 @@ void Call::reschedule()
         if (ms != 0)
             next = std::min(next, ms);
     };
-    if (_isEnded) {
-        at(_goodbyeAtMs);
-    } else {
+    at(_goodbyeAtMs);
+    if (!_isEnded) {
         at(_ringUntilMs);
         at(_talkUntilMs);
         if (_exchange)
@@ -179,14 +180,12 @@ void Call::reschedule()
             at(_refreshUntilMs);
         if (_referral)
             at(_referral->retryAtMs);
-        if (_winner >= 0) {
-            at(_goodbyeAtMs);
+        if (_winner >= 0)
             for (const int number : {kCaller, _winner})
                 if (const CallLeg& side = leg(number); side.probe == nullptr && isSupervised(number)) {
                     at(side.timer.dueMs());
                     at(side.heardAtMs + kSilenceMs);
                 }
-        }
     }
     if (next != INT64_MAX)
         _host.wake(*this, next);

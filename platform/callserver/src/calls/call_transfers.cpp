@@ -292,7 +292,7 @@ void Call::completeFor(const SipBody& answer)
     _origin = nullptr;
     _isAcked = true;
     _initialOffer.reset();
-    confirm(static_cast<size_t>(_winner), answer);
+    confirm(*_branches[static_cast<size_t>(_winner)], answer);
     reschedule();
 }
 
