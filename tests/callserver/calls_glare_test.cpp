@@ -12,6 +12,7 @@ enum class State {
     Ringing,        // 180
     Early,          // a reliable 183 with the answer, not confirmed
     EarlyOffer,     // the same with an offer, which waits for the PRACK
+    PrackOffer,     // a reliable 183 with the answer, and an offer in its PRACK, not answered
     Answered,       // 200, not confirmed
     AnsweredOffer,  // 200 with an offer, which waits for the ACK
     Talking,        // confirmed
@@ -55,6 +56,8 @@ constexpr Row kRows[] = {
     {State::Early, false, 491, kPassed, 200, 200, kNothing, kPassed, 200, 481, kNothing},
     {State::EarlyOffer, true, 500, 491, 200, 200, 487, kPassed, 200, kPassed, kNothing},
     {State::EarlyOffer, false, 491, 500, 200, 200, kNothing, kPassed, 200, 481, kNothing},
+    {State::PrackOffer, true, 500, 500, 200, 200, 487, kPassed, 200, 481, kNothing},
+    {State::PrackOffer, false, 491, 491, 200, 200, kNothing, kPassed, 200, 481, kNothing},
     {State::Answered, true, kPassed, kPassed, 200, 200, kNothing, kPassed, 200, 481, kNothing},
     {State::Answered, false, 491, kPassed, 200, 200, kNothing, kPassed, 200, 481, kNothing},
     {State::AnsweredOffer, true, 491, 491, 200, 200, kNothing, kPassed, 200, 481, kNothing},
@@ -93,6 +96,8 @@ const char* nameOf(State state)
         return "Early";
     case State::EarlyOffer:
         return "EarlyOffer";
+    case State::PrackOffer:
+        return "PrackOffer";
     case State::Answered:
         return "Answered";
     case State::AnsweredOffer:
@@ -233,6 +238,11 @@ protected:
             ring(false, true);
             progress(183, kOffer, 7);
             break;
+        case State::PrackOffer:
+            ring(true, true);
+            progress(183, kAnswer, 7);
+            prack(caller, kHold);
+            break;
         case State::Answered:
             ring(true, false);
             succeed(kAnswer);
@@ -317,11 +327,13 @@ protected:
     static int statusOf(const HeardPtr& heard) { return heard->status(); }
 
     // The stack knows which one confirms a reliable answer; all others come like any request.
-    int prack(PhoneDialog& speaker)
+    int prack(PhoneDialog& speaker, const std::string& body = {})
     {
-        if (&speaker != &caller || invite->reliable.empty() || invite->isDecided)
+        if (&speaker != &caller || invite->reliable.size() <= pracks || invite->isDecided)
             return statusOf(say(speaker, SipMethod::Prack));
+        ++pracks;
         CallMessage request = initial(speaker.phone, "server", SipMethod::Prack);
+        request.body = sdp(body);
         const HeardPtr heard = FakeCallTransport::prack(invite, request);
         all.emplace_back(heard, &speaker);
         return heard->status();
@@ -407,6 +419,7 @@ protected:
     void forget()
     {
         open = nullptr;
+        pracks = 0;
         all.clear();
         confirmed.clear();
         transport.sent.clear();
@@ -455,7 +468,8 @@ protected:
 
     HeardPtr invite;
     SentPtr branch;
-    HeardPtr open; // the offer within the call
+    HeardPtr open;     // the offer within the call
+    size_t pracks = 0; // of the caller
     PhoneDialog caller;
     PhoneDialog called;
     std::vector<std::pair<HeardPtr, const PhoneDialog*>> all; // requests, and who sent them

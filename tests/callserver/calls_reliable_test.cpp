@@ -192,6 +192,67 @@ TEST_F(CallsReliableTest, WhoeverHangsUpMeanwhileGetsNoGoodbyeToTheCallerSentEit
     expectNothingLeft();
 }
 
+TEST_F(CallsReliableTest, AnOfferInAPrackIsOpenUntilItsAnswer)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    const HeardPtr confirmed = prack(kHold);
+    const SentPtr passed = next("PRACK");
+    EXPECT_EQ(passed->request.body.data, kHold);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    caller.cseq = 2;
+    const HeardPtr onTop = send(caller, SipMethod::Update, kOffer);
+    EXPECT_EQ(onTop->status(), 500);
+    EXPECT_TRUE(isIn(onTop->answers.back().headers, "Retry-After: 3"));
+    EXPECT_EQ(send(called, SipMethod::Update, kOffer)->status(), 491);
+    EXPECT_FALSE(hasNext("UPDATE"));
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(confirmed->status(), 200);
+    EXPECT_EQ(confirmed->answers.back().body.data, kAnswer);
+    const HeardPtr update = send(called, SipMethod::Update, kOffer);
+    answer(next("UPDATE"), 200, kAnswer);
+    EXPECT_EQ(update->status(), 200);
+}
+
+TEST_F(CallsReliableTest, ARefusedOfferInAPrackLeavesTheSessionAsItWas)
+{
+    begin(true);
+    progress(183, 1, kAnswer);
+    const HeardPtr confirmed = prack(kHold);
+    answer(next("PRACK"), 488);
+    EXPECT_EQ(confirmed->status(), 488);
+    answer(branch, 200, {}, [](CallMessage& response) {
+        response.isTimerSupported = true;
+        response.timer = {180, 0, SessionTimer::Refresher::Uac};
+        response.allow = "INVITE, ACK, BYE, CANCEL, PRACK";
+    });
+    ack(invite);
+    for (int i = 0; i < 1000 && !hasNext("INVITE"); ++i) {
+        pass(1);
+        while (hasNext("OPTIONS"))
+            answer(next("OPTIONS"), 200);
+    }
+    EXPECT_EQ(next("INVITE")->request.body.data, kOffer); // the refresh
+}
+
+TEST_F(CallsReliableTest, AnAnswerInAPrackIsNoOffer)
+{
+    begin(true, "");
+    progress(183, 1, kOffer);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    caller.cseq = 2;
+    EXPECT_EQ(send(caller, SipMethod::Update, kHold)->status(), 491);
+    prack(kAnswer);
+    const HeardPtr update = send(caller, SipMethod::Update, kHold);
+    EXPECT_EQ(update->status(), 0); // passed
+    answer(next("UPDATE"), 200, kAnswer);
+    EXPECT_EQ(update->status(), 200);
+    progress(180, 2);
+    prack(kHold); // this one is
+    EXPECT_EQ(send(caller, SipMethod::Update, kOffer)->status(), 500);
+}
+
 TEST_F(CallsReliableTest, AnUpdateBeforeTheAnswerIsPassed)
 {
     begin(true);

@@ -535,10 +535,12 @@ void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::uni
     const ReliableAnswer confirmed = std::move(branch.rseqs.front());
     branch.rseqs.pop_front();
     (void)listenTo(0, confirmed.tag);
-    if (prack.body.isSdp() && !_invite.body.isSdp())
+    // It answers the telephone's offer; once that is done it may make another one (RFC 3262 section 5).
+    const bool isOffer = prack.body.isSdp() && _initialOffer != std::optional(0);
+    if (prack.body.isSdp() && !isOffer)
         _initialOffer.reset();
     CallMessage passed = prack;
     passed.passed +=
         headerLine("RAck", std::to_string(confirmed.rseq) + " " + std::to_string(branch.leg.inviteCseq) + " INVITE");
-    pass(kCaller, passed, std::move(transaction));
+    pass(kCaller, passed, std::move(transaction), isOffer);
 }

@@ -184,6 +184,7 @@ private:
         uint64_t number = 0;
         int from = kCaller;
         int to = kCaller;
+        std::optional<SipBody> before; // of an offer: what the other side got last before it
     };
 
     CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
@@ -242,8 +243,12 @@ private:
     void movePlace(int from, int place);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
-    void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
-    [[nodiscard]] bool isOfferPending() const { return _exchange.has_value() || _refreshed.has_value(); }
+    void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction,
+              bool isOffer = false);
+    void onRelayAnswer(uint64_t number, const CallMessage& response);
+    [[nodiscard]] bool isOfferPending() const { return _exchange || _refreshed || relayedOffer(); }
+    // Who has made an offer by a PRACK that is not answered yet.
+    [[nodiscard]] std::optional<int> relayedOffer() const;
     // Why an offer of that side may not go on now; 0: it may.
     [[nodiscard]] int refusalOfOffer(int from, bool isInvite) const;
     // The side whose offer waits for its answer; nothing: there is none.

@@ -96,9 +96,16 @@ void Call::leave(size_t index)
 
 std::optional<int> Call::openOffer() const
 {
-    if (!_exchange)
-        return _initialOffer;
-    return _exchange->isGiven() ? _exchange->to : _exchange->from;
+    if (_exchange)
+        return _exchange->isGiven() ? _exchange->to : _exchange->from;
+    const std::optional<int> relayed = relayedOffer();
+    return relayed ? relayed : _initialOffer;
+}
+
+std::optional<int> Call::relayedOffer() const
+{
+    const auto it = std::find_if(_relays.begin(), _relays.end(), [](const auto& one) { return one->before; });
+    return it == _relays.end() ? std::nullopt : std::optional((*it)->from);
 }
 
 // RFC 3261 section 14.2, RFC 3311 section 5.2: 500 on top of the own INVITE or offer, 491 against those of the other
@@ -306,7 +313,7 @@ void Call::acceptRefresh(int from, const CallMessage& request, ServerTransaction
     transaction.answer(answer);
 }
 
-void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
+void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction, bool isOffer)
 {
     const std::optional<int> to = otherSide(from);
     if (!to || _isEnded) {
@@ -321,30 +328,39 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
     CallLeg& other = leg(*to);
     CallRequestOut passed = other.dialog.request(request.methodName);
     passed.headers = request.passed;
-    passed.body = request.body.isSdp() ? bodyFor(other, request.body) : request.body;
     auto relay = std::make_unique<Relay>();
+    if (isOffer)
+        relay->before = other.sent;
+    passed.body = request.body.isSdp() ? bodyFor(other, request.body) : request.body;
     relay->server = std::move(transaction);
     relay->number = ++_relayed;
     relay->from = from;
     relay->to = *to;
-    const int side = *to;
-    relay->client =
-        _host.transport().send(passed, [this, number = relay->number, from, side](const CallMessage& response) {
-            const auto it = std::find_if(_relays.begin(), _relays.end(),
-                                         [number](const auto& one) { return one->number == number; });
-            if (it == _relays.end() || !response.isFinal())
-                return;
-            CallAnswer answer{response.status, response.phrase, response.passed};
-            answer.body = response.body.isSdp() ? bodyFor(leg(from), response.body) : response.body;
-            (*it)->server->answer(answer);
-            _relays.erase(it);
-            if (isOwn(response))
-                return;
-            leg(side).heardAtMs = _host.clock().steadyMs();
-            if (response.status == 481 && _winner >= 0)
-                end(408, reasonLine(481, "The other side is gone"), side);
-        });
+    relay->client = _host.transport().send(
+        passed, [this, number = relay->number](const CallMessage& response) { onRelayAnswer(number, response); });
     _relays.push_back(std::move(relay));
+}
+
+void Call::onRelayAnswer(uint64_t number, const CallMessage& response)
+{
+    const auto it =
+        std::find_if(_relays.begin(), _relays.end(), [number](const auto& one) { return one->number == number; });
+    if (it == _relays.end() || !response.isFinal())
+        return;
+    // The answer may end the call.
+    const std::unique_ptr<Relay> relay = std::move(*it);
+    _relays.erase(it);
+    CallLeg& asked = leg(relay->to);
+    if (relay->before && !response.isSuccess())
+        asked.sent = *relay->before;
+    CallAnswer answer{response.status, response.phrase, response.passed};
+    answer.body = response.body.isSdp() ? bodyFor(leg(relay->from), response.body) : response.body;
+    relay->server->answer(answer);
+    if (isOwn(response))
+        return;
+    asked.heardAtMs = _host.clock().steadyMs();
+    if (response.status == 481 && _winner >= 0)
+        end(408, reasonLine(481, "The other side is gone"), relay->to);
 }
 
 // A side holds an offer without an answer. The call is as it was before; an answer that comes late is taken back.
