@@ -184,6 +184,36 @@ TEST(WithoutVideo, BrokenTextsStayTexts)
     EXPECT_EQ(withoutVideo(std::string_view("m=video 9\0 X", 12)), std::string("m=video 0 X"));
 }
 
+TEST(HeldAnswer, TakesTheStreamsAndLetsNothingPass)
+{
+    EXPECT_EQ(heldAnswer("v=0\r\no=- 9 9 IN IP4 192.0.2.9\r\ns=x\r\nc=IN IP4 192.0.2.9\r\nt=7 8\r\na=sendrecv\r\n"
+                         "m=audio 4000 RTP/AVP 8 101\r\na=rtpmap:101 telephone-event/8000\r\na=fmtp:101 0-15\r\n"
+                         "m=video 4002/2 RTP/AVP 31\r\n",
+                         "- 1 1 IN IP4 192.0.2.1"),
+              "v=0\r\no=- 1 1 IN IP4 192.0.2.1\r\ns=-\r\nc=IN IP4 0.0.0.0\r\nt=7 8\r\n"
+              "m=audio 9 RTP/AVP 8 101\r\na=inactive\r\na=rtpmap:101 telephone-event/8000\r\n"
+              "m=video 9 RTP/AVP 31\r\na=inactive\r\n");
+}
+
+TEST(HeldAnswer, RefusesWhatIsOffOrNeedsKeys)
+{
+    EXPECT_EQ(
+        heldAnswer(
+            "c=IN IP6 2001:db8::1\nm=audio 0 RTP/AVP 8\nm=audio 4 RTP/SAVP 8\na=rtpmap:8 X\nm=image 5 udptl t38\n", ""),
+        "v=0\r\no=- 1 1 IN IP6 ::\r\ns=-\r\nc=IN IP6 ::\r\nt=0 0\r\n"
+        "m=audio 0 RTP/AVP 8\r\nm=audio 0 RTP/SAVP 8\r\nm=image 0 udptl t38\r\n");
+}
+
+TEST(HeldAnswer, BrokenTextsAreNoStreams)
+{
+    const std::string head = "v=0\r\no=o\r\ns=-\r\nc=IN IP4 0.0.0.0\r\nt=0 0\r\n";
+    EXPECT_EQ(heldAnswer("", "o"), head);
+    EXPECT_EQ(heldAnswer("\n", "o"), head);
+    EXPECT_EQ(heldAnswer("m=", "o"), head + "m= 0\r\n");
+    EXPECT_EQ(heldAnswer("m=audio", "o"), head + "m=audio 0\r\n");
+    EXPECT_EQ(heldAnswer("m=audio 7 ", "o"), head + "m=audio 0 \r\n");
+}
+
 TEST(UriText, WhatAUserPartMayNotHoldIsEscaped)
 {
     EXPECT_EQ(sipUri("2001", "host:5060"), "sip:2001@host:5060");

@@ -309,12 +309,17 @@ void Call::invite(size_t index)
         request.headers += headerLine("Privacy", "id");
     request.headers += headerLine("User-Agent", kProduct);
     request.body = bodyFor(branch.leg, _invite.body);
-    branch.invite = _host.transport().send(request, [this, index, &branch](const CallMessage& response) {
+    branch.invite = _host.transport().send(request, answersOf(index));
+}
+
+ResponseHandler Call::answersOf(size_t index)
+{
+    return [this, index, &branch = *_branches[index]](const CallMessage& response) {
         if (index < _branches.size() && _branches[index].get() == &branch)
             onBranchAnswer(index, response);
         else
             onDismissedAnswer(branch, response);
-    });
+    };
 }
 
 SipBody Call::bodyFor(CallLeg& leg, const SipBody& body)
@@ -426,7 +431,7 @@ void Call::finishIfDone()
         return;
     const bool isWaiting =
         _owedBye || !_dismissed.empty() || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
-            return !branch->isFinal && branch->invite != nullptr;
+            return (!branch->isFinal && branch->invite != nullptr) || branch->arrival != nullptr;
         });
     if (isWaiting) {
         reschedule();
@@ -453,6 +458,7 @@ void Call::drop()
     // Who is connected still hears his good-bye.
     if (_owedBye && isOverUdp(leg(_owedBye->leg)))
         _owedBye.reset();
+    giveUpArrivals(true);
     giveUpBranches();
     finishIfDone();
 }
@@ -475,6 +481,10 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
         if (_exchange->isLateOffer)
             confirmLateOffer(ack.body);
         _exchange.reset();
+        return;
+    }
+    if (Branch* const arrived = arrivalOf(invite); arrived != nullptr) {
+        onArrivalConfirmed(*arrived, true);
         return;
     }
     if (&invite != _transaction.get())
@@ -505,6 +515,10 @@ void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
 
 void Call::onUnconfirmed(ServerTransaction& invite)
 {
+    if (Branch* const arrived = arrivalOf(invite); arrived != nullptr) {
+        onArrivalConfirmed(*arrived, false);
+        return;
+    }
     // To a reliable answer that was not confirmed the stack itself gives 503; a success that waited for it was not
     // seen.
     const bool isCaller = &invite == _transaction.get();

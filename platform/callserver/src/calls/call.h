@@ -159,6 +159,10 @@ private:
         uint32_t minTimer = 0;            // what it insisted on for the session timer
         bool isFinal = false;             // it has answered for good
         bool isConfirmable = false;       // its success waits for the caller's ACK
+        // It has come by itself for a call that rings: its INVITE, until it has confirmed that it was heard.
+        std::unique_ptr<ServerTransaction> arrival;
+        bool isArrived = false;
+        std::string goodbye; // headers of the BYE that waits for that
     };
     // An offer within the call that has not been answered yet. There is one at a time (RFC 3261 section 14).
     struct Exchange {
@@ -197,6 +201,7 @@ private:
     [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
     [[nodiscard]] std::string passedHeaders() const;
     void invite(size_t branch);
+    [[nodiscard]] ResponseHandler answersOf(size_t branch);
     void addBranch(const Telephone& contact, const DialTarget& target);
     [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
     void setNumbers(const DialTarget& target);
@@ -219,6 +224,7 @@ private:
     void sendOwedBye();
     void giveUpExchange(int64_t now);
     void giveUpBranches();
+    void giveUpArrivals(bool isUdpOnly);
     void cancelBranches(size_t except, const std::string& headers);
     [[nodiscard]] bool followRedirection();
     void dismissBranches();
@@ -241,6 +247,19 @@ private:
     void forget(int leg);
     void endRecords(CallLeg& leg, int status);
     void movePlace(int from, int place);
+
+    // A telephone that wants a call that rings at another one.
+    [[nodiscard]] bool mayBePickedUp(int place) const;
+    void pickUp(int place, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction);
+    [[nodiscard]] Branch& addArrival(int place, const CallMessage& invite, ServerTransaction& transaction);
+    [[nodiscard]] Branch* arrivalOf(const ServerTransaction& invite) const;
+    [[nodiscard]] bool hasArrival() const;
+    void onArrivalConfirmed(Branch& branch, bool isConfirmed);
+    void inviteArrived(size_t branch);
+    void onArrivedAnswer(size_t branch, const CallMessage& response);
+    // `isGone`: it has hung up itself.
+    void dismissArrived(Branch& branch, std::string_view headers, bool isGone);
+    void leaveArrived(size_t branch, bool isGone);
     void acceptRefresh(int leg, const CallMessage& request, ServerTransaction& transaction);
     void refreshAnswered(int leg, bool isInvite, const CallMessage& response);
     void pass(int leg, const CallMessage& request, std::unique_ptr<ServerTransaction> transaction,
@@ -290,6 +309,7 @@ private:
     // An offer of the server's own to a side; nothing: it is to make one. Its final answer is for `onFinal`; a success
     // is to be acknowledged, and there is no other offer before that.
     void offer(int leg, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal);
+    [[nodiscard]] CallRequestOut ownInvite(CallLeg& side, const CallLeg& shown, const SipBody& body);
     void acknowledge(int leg, const SipBody& body);
     // The side gets again what it had before an offer that came to nothing.
     void restore(int leg, const SipBody& before);

@@ -14,6 +14,10 @@ void Call::onBranchAnswer(size_t index, const CallMessage& response)
     Branch& branch = *_branches[index];
     if (branch.isFinal)
         return;
+    if (branch.isArrived) {
+        onArrivedAnswer(index, response);
+        return;
+    }
     if (!isOwn(response))
         branch.leg.heardAtMs = _host.clock().steadyMs();
     if (response.isProvisional()) {
@@ -146,9 +150,13 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     Branch& branch = *_branches[index];
     const int64_t now = _host.clock().steadyMs();
     _winner = static_cast<int>(index);
-    (void)listenTo(index, response.to.tag);
-    branch.early.clear();
-    branch.leg.dialog.learn(response);
+    if (branch.isArrived) {
+        branch.leg.dialog.refreshTarget(response);
+    } else {
+        (void)listenTo(index, response.to.tag);
+        branch.early.clear();
+        branch.leg.dialog.learn(response);
+    }
     if (!response.allow.empty())
         branch.leg.allow = response.allow;
     if (hasTimers())
@@ -233,13 +241,19 @@ void Call::giveUpBranches()
         branch->isFinal = true;
         branch->invite.reset();
     }
-    _dismissed.clear();
+    std::erase_if(_dismissed, [](const auto& branch) { return branch->arrival == nullptr; });
 }
 
 void Call::cancelBranches(size_t except, const std::string& headers)
 {
-    for (size_t i = 0; i < _branches.size(); ++i)
-        if (i != except && !_branches[i]->isFinal && _branches[i]->invite != nullptr)
-            _branches[i]->invite->cancel(headers);
+    for (size_t i = 0; i < _branches.size(); ++i) {
+        Branch& branch = *_branches[i];
+        if (i == except || branch.isFinal)
+            continue;
+        if (branch.isArrived)
+            dismissArrived(branch, headers, false);
+        else if (branch.invite != nullptr)
+            branch.invite->cancel(headers);
+    }
     _goodbyeAtMs = _host.clock().steadyMs() + kGoodbyeMs;
 }

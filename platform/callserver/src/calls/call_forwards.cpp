@@ -24,10 +24,12 @@ void Call::dismissBranches()
     for (size_t i = 0; i < _branches.size(); ++i)
         forget(static_cast<int>(i));
     for (std::unique_ptr<Branch>& branch : _branches) {
-        if (branch->isFinal || branch->invite == nullptr)
+        if (!branch->isFinal && branch->invite != nullptr) {
+            _host.removeLeg(branch->leg.dialog);
+            branch->invite->cancel({});
+        } else if (branch->arrival == nullptr) {
             continue;
-        _host.removeLeg(branch->leg.dialog);
-        branch->invite->cancel({});
+        }
         _dismissed.push_back(std::move(branch));
     }
     _branches.clear();

@@ -87,6 +87,10 @@ void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transactio
 void Call::leave(size_t index)
 {
     Branch& branch = *_branches[index];
+    if (branch.isArrived) {
+        leaveArrived(index, true);
+        return;
+    }
     if (std::exchange(branch.isFinal, true))
         return;
     CallMessage gone;

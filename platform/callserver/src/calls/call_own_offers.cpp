@@ -7,13 +7,8 @@
 
 #include <utility>
 
-void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal)
+CallRequestOut Call::ownInvite(CallLeg& side, const CallLeg& shown, const SipBody& body)
 {
-    CallLeg& side = leg(number);
-    // Its telephone knows one session, whoever describes it (RFC 3264 section 8).
-    if (side.origin.empty())
-        side.origin = originOf(side.sent.data);
-    const SipBody before = side.sent;
     CallRequestOut request = side.dialog.request("INVITE");
     request.hasContact = true;
     request.headers =
@@ -23,6 +18,17 @@ void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::fun
     if (!body.isEmpty())
         request.body = bodyFor(side, body);
     side.inviteCseq = request.cseq;
+    return request;
+}
+
+void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::function<void(const CallMessage&)> onFinal)
+{
+    CallLeg& side = leg(number);
+    // Its telephone knows one session, whoever describes it (RFC 3264 section 8).
+    if (side.origin.empty())
+        side.origin = originOf(side.sent.data);
+    const SipBody before = side.sent;
+    const CallRequestOut request = ownInvite(side, shown, body);
     _refreshed = number;
     _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
     side.probe = _host.transport().send(

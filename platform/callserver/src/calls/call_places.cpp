@@ -40,6 +40,10 @@ void Call::vacate(int place, std::string_view headers)
 // of his (RFC 3891).
 void Call::onReplace(int place, const CallMessage& invite, std::unique_ptr<ServerTransaction> transaction)
 {
+    if (_winner < 0 && !_isEnded) {
+        pickUp(place, invite, std::move(transaction));
+        return;
+    }
     const std::optional<int> with = otherSide(place);
     const bool isEarlyWanted = invite.replaces && invite.replaces->isEarlyOnly;
     if (!isSettled() || !with || isOfferPending()) {
@@ -50,32 +54,38 @@ void Call::onReplace(int place, const CallMessage& invite, std::unique_ptr<Serve
         transaction->answer({486});
         return;
     }
-    auto branch = std::make_unique<Branch>();
-    branch->isFinal = true;
-    CallLeg& late = branch->leg;
-    late.dialog = dialogOfCaller(invite, randomTag());
-    late.user = leg(place).user;
-    late.number = leg(place).number;
-    late.display = leg(place).display;
-    late.isAnonymous = leg(place).isAnonymous;
-    late.allow = invite.allow;
-    late.isTimerSupported = invite.isTimerSupported;
-    late.heardAtMs = _host.clock().steadyMs();
-    transaction->setTag(late.dialog.localTag);
-    _branches.push_back(std::move(branch));
+    addArrival(place, invite, *transaction).isFinal = true;
     Exchange exchange;
     exchange.from = static_cast<int>(_branches.size()) - 1;
     exchange.to = *with;
     exchange.place = place;
     exchange.request = invite;
     exchange.isInvite = true;
-    _host.addLeg(leg(exchange.from).dialog, *this, exchange.from);
     CallLeg& other = leg(*with);
     if (other.origin.empty())
         other.origin = originOf(other.sent.data);
     transaction->answer({100});
     passOffer(std::move(exchange), std::move(transaction));
     reschedule();
+}
+
+// A telephone that comes by itself, for the same user and with the same number as the one at that place.
+Call::Branch& Call::addArrival(int place, const CallMessage& invite, ServerTransaction& transaction)
+{
+    Branch& branch = *_branches.emplace_back(std::make_unique<Branch>());
+    CallLeg& late = branch.leg;
+    const CallLeg& there = leg(place);
+    late.dialog = dialogOfCaller(invite, randomTag());
+    late.user = there.user;
+    late.number = there.number;
+    late.display = there.display;
+    late.isAnonymous = there.isAnonymous;
+    late.allow = invite.allow;
+    late.isTimerSupported = invite.isTimerSupported;
+    late.heardAtMs = _host.clock().steadyMs();
+    transaction.setTag(late.dialog.localTag);
+    _host.addLeg(late.dialog, *this, static_cast<int>(_branches.size()) - 1);
+    return branch;
 }
 
 // The one that came for it has got it.

@@ -14,6 +14,7 @@ void Call::step()
             reschedule();
             return;
         }
+        giveUpArrivals(false);
         giveUpBranches(); // whoever has not answered by now is gone
         _owedBye.reset();
         finishIfDone();
@@ -40,7 +41,7 @@ void Call::step()
         return;
     }
     if (_ringUntilMs != 0 && now >= _ringUntilMs) {
-        if (!followRedirection())
+        if (hasArrival() || !followRedirection())
             fail({480});
         return;
     }

@@ -62,6 +62,35 @@ std::string withOrigin(std::string_view sdp, std::string_view origin)
     return result;
 }
 
+std::string heldAnswer(std::string_view offer, std::string_view origin)
+{
+    const bool isIp6 = offer.find("c=IN IP6 ") != std::string_view::npos;
+    const std::string nowhere = isIp6 ? "IN IP6 ::" : "IN IP4 0.0.0.0";
+    std::string result = "v=0\r\no=";
+    result.append(origin.empty() ? "- 1 1 " + nowhere : std::string(origin)).append("\r\ns=-\r\nc=").append(nowhere);
+    // Equal to that of the offer (RFC 3264 section 6).
+    const size_t times = offer.find("\nt=");
+    result.append("\r\n")
+        .append(times == std::string_view::npos ? "t=0 0" : withoutEnd(offer.substr(times + 1)))
+        .append("\r\n");
+    bool isTaken = false;
+    while (!offer.empty()) {
+        const std::string_view line = withoutEnd(takeLine(offer));
+        if (line.starts_with("m=")) {
+            const size_t port = std::min(line.find(' '), line.size());
+            const size_t rest = std::min(line.find(' ', port + 1), line.size());
+            // Others need keys, which nobody has agreed on.
+            isTaken = line.substr(rest).starts_with(" RTP/AVP ") && line.substr(port, rest - port) != " 0";
+            result.append(line.substr(0, port)).append(isTaken ? " 9" : " 0").append(line.substr(rest)).append("\r\n");
+            if (isTaken)
+                result += "a=inactive\r\n";
+        } else if (isTaken && line.starts_with("a=rtpmap:")) {
+            result.append(line).append("\r\n");
+        }
+    }
+    return result;
+}
+
 std::string nextOrigin(std::string_view origin)
 {
     // user, session, version, and where it is
