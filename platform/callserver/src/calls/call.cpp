@@ -379,6 +379,8 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     for (const auto& relay : _relays)
         relay->server->answer({481});
     _relays.clear();
+    if (_joiner != nullptr)
+        std::exchange(_joiner, nullptr)->placeEnded(wasAnswered ? 481 : status);
     abandonReferral();
     _caller.probe.reset();
     if (wasAnswered && exceptLeg != kCaller && unconfirmed != kCaller && !_caller.isGone && _origin == nullptr) {
@@ -496,6 +498,8 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
         confirm(*_branches[static_cast<size_t>(_winner)], ack.body);
     _transaction.reset();
     sendOwedBye();
+    if (_joiner != nullptr && !_isEnded)
+        _joiner->goOnReferring();
     finishIfDone();
 }
 
@@ -507,6 +511,10 @@ void Call::onCancel(ServerTransaction& invite, const CallMessage& cancel)
     }
     if (&invite != _transaction.get())
         return;
+    if (_joiner != nullptr && _winner < 0) {
+        leaveToJoiner();
+        return;
+    }
     // It has not seen a success yet, else the stack would not ask.
     _transaction->answer({487});
     _transaction.reset();

@@ -298,7 +298,13 @@ private:
     // For a transfer of another call.
     void offerPlace(const SipBody& body);
     void onPlaceAnswer(int with, bool isWanted, const SipBody& before, const CallMessage& response);
-    void placeEnded();
+    void placeEnded(int status);
+    // It has a caller who may leave it to be joined once it is answered.
+    [[nodiscard]] bool mayBeAwaited(int place) const;
+    [[nodiscard]] bool isJoinable() const { return _winner >= 0 && _isAcked; }
+    // Its caller has left it to the one who is to be joined.
+    void leaveToJoiner();
+    void confirmProgress(size_t branch, uint32_t rseq);
     void completeFor(const SipBody& answer);
     [[nodiscard]] bool isSettled() const;
     // A side of this call is part of that one from now on, in the place of that leg.

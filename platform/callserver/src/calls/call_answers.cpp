@@ -89,6 +89,13 @@ void Call::onProgress(size_t index, const CallMessage& response)
         _origin->attemptRings(response);
         return;
     }
+    if (_joiner != nullptr)
+        _joiner->attemptRings(response);
+    if (_transaction == nullptr) {
+        if (response.rseq != 0)
+            confirmProgress(index, response.rseq);
+        return;
+    }
     if (_branches.size() > 1) {
         if (isFirst && _calledShare.part() == UserPart::Ringing) {
             CallAnswer ringing{180};
@@ -171,7 +178,7 @@ void Call::onSuccess(size_t index, const CallMessage& response)
         _initialOffer = branch.isConfirmable ? std::optional(_winner) : std::nullopt;
     BclCopyStr(_record.data.calledAddr, addressText(branch.leg.dialog.peer).c_str());
     _record.data.flags |= kCdrCalledAddr;
-    if (_origin == nullptr)
+    if (_transaction != nullptr)
         answerCaller(response);
     _callerShare.setPart(UserPart::Talking);
     _calledShare.setPart(UserPart::Talking);
@@ -182,8 +189,13 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     if (limit != 0)
         _talkUntilMs = now + limit * kMsPerSecond;
     reschedule();
-    if (_origin != nullptr)
+    if (_origin != nullptr) {
         _origin->attemptAnswered(response.body);
+    } else if (_transaction == nullptr) {
+        _isAcked = true;
+        _initialOffer.reset();
+        _joiner->goOnReferring();
+    }
 }
 
 void Call::answerCaller(const CallMessage& response)

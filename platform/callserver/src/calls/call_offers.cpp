@@ -80,7 +80,10 @@ void Call::onBye(int from, const CallMessage& bye, ServerTransaction& transactio
         return;
     }
     // A caller may leave a dialog that is not confirmed yet (RFC 3261 section 15).
-    fail({487});
+    if (_joiner != nullptr)
+        leaveToJoiner();
+    else
+        fail({487});
 }
 
 // A telephone hung up before its answer got here; the others ring on.

@@ -129,9 +129,10 @@ void Call::joinReferred(const ReplacedDialog& wanted)
 {
     int place = kCaller;
     Call* const found = _host.findLeg(wanted, place);
-    const bool isOwn = found != nullptr && found->leg(place).user == leg(_referral->by).user;
-    if (!isOwn || found == this || !found->isSettled() || !found->otherSide(place)) {
-        failReferral(isOwn && found != this && found->_winner >= 0 ? 491 : 481);
+    const bool isOwn = found != nullptr && found != this && found->leg(place).user == leg(_referral->by).user;
+    const bool isReady = isOwn && found->isSettled() && found->otherSide(place);
+    if (!isReady && (!isOwn || !found->mayBeAwaited(place))) {
+        failReferral(isOwn && found->_winner >= 0 ? 491 : 481);
         return;
     }
     if (wanted.isEarlyOnly) {
@@ -142,6 +143,35 @@ void Call::joinReferred(const ReplacedDialog& wanted)
     _referral->joined = found;
     _referral->place = place;
     goOnReferring();
+}
+
+// It is joined when somebody has answered it, not before: what he agrees to is an answer to this caller's offer.
+bool Call::mayBeAwaited(int place) const
+{
+    return place == kCaller && !_isEnded && !_isAcked && _transaction != nullptr && _invite.body.isSdp() &&
+           _joiner == nullptr && !hasArrival();
+}
+
+void Call::leaveToJoiner()
+{
+    _transaction->answer({487});
+    _transaction.reset();
+    // Nobody else does.
+    for (size_t i = 0; i < _branches.size(); ++i)
+        for (const ReliableAnswer& open : std::exchange(_branches[i]->rseqs, {})) {
+            (void)listenTo(i, open.tag);
+            confirmProgress(i, open.rseq);
+        }
+    leaveReferring(kCaller);
+}
+
+void Call::confirmProgress(size_t index, uint32_t rseq)
+{
+    CallLeg& side = _branches[index]->leg;
+    CallRequestOut prack = side.dialog.request("PRACK");
+    prack.headers = headerLine("RAck", std::to_string(rseq) + " " + std::to_string(side.inviteCseq) + " INVITE");
+    // The stack repeats it until it is answered.
+    (void)_host.transport().send(prack, [](const CallMessage&) {});
 }
 
 void Call::attemptRings(const CallMessage& response)
@@ -169,6 +199,8 @@ void Call::attemptEnded(int status)
 void Call::goOnReferring()
 {
     _referral->retryAtMs = 0;
+    if (_referral->joined != nullptr && !_referral->joined->isJoinable())
+        return;
     if (isOfferPending() || (_referral->joined != nullptr && _referral->joined->isOfferPending()))
         retryReferring();
     else
@@ -324,7 +356,7 @@ void Call::failReferral(int status)
 void Call::abandonReferral()
 {
     if (_joiner != nullptr)
-        std::exchange(_joiner, nullptr)->placeEnded();
+        std::exchange(_joiner, nullptr)->placeEnded(481);
     if (!_referral)
         return;
     giveOwedAnswer(_referral->before);
@@ -340,15 +372,15 @@ void Call::abandonReferral()
     if (over.joined != nullptr) {
         over.joined->_joiner = nullptr;
         if (over.joined->leg(over.place).isGone)
-            over.joined->end(200, {});
+            over.joined->end(over.joined->_winner >= 0 ? 200 : 487, {});
     }
 }
 
 // The call whose side was to talk to ours is over.
-void Call::placeEnded()
+void Call::placeEnded(int status)
 {
     _referral->joined = nullptr;
-    failReferral(481);
+    failReferral(status);
 }
 
 void Call::leaveReferring(int number)
