@@ -1,6 +1,4 @@
-#include "support/call_phone.h"
-#include "support/free_port.h"
-#include "support/server_fixture.h"
+#include "callserver/two_telephones.h"
 
 #include "bcl2/event_bus.h"
 #include "callserver/app.h"
@@ -12,55 +10,39 @@
 
 namespace {
 
-class CallsTest : public ServerFixture {
-protected:
-    // Users 2001 to 2005 with the password "secret".
-    void startServer(const std::function<void(Cdb_fac_mgr&)>& fill = {})
-    {
-        fillStore([&](Cdb_fac_mgr& filled) {
-            addUsers(filled, 2001, 5);
-            if (fill)
-                fill(filled);
-        });
-        start();
-    }
-};
+class CallsTest : public TwoTelephones {};
 
 TEST_F(CallsTest, AUserCallsAnother)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
+    startTelephones();
     ASSERT_TRUE(events.waitFor("state 2002 1"));
 
-    caller.invite("2002");
-    const PhoneMessage invite = called.expect("INVITE");
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
     EXPECT_TRUE(invite.has("\"Phone 2001\" <sip:2001@")) << invite.text;
     EXPECT_EQ(invite.body(), CallPhone::kOffer);
     EXPECT_TRUE(events.waitFor("call 1 start 2001 2002 2002"));
     EXPECT_TRUE(events.waitFor("state 2001 4"));
 
-    called.answer(invite, 180);
-    const PhoneMessage ringing = caller.expect("180");
+    called->answer(invite, 180);
+    const PhoneMessage ringing = caller->expect("180");
     EXPECT_TRUE(events.waitFor("call 1 ring 2001 2002 2002"));
     EXPECT_TRUE(events.waitFor("state 2002 2"));
 
-    called.answer(invite, 200, CallPhone::kAnswer);
-    called.expect("ACK");
-    const PhoneMessage answered = caller.expect("200");
+    called->answer(invite, 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    const PhoneMessage answered = caller->expect("200");
     EXPECT_EQ(answered.body(), CallPhone::kAnswer);
     EXPECT_EQ(answered.header("To"), ringing.header("To"));
-    caller.ack(answered);
+    caller->ack(answered);
     EXPECT_TRUE(events.waitFor("call 1 answer 2001 2002 2002"));
     EXPECT_TRUE(events.waitFor("state 2001 3"));
     EXPECT_TRUE(events.waitFor("state 2002 3"));
 
-    caller.send("BYE");
-    caller.expect("200");
-    const PhoneMessage bye = called.expect("BYE");
-    called.answer(bye, 200);
+    caller->send("BYE");
+    caller->expect("200");
+    const PhoneMessage bye = called->expect("BYE");
+    called->answer(bye, 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
     EXPECT_TRUE(events.waitForCount("state 2001 1", 2));
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
@@ -68,24 +50,20 @@ TEST_F(CallsTest, AUserCallsAnother)
 
 TEST_F(CallsTest, ATraceByNumberShowsTheWholeCall)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
+    startTelephones();
     server().traceOnCalledPrefix("2002");
     ASSERT_TRUE(events.waitForPart("log Trace on"));
-    caller.invite("2002");
-    called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
-    const PhoneMessage success = caller.expect("200");
-    caller.ack(success);
-    called.expect("ACK");
-    caller.send("BYE");
-    called.answer(called.expect("BYE"), 200);
-    caller.expect("200");
-    ASSERT_TRUE(events.waitForPart("log Trace: received from 127.0.0.1:" + std::to_string(called.port())));
-    const std::string callerAt = "127.0.0.1:" + std::to_string(caller.port());
-    const std::string calledAt = "127.0.0.1:" + std::to_string(called.port());
+    caller->invite("2002");
+    called->answer(called->expect("INVITE"), 200, CallPhone::kAnswer);
+    const PhoneMessage success = caller->expect("200");
+    caller->ack(success);
+    called->expect("ACK");
+    caller->send("BYE");
+    called->answer(called->expect("BYE"), 200);
+    caller->expect("200");
+    ASSERT_TRUE(events.waitForPart("log Trace: received from 127.0.0.1:" + std::to_string(called->port())));
+    const std::string callerAt = "127.0.0.1:" + std::to_string(caller->port());
+    const std::string calledAt = "127.0.0.1:" + std::to_string(called->port());
     // The INVITE with and without credentials, the ACK, BYE; nothing answers the ACK of the challenge.
     EXPECT_TRUE(events.waitForCount("log Trace: received from " + callerAt, 4));
     EXPECT_TRUE(events.waitForPart("log Trace: received and dropped from " + callerAt));
@@ -98,50 +76,14 @@ TEST_F(CallsTest, ATraceByNumberShowsTheWholeCall)
 
     server().stopTrace();
     ASSERT_TRUE(events.waitForPart("log Trace off"));
-    EXPECT_EQ(caller.ask("INVITE", "2009").status(), 404);
+    EXPECT_EQ(caller->ask("INVITE", "2009").status(), 404);
     for (const std::string& entry : events.all())
         EXPECT_EQ(entry.find("log Trace:   INVITE sip:2009"), std::string::npos) << entry;
 }
 
-class CallFlowsTest : public CallsTest, public testing::WithParamInterface<SipClient::Transport> {
+class CallFlowsTest : public TwoTelephones, public testing::WithParamInterface<SipClient::Transport> {
 protected:
-    void startTelephones(const std::function<void(Cdb_fac_mgr&)>& fill = {})
-    {
-        tcpPort = freeTcpPort();
-        tlsPort = freeTcpPort();
-        startServer(fill);
-        caller = std::make_unique<CallPhone>(portOf(GetParam()), "2001", GetParam());
-        called = std::make_unique<CallPhone>(portOf(GetParam()), "2002", GetParam());
-        caller->registerNow();
-        called->registerNow();
-    }
-    [[nodiscard]] uint16_t portOf(SipClient::Transport transport) const
-    {
-        return transport == SipClient::Transport::Udp   ? port
-               : transport == SipClient::Transport::Tcp ? tcpPort
-                                                        : tlsPort;
-    }
-    void talk()
-    {
-        caller->invite("2002");
-        const PhoneMessage invite = called->expect("INVITE");
-        called->answer(invite, 180);
-        caller->expect("180");
-        called->answer(invite, 200, CallPhone::kAnswer);
-        called->expect("ACK");
-        caller->ack(caller->expect("200"));
-        ASSERT_TRUE(events.waitForPart("call 1 answer"));
-    }
-    void hangUp(CallPhone& one, CallPhone& other)
-    {
-        one.send("BYE");
-        one.expect("200");
-        other.answer(other.expect("BYE"), 200);
-        EXPECT_TRUE(events.waitForPart("call 1 end"));
-    }
-
-    std::unique_ptr<CallPhone> caller;
-    std::unique_ptr<CallPhone> called;
+    void startTelephones() { TwoTelephones::startTelephones({}, GetParam()); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Transports, CallFlowsTest,
@@ -182,7 +124,7 @@ TEST_P(CallFlowsTest, HoldAndBack)
         other.answer(other.expect("UPDATE"), 200, CallPhone::kAnswer);
         one.expect("200");
     }
-    hangUp(*caller, *called);
+    hangUp();
 }
 
 TEST_P(CallFlowsTest, TheAnswerToALateOfferComesWithTheConfirmation)
@@ -218,7 +160,7 @@ TEST_P(CallFlowsTest, ReliableAnswersAreConfirmedFromEndToEnd)
     called->answer(invite, 200);
     called->expect("ACK");
     caller->ack(caller->expect("200"));
-    hangUp(*caller, *called);
+    hangUp();
 }
 
 TEST_P(CallFlowsTest, ACallIsCancelledWhileItRings)
@@ -251,7 +193,7 @@ TEST_P(CallFlowsTest, OffersThatMeetAreBothRefused)
     called->expect("ACK");
     caller->expect("491");
     caller->send("ACK");
-    hangUp(*caller, *called);
+    hangUp();
 }
 
 TEST_P(CallFlowsTest, AMessageGoesToTheOtherUser)
@@ -288,52 +230,45 @@ TEST_P(CallFlowsTest, AllCallsAreReleased)
 
 TEST_F(CallsTest, ASuccessIsRepeatedUntilItIsConfirmed)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
-    caller.invite("2002");
-    const PhoneMessage invite = called.expect("INVITE");
-    called.answer(invite, 200, CallPhone::kAnswer);
-    called.expect("ACK");
-    const PhoneMessage success = caller.expect("200");
-    PhoneMessage again = caller.hear(10'000);
+    startTelephones();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    const PhoneMessage success = caller->expect("200");
+    PhoneMessage again = caller->hear(10'000);
     EXPECT_EQ(again.text, success.text);
-    caller.ack(success);
+    caller->ack(success);
     // The other way: the telephone repeats its success until it hears the ACK.
-    called.answer(invite, 200, CallPhone::kAnswer);
-    EXPECT_EQ(called.hear(10'000).method(), "ACK");
-    caller.send("BYE");
-    called.answer(called.expect("BYE"), 200);
+    called->answer(invite, 200, CallPhone::kAnswer);
+    EXPECT_EQ(called->hear(10'000).method(), "ACK");
+    caller->send("BYE");
+    called->answer(called->expect("BYE"), 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
 }
 
 TEST_F(CallsTest, TheFirstTelephoneThatAnswersWins)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone first(port, "2002");
+    startTelephones();
+    CallPhone& first = *called;
     CallPhone second(port, "2002");
-    caller.registerNow();
-    first.registerNow();
     second.registerNow();
-    caller.invite("2002");
+    caller->invite("2002");
     const PhoneMessage toFirst = first.expect("INVITE");
     const PhoneMessage toSecond = second.expect("INVITE");
     first.answer(toFirst, 180);
-    caller.expect("180");
+    caller->expect("180");
     second.answer(toSecond, 180);
     second.answer(toSecond, 200, CallPhone::kAnswer);
     second.expect("ACK");
-    caller.ack(caller.expect("200"));
+    caller->ack(caller->expect("200"));
     first.answer(first.expect("CANCEL"), 200);
     // It had answered when the CANCEL came.
     first.answer(toFirst, 200, CallPhone::kAnswer);
     first.expect("ACK");
     first.answer(first.expect("BYE"), 200);
-    caller.send("BYE");
-    caller.expect("200");
+    caller->send("BYE");
+    caller->expect("200");
     second.answer(second.expect("BYE"), 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
     EXPECT_EQ(events.count("call "), 4U) << "one record";
@@ -341,23 +276,15 @@ TEST_F(CallsTest, TheFirstTelephoneThatAnswersWins)
 
 TEST_F(CallsTest, CallsEndWhenTheirSocketsMove)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
-    caller.invite("2002");
-    called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
-    called.expect("ACK");
-    caller.ack(caller.expect("200"));
-    ASSERT_TRUE(events.waitForPart("call 1 answer"));
+    startTelephones();
+    talk();
     Cdb_sys_tbl* settings = store().DbGetSysTbl();
     settings->udpPort = freeUdpPort();
     settings->SetModified();
     ASSERT_EQ(settings->SaveDB(), kDbOk);
     EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
-    called.expect("BYE");
-    caller.expect("BYE");
+    called->expect("BYE");
+    caller->expect("BYE");
     EXPECT_TRUE(events.waitForPart("call 1 end"));
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
 }
@@ -374,25 +301,21 @@ protected:
 
 TEST_F(HostileTelephonesTest, AnAnswerToACancelThatWasNeverSentIsNothing)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
-    caller.invite("2002");
-    const PhoneMessage invite = called.expect("INVITE");
-    caller.cancel();
-    caller.expect("200");
-    caller.expect("487");
+    startTelephones();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
+    caller->cancel();
+    caller->expect("200");
+    caller->expect("487");
     PhoneMessage cancel = invite;
     cancel.text.replace(cancel.text.find(" INVITE\r\n"), 7, " CANCEL");
-    called.answer(cancel, 200);
+    called->answer(cancel, 200);
     expectAlive();
     // The CANCEL waits for the first provisional answer.
-    called.answer(invite, 100);
-    called.answer(called.expect("CANCEL"), 200);
-    called.answer(invite, 487);
-    called.expect("ACK");
+    called->answer(invite, 100);
+    called->answer(called->expect("CANCEL"), 200);
+    called->answer(invite, 487);
+    called->expect("ACK");
     expectAlive();
 }
 
@@ -401,22 +324,22 @@ TEST_F(HostileTelephonesTest, ACallerWhoseConnectionBreaksIsMissed)
     tcpPort = freeTcpPort();
     tlsPort = freeTcpPort();
     startServer();
-    CallPhone called(port, "2002");
-    called.registerNow();
+    called = std::make_unique<CallPhone>(port, "2002");
+    called->registerNow();
     int call = 0;
     for (const auto& [transport, streamPort] :
          {std::pair(SipClient::Transport::Tls, tlsPort), std::pair(SipClient::Transport::Tcp, tcpPort)}) {
-        auto caller = std::make_unique<CallPhone>(streamPort, "2001", transport);
+        caller = std::make_unique<CallPhone>(streamPort, "2001", transport);
         caller->registerNow();
         caller->invite("2002");
-        const PhoneMessage invite = called.expect("INVITE");
-        called.answer(invite, 180);
+        const PhoneMessage invite = called->expect("INVITE");
+        called->answer(invite, 180);
         caller->expect("180");
         caller.reset();
-        called.answer(invite, 180);
-        called.answer(invite, 200, CallPhone::kAnswer);
-        called.expect("ACK");
-        called.answer(called.expect("BYE"), 200);
+        called->answer(invite, 180);
+        called->answer(invite, 200, CallPhone::kAnswer);
+        called->expect("ACK");
+        called->answer(called->expect("BYE"), 200);
         EXPECT_TRUE(events.waitFor("call " + std::to_string(++call) + " end 2001 2002 2002 408"));
         expectAlive();
     }
@@ -426,12 +349,12 @@ TEST_F(HostileTelephonesTest, AnAnswerThatFindsItsConnectionClosedIsLost)
 {
     tcpPort = freeTcpPort();
     startServer();
-    CallPhone called(port, "2002");
-    called.registerNow();
+    called = std::make_unique<CallPhone>(port, "2002");
+    called->registerNow();
     for (int i = 0; i < 3; ++i) {
-        auto caller = std::make_unique<CallPhone>(tcpPort, "2001", SipClient::Transport::Tcp);
+        caller = std::make_unique<CallPhone>(tcpPort, "2001", SipClient::Transport::Tcp);
         const std::string invite = caller->invite("2002");
-        called.answer(called.expect("INVITE"), 180);
+        called->answer(called->expect("INVITE"), 180);
         caller->expect("180");
         caller.reset();
         ASSERT_TRUE(events.waitForPart("call " + std::to_string(i + 1) + " ring"));
@@ -448,8 +371,8 @@ TEST_F(HostileTelephonesTest, AnAnswerThatFindsItsConnectionClosedIsLost)
         }
         CallPhone other(tcpPort, "2001", SipClient::Transport::Tcp);
         other.sendText(both);
-        const PhoneMessage cancel = called.expect("CANCEL");
-        called.answer(cancel, 200);
+        const PhoneMessage cancel = called->expect("CANCEL");
+        called->answer(cancel, 200);
         expectAlive();
         EXPECT_TRUE(events.waitForPart("call " + std::to_string(i + 1) + " end"));
     }
@@ -457,22 +380,18 @@ TEST_F(HostileTelephonesTest, AnAnswerThatFindsItsConnectionClosedIsLost)
 
 TEST_F(HostileTelephonesTest, AnAnswerThatFitsNoPacketIsLost)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
-    caller.invite("2002");
-    const PhoneMessage invite = called.expect("INVITE");
+    startTelephones();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
     // What the server adds makes it too large.
-    called.answer(invite, 200, std::string(CallPhone::kAnswer) + "a=" + std::string(64'000, 'x') + "\r\n",
-                  {"Subject: " + std::string(800, 's')});
-    called.expect("ACK");
-    caller.sendText("ACK sip:2002@127.0.0.1 SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:" + std::to_string(caller.port()) +
-                    ";branch=z9hG4bKnone;rport\r\nFrom: <sip:2001@127.0.0.1>;tag=x\r\nTo: <sip:2002@127.0.0.1>\r\n"
-                    "Call-ID: " +
-                    caller.callId() + "\r\nCSeq: 2 ACK\r\nContent-Length: 0\r\n\r\n");
-    caller.cancel();
+    called->answer(invite, 200, std::string(CallPhone::kAnswer) + "a=" + std::string(64'000, 'x') + "\r\n",
+                   {"Subject: " + std::string(800, 's')});
+    called->expect("ACK");
+    caller->sendText("ACK sip:2002@127.0.0.1 SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:" + std::to_string(caller->port()) +
+                     ";branch=z9hG4bKnone;rport\r\nFrom: <sip:2001@127.0.0.1>;tag=x\r\nTo: <sip:2002@127.0.0.1>\r\n"
+                     "Call-ID: " +
+                     caller->callId() + "\r\nCSeq: 2 ACK\r\nContent-Length: 0\r\n\r\n");
+    caller->cancel();
     expectAlive();
 }
 

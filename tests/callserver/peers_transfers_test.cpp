@@ -1,18 +1,19 @@
 // Transfers between telephones, message by message (RFC 5359 sections 2.4 and 2.5, RFC 5589 sections 6 and 7).
-#include "support/call_phone.h"
-#include "support/server_fixture.h"
+#include "callserver/two_telephones.h"
 
 namespace {
 
 constexpr const char* kOther = "v=0\r\no=- 9 1 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
                                "m=audio 40010 RTP/AVP 8\r\n";
 
-class TransfersTest : public ServerFixture {
+class TransfersTest : public TwoTelephones {
 protected:
-    void startServer()
+    // A third one of 2003.
+    void startThree()
     {
-        fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 2001, 5); });
-        start();
+        startTelephones();
+        third = std::make_unique<CallPhone>(port, "2003");
+        third->registerNow();
     }
 
     static void talk(CallPhone& caller, CallPhone& called)
@@ -40,16 +41,23 @@ protected:
 
     // The tag of the header.
     static std::string tagOf(const std::string& header) { return header.substr(header.find(";tag=") + 5); }
+
+    // As Replaces names the dialog in which the telephone got that INVITE.
+    static std::string dialogOf(const PhoneMessage& invite, const CallPhone& phone)
+    {
+        return invite.header("Call-ID") + ";to-tag=" + tagOf(invite.header("From")) + ";from-tag=q" +
+               std::to_string(phone.port());
+    }
+
+    std::unique_ptr<CallPhone> third;
 };
 
 TEST_F(TransfersTest, ACallIsSentOnWithoutAsking)
 {
-    startServer();
-    CallPhone transferee(port, "2001");
-    CallPhone transferor(port, "2002");
-    CallPhone target(port, "2003");
-    for (CallPhone* phone : {&transferee, &transferor, &target})
-        phone->registerNow();
+    startThree();
+    CallPhone& transferee = *caller;
+    CallPhone& transferor = *called;
+    CallPhone& target = *third;
     talk(transferee, transferor);
 
     transferor.send("INVITE", kOther); // puts the caller on hold
@@ -87,12 +95,10 @@ TEST_F(TransfersTest, ACallIsSentOnWithoutAsking)
 
 TEST_F(TransfersTest, TwoCallsAreJoinedByTheOneWhoHasBoth)
 {
-    startServer();
-    CallPhone transferee(port, "2001");
-    CallPhone transferor(port, "2002");
-    CallPhone target(port, "2003");
-    for (CallPhone* phone : {&transferee, &transferor, &target})
-        phone->registerNow();
+    startThree();
+    CallPhone& transferee = *caller;
+    CallPhone& transferor = *called;
+    CallPhone& target = *third;
     talk(transferee, transferor);
     CallPhone second(port, "2002"); // the other line of the same telephone
     second.invite("2003");
@@ -128,80 +134,132 @@ TEST_F(TransfersTest, TwoCallsAreJoinedByTheOneWhoHasBoth)
     EXPECT_TRUE(events.waitForCount("state 2003 1", 2));
 }
 
+TEST_F(TransfersTest, WhoHasCallsJoinedMayLeaveBothWhileOneRings)
+{
+    startThree();
+    talk(*caller, *called);
+    CallPhone second(port, "2002"); // the other line of the same telephone
+    second.invite("2003");
+    const PhoneMessage invite = third->expect("INVITE");
+    third->answer(invite, 180);
+    const PhoneMessage ringing = second.expect("180");
+    called->send("REFER", {},
+                 {"Refer-To: <sip:2003@127.0.0.1:" + std::to_string(port) + "?Replaces=" + second.callId() +
+                      "%3Bto-tag%3D" + tagOf(ringing.header("To")) + "%3Bfrom-tag%3D" + tagOf(ringing.header("From")) +
+                      ">",
+                  "Contact: " + called->contact()});
+    called->expect("202");
+    EXPECT_EQ(notified(*called), "SIP/2.0 100 Trying");
+    second.cancel();
+    second.expect("200");
+    second.expect("487");
+    called->send("BYE");
+    called->expect("200");
+    EXPECT_TRUE(third->hearsNothing(50));
+    third->answer(invite, 200, CallPhone::kAnswer);
+    third->expect("ACK");
+    const PhoneMessage asked = caller->expect("INVITE");
+    caller->answer(asked, 200, kOther);
+    const PhoneMessage offer = third->expect("INVITE");
+    EXPECT_TRUE(offer.has("m=audio 40010")) << offer.text;
+    third->answer(offer, 200, CallPhone::kAnswer);
+    third->expect("ACK");
+    EXPECT_TRUE(caller->expect("ACK").has("m=audio 40002"));
+    EXPECT_EQ(notified(*called), "SIP/2.0 200 OK");
+    caller->send("BYE");
+    caller->expect("200");
+    third->answer(third->expect("BYE"), 200);
+    EXPECT_TRUE(events.waitForCount("state 2001 1", 2));
+    EXPECT_TRUE(events.waitForCount("state 2003 1", 2));
+}
+
 TEST_F(TransfersTest, ACallMovesToAnotherTelephoneOfItsUser)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone desk(port, "2002");
-    for (CallPhone* phone : {&caller, &desk})
-        phone->registerNow();
-    caller.invite("2002");
-    const PhoneMessage invite = desk.expect("INVITE");
-    desk.answer(invite, 200, CallPhone::kAnswer);
-    caller.ack(caller.expect("200"));
-    desk.expect("ACK");
+    startTelephones();
+    const PhoneMessage invite = TwoTelephones::talk();
 
     CallPhone mobile(port, "2002");
-    const std::string dialog = invite.header("Call-ID") + ";to-tag=" + tagOf(invite.header("From")) + ";from-tag=q" +
-                               std::to_string(desk.port());
-    mobile.invite("2002", kOther, {"Require: replaces", "Replaces: " + dialog});
-    const PhoneMessage offer = caller.expect("INVITE");
+    mobile.invite("2002", kOther, {"Require: replaces", "Replaces: " + dialogOf(invite, *called)});
+    const PhoneMessage offer = caller->expect("INVITE");
     EXPECT_TRUE(offer.has("m=audio 40010")) << offer.text;
-    caller.answer(offer, 200, CallPhone::kOffer);
-    caller.expect("ACK");
+    caller->answer(offer, 200, CallPhone::kOffer);
+    caller->expect("ACK");
     const PhoneMessage taken = mobile.expect("200");
     EXPECT_TRUE(taken.has("m=audio 40000")) << taken.text;
     mobile.ack(taken);
-    desk.answer(desk.expect("BYE"), 200);
+    called->answer(called->expect("BYE"), 200);
     mobile.send("BYE");
     mobile.expect("200");
-    caller.answer(caller.expect("BYE"), 200);
+    caller->answer(caller->expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
+}
+
+TEST_F(TransfersTest, ACallThatRingsIsTakenWithAnotherTelephoneOfItsUser)
+{
+    startTelephones();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 180);
+    caller->expect("180");
+
+    CallPhone mobile(port, "2002");
+    mobile.invite("2002", kOther, {"Require: replaces", "Replaces: " + dialogOf(invite, *called)});
+    const PhoneMessage held = mobile.expect("200");
+    EXPECT_TRUE(held.has("a=inactive")) << held.text;
+    mobile.ack(held);
+    const PhoneMessage offer = mobile.expect("INVITE");
+    EXPECT_TRUE(offer.has("m=audio 40000")) << offer.text;
+    EXPECT_TRUE(offer.header("P-Asserted-Identity").find("sip:2001@") != std::string::npos) << offer.text;
+    mobile.answer(offer, 200, kOther);
+    mobile.expect("ACK");
+    const PhoneMessage success = caller->expect("200");
+    EXPECT_TRUE(success.has("m=audio 40010")) << success.text;
+    caller->ack(success);
+    const PhoneMessage cancel = called->expect("CANCEL");
+    EXPECT_TRUE(cancel.header("Reason").find("Call completed elsewhere") != std::string::npos) << cancel.text;
+    called->answer(cancel, 200);
+    called->answer(invite, 487);
+    called->expect("ACK");
+    mobile.send("BYE");
+    mobile.expect("200");
+    caller->answer(caller->expect("BYE"), 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
 }
 
 TEST_F(TransfersTest, ATelephoneSendsTheCallOn)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone away(port, "2002");
-    CallPhone third(port, "2003");
-    for (CallPhone* phone : {&caller, &away, &third})
-        phone->registerNow();
-    caller.invite("2002");
-    away.answer(away.expect("INVITE"), 302, {}, {"Contact: <sip:2003@192.0.2.77>"});
-    away.expect("ACK");
-    const PhoneMessage invite = third.expect("INVITE");
-    caller.expect("181");
-    third.answer(invite, 200, CallPhone::kAnswer);
-    caller.ack(caller.expect("200"));
-    third.expect("ACK");
-    caller.send("BYE");
-    third.answer(third.expect("BYE"), 200);
+    startThree();
+    caller->invite("2002");
+    called->answer(called->expect("INVITE"), 302, {}, {"Contact: <sip:2003@192.0.2.77>"});
+    called->expect("ACK");
+    const PhoneMessage invite = third->expect("INVITE");
+    caller->expect("181");
+    third->answer(invite, 200, CallPhone::kAnswer);
+    caller->ack(caller->expect("200"));
+    third->expect("ACK");
+    caller->send("BYE");
+    third->answer(third->expect("BYE"), 200);
     EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200"));
 }
 
 TEST_F(TransfersTest, ReplacesOrReferToThatCannotBeReadAreRefused)
 {
-    startServer();
-    CallPhone caller(port, "2001");
-    CallPhone called(port, "2002");
-    caller.registerNow();
-    called.registerNow();
-    EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: ;;to-tag"}).status(), 400);
-    EXPECT_EQ(caller.ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: x@y;to-tag=1;from-tag=2"}).status(), 481);
-    talk(caller, called);
+    startTelephones();
+    EXPECT_EQ(caller->ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: ;;to-tag"}).status(), 400);
+    EXPECT_EQ(caller->ask("INVITE", "2002", CallPhone::kOffer, {"Replaces: x@y;to-tag=1;from-tag=2"}).status(), 481);
+    talk(*caller, *called);
     for (const char* header :
          {"Refer-To: ", "Refer-To: <sip:20 03@127.0.0.1>", "Refer-To: <tel:>", "Subject: none",
           "Refer-To: <sip:2003@127.0.0.1;method=BYE>", "Refer-To: <mailto:2003@127.0.0.1>",
           "Refer-To: <sip:2003@127.0.0.1?Replaces=%3B%3Bto-tag>", "Refer-To: <sip:2003@127.0.0.1?Replaces=>",
           "Refer-To: <sip:2003@127.0.0.1?Replaces=x%40y%3Bto-tag%3D1>"}) {
         SCOPED_TRACE(header);
-        caller.send("REFER", {}, {header, "Contact: " + caller.contact()});
-        caller.expect("400");
+        caller->send("REFER", {}, {header, "Contact: " + caller->contact()});
+        caller->expect("400");
     }
-    EXPECT_TRUE(called.hearsNothing(50));
-    caller.send("BYE");
-    called.answer(called.expect("BYE"), 200);
+    EXPECT_TRUE(called->hearsNothing(50));
+    caller->send("BYE");
+    called->answer(called->expect("BYE"), 200);
 }
 
 } // namespace
