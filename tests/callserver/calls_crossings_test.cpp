@@ -1,5 +1,4 @@
-// What is under way while telephones send calls on, join them or take them: it meets whom it was meant for, or comes to
-// nothing.
+// What is under way while telephones send calls on or join them: it meets whom it was meant for, or comes to nothing.
 #include "callserver/transfers_fixture.h"
 
 namespace {
@@ -23,25 +22,6 @@ protected:
         return next("INVITE");
     }
 
-    // 2002 has a call of 2001 and one to 2003.
-    struct Two {
-        Talk first;
-        Talk second;
-    };
-    Two twoCalls()
-    {
-        Two two;
-        two.first = talk("2001", "2002");
-        two.second = talk("2002", "2003");
-        return two;
-    }
-
-    void join(PhoneDialog& by, const PhoneDialog& other)
-    {
-        EXPECT_EQ(refer(by, "2003", replacing(other))->status(), 202);
-        EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
-    }
-
     // The two who are to talk agree; who has joined them hears good-bye in both calls.
     void agree(const SentPtr& asked, const PhoneDialog& by, const PhoneDialog& other)
     {
@@ -57,6 +37,14 @@ protected:
         expectGoodbyeTo(by.callId);
     }
 
+    // The first caller talks to the new side, and hangs up.
+    void expectDone(Talk& made, const SentPtr& toNew)
+    {
+        complete(toNew);
+        hangUp(made.caller, toNew->request.callId);
+        expectAllOver();
+    }
+
     // Nothing that was sent there names 2001.
     void expectNotShownTo(const std::string& name) const
     {
@@ -70,14 +58,6 @@ protected:
             EXPECT_EQ(all.find("2001"), std::string::npos) << request.method << ": " << all;
         }
         EXPECT_GT(seen, 0U);
-    }
-
-    // They talk; nobody else has a call.
-    void expectOneCallOf(const std::string& one, const std::string& other)
-    {
-        EXPECT_FALSE(hasNext("BYE"));
-        for (const char* name : {"2001", "2002", "2003", "2004", "2005"})
-            EXPECT_EQ(server().counts().ofUser(name), name == one || name == other ? 1U : 0U) << name;
     }
 };
 
@@ -229,9 +209,7 @@ TEST_F(CallsCrossingsTest, AnOfferToTheOneWhoHasAskedAndLeftDoesNotEndTheTransfe
     EXPECT_FALSE(lineOf(hold->answers.back().headers, "Retry-After").empty());
     answer(held, 481);
     EXPECT_FALSE(toNew->isCancelled);
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    complete(toNew);
     EXPECT_EQ(server().counts().ofUser("2001"), 1U);
     hangUp(made.caller, toNew->request.callId);
     expectAllOver();
@@ -265,11 +243,7 @@ TEST_F(CallsCrossingsTest, ATextToTheOneWhoHasAskedAndLeftDoesNotEndTheTransfer)
     EXPECT_EQ(info->statuses(), (Statuses{480}));
     answer(passed, 481);
     EXPECT_FALSE(toNew->isCancelled);
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
-    hangUp(made.caller, toNew->request.callId);
-    expectAllOver();
+    expectDone(made, toNew);
 }
 
 TEST_F(CallsCrossingsTest, AQuestionToTheOneWhoHasLeftDoesNotEndTheTransfer)
@@ -284,11 +258,7 @@ TEST_F(CallsCrossingsTest, AQuestionToTheOneWhoHasLeftDoesNotEndTheTransfer)
     EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
     answer(toCalled, 481);
     EXPECT_FALSE(toNew->isCancelled);
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
-    hangUp(made.caller, toNew->request.callId);
-    expectAllOver();
+    expectDone(made, toNew);
 }
 
 TEST_F(CallsCrossingsTest, TheOfferThatHeAskedForIsConfirmedWhenHeLeaves)
@@ -302,11 +272,7 @@ TEST_F(CallsCrossingsTest, TheOfferThatHeAskedForIsConfirmedWhenHeLeaves)
     EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
     ASSERT_EQ(asked->acks.size(), 1U);
     EXPECT_EQ(media(asked->acks[0].body.data), media(kAnswer));
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
-    hangUp(made.caller, toNew->request.callId);
-    expectAllOver();
+    expectDone(made, toNew);
 }
 
 TEST_F(CallsCrossingsTest, ARefreshOfTheOneWhoHasLeftDoesNotHoldUpTheTransfer)
@@ -320,9 +286,7 @@ TEST_F(CallsCrossingsTest, ARefreshOfTheOneWhoHasLeftDoesNotHoldUpTheTransfer)
     EXPECT_EQ(back->request.callId, made.called.callId);
     const SentPtr toNew = sendOn(made.called, "2003");
     EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    complete(toNew);
     pass(25);
     EXPECT_EQ(server().counts().ofUser("2001"), 1U);
     hangUp(made.caller, toNew->request.callId);
@@ -427,9 +391,7 @@ TEST_F(CallsCrossingsTest, CallsSentOnCountAgainstTheLimitOfTheirSender)
     changeUser("2002", [](Cdb_usr_info& user) { user.maxCalls = 1; });
     Talk made = talk("2001", "2002");
     const SentPtr toNew = sendOn(made.called, "2003");
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    complete(toNew);
     expectGoodbyeTo(made.called.callId);
     EXPECT_EQ(server().counts().ofUser("2002"), 1U);
     EXPECT_EQ(call("2005", "2002")->status(), 486);
@@ -457,149 +419,13 @@ TEST_F(CallsCrossingsTest, CallsThatATelephoneSendsOnCountAgainstTheLimitOfItsUs
     expectAllOver();
 }
 
-TEST_F(CallsCrossingsTest, ATakenCallGoesOnOverItsNewTelephonesTransport)
-{
-    const FakePhone desk = addPhone("2004", kTransportTcp);
-    const FakePhone mobile = addPhone("2004", kTransportTcp);
-    removePhones("2005");
-    const FakePhone other = addPhone("2005", kTransportTcp);
-    const HeardPtr invite = call(desk, "2005");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
-    ack(invite);
-    const HeardPtr taken = take(mobile, callerOf(invite, desk));
-    answer(next("INVITE"), 200, kAnswer);
-    EXPECT_EQ(taken->status(), 200);
-    ack(taken);
-    expectGoodbyeTo(invite->request.callId);
-    server().dropUdp();
-    EXPECT_FALSE(hasNext("BYE"));
-    PhoneDialog now = callerOf(taken, mobile);
-    hangUp(now, branch->request.callId);
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, WhoWantsToTakeACallMayHangUpBeforeHeHasIt)
-{
-    Talk made = talk("2001", "2003");
-    const HeardPtr taking = take(phone("2003"), made.called);
-    const SentPtr passed = next("INVITE");
-    PhoneDialog taker = callerOf(taking, phone("2003"));
-    EXPECT_EQ(send(taker, SipMethod::Bye)->status(), 200);
-    EXPECT_EQ(taking->status(), 487);
-    EXPECT_EQ(taking->finals, 1U);
-    EXPECT_TRUE(passed->isCancelled);
-    // It has crossed the CANCEL: the caller gets again what it had.
-    answer(passed, 200, kFourth);
-    EXPECT_EQ(passed->acks.size(), 1U);
-    const SentPtr back = next("INVITE");
-    EXPECT_EQ(media(back->request.body.data), media(kAnswer));
-    answer(back, 200, kOffer);
-    EXPECT_EQ(back->acks.size(), 1U);
-    hangUp(made.caller, made.called.callId);
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, ATelephoneMayHangUpWhileAnotherOneTakesItsCall)
-{
-    Talk made = talk("2001", "2003");
-    const HeardPtr taking = take(phone("2003"), made.called);
-    const SentPtr passed = next("INVITE");
-    EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
-    EXPECT_FALSE(hasNext("BYE"));
-    answer(passed, 200, kFourth);
-    EXPECT_EQ(taking->status(), 200);
-    ack(taking);
-    expectOneCallOf("2001", "2003");
-    hangUp(made.caller, taking->request.callId);
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, ACallThatNobodyHasTakenEndsWithTheOneWhoHasLeft)
-{
-    Talk made = talk("2001", "2003");
-    const HeardPtr taking = take(phone("2003"), made.called);
-    const SentPtr passed = next("INVITE");
-    EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
-    answer(passed, 488);
-    EXPECT_EQ(taking->status(), 488);
-    expectGoodbyeTo(made.caller.callId);
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, WhoHasTakenACallHearsGoodbyeOnceHeHasConfirmedIt)
-{
-    Talk made = talk("2001", "2003");
-    const HeardPtr taking = take(phone("2003"), made.called);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(taking->status(), 200);
-    expectGoodbyeTo(made.called.callId); // it has been replaced
-    EXPECT_EQ(send(made.caller, SipMethod::Bye)->status(), 200);
-    EXPECT_FALSE(hasNext("BYE"));
-    ack(taking);
-    expectGoodbyeTo(taking->request.callId);
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, WhoHasTakenACallMayHangUpBeforeHeConfirmsIt)
-{
-    Talk made = talk("2001", "2003");
-    const HeardPtr taking = take(phone("2003"), made.called);
-    answer(next("INVITE"), 200, kFourth);
-    expectGoodbyeTo(made.called.callId);
-    PhoneDialog taker = callerOf(taking, phone("2003"));
-    hangUp(taker, made.caller.callId);
-    ack(taking);
-    EXPECT_FALSE(hasNext("BYE"));
-    expectAllOver();
-}
-
-TEST_F(CallsCrossingsTest, WhoNeverConfirmsThatHeHasTakenACallHearsGoodbyeInTheEnd)
-{
-    for (const bool isOver : {true, false}) {
-        Talk made = talk("2001", "2003");
-        const HeardPtr taking = take(phone("2003"), made.called);
-        answer(next("INVITE"), 200, kFourth);
-        expectGoodbyeTo(made.called.callId);
-        if (isOver) {
-            EXPECT_EQ(send(made.caller, SipMethod::Bye)->status(), 200);
-            EXPECT_FALSE(hasNext("BYE"));
-        }
-        FakeCallTransport::leaveUnconfirmed(taking);
-        if (!isOver) {
-            const SentPtr bye = next("BYE");
-            EXPECT_EQ(bye->request.callId, made.caller.callId);
-            answer(bye, 200);
-        }
-        expectGoodbyeTo(taking->request.callId);
-        expectAllOver();
-    }
-}
-
-TEST_F(CallsCrossingsTest, TelephonesThatTryInVainToTakeACallLeaveNothingInIt)
-{
-    Talk made = talk("2001", "2003");
-    const Calls::Load before = server().load();
-    for (int i = 0; i < 100; ++i) {
-        (void)take(phone("2003"), made.called);
-        answer(next("INVITE"), 488);
-    }
-    EXPECT_EQ(server().load().legs, before.legs);
-    pass(50); // late repetitions still find their call IDs for a while
-    EXPECT_EQ(server().load().callIds, before.callIds);
-    hangUp(made.caller, made.called.callId);
-    expectAllOver();
-}
-
 TEST_F(CallsCrossingsTest, AnAnonymousCallerStaysSoWhereverHeIsSentOn)
 {
     Talk made = talk("2001", "2002", [](CallMessage& request) { request.isAnonymous = true; });
     answer(sendOn(made.called, "2003"), 302, {}, [](CallMessage& response) { response.contactUser = "2004"; });
     const SentPtr toNew = next("INVITE");
     EXPECT_EQ(toNew->request.destination.address, phone("2004").source.address);
-    answer(toNew, 200, kThird);
-    answer(next("INVITE"), 200, kFourth);
-    EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    complete(toNew);
     expectGoodbyeTo(made.called.callId);
     hangUp(made.caller, toNew->request.callId);
     expectNotShownTo("2003");

@@ -56,6 +56,33 @@ protected:
         };
     }
 
+    // 2002 has a call of 2001 and one to 2003.
+    struct Two {
+        Talk first;
+        Talk second;
+    };
+    Two twoCalls()
+    {
+        Two two;
+        two.first = talk("2001", "2002");
+        two.second = talk("2002", "2003");
+        return two;
+    }
+
+    void join(PhoneDialog& by, const PhoneDialog& other)
+    {
+        EXPECT_EQ(refer(by, "2003", replacing(other))->status(), 202);
+        EXPECT_EQ(notified(), "SIP/2.0 100 Trying active");
+    }
+
+    // The new side answers, and the one who is sent on agrees with it.
+    void complete(const SentPtr& toNew)
+    {
+        answer(toNew, 200, kThird);
+        answer(next("INVITE"), 200, kFourth);
+        EXPECT_EQ(notified(), "SIP/2.0 200 OK terminated");
+    }
+
     // An INVITE of another telephone that wants the place of that one.
     HeardPtr take(const FakePhone& by, const PhoneDialog& dialog, bool isEarly = false)
     {
@@ -82,6 +109,14 @@ protected:
         EXPECT_EQ(bye->request.callId, callId);
         answer(bye, 200);
         EXPECT_FALSE(hasNext("BYE"));
+    }
+
+    // They talk; nobody else has a call.
+    void expectOneCallOf(const std::string& one, const std::string& other)
+    {
+        EXPECT_FALSE(hasNext("BYE"));
+        for (const char* name : {"2001", "2002", "2003", "2004", "2005"})
+            EXPECT_EQ(server().counts().ofUser(name), name == one || name == other ? 1U : 0U) << name;
     }
 
     // That side hangs up, and the other one hears of it once.
