@@ -3,7 +3,7 @@
 #include "callserver/fake_clock.h"
 #include "fuzz/calls_under_fuzz.h"
 #include "fuzz/fuzz_checks.h"
-#include "sip/packet_gate.h"
+#include "fuzz/open_gate.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
 #include "sip/stack_sockets.h"
@@ -56,15 +56,6 @@ uint64_t setStackNs(uint64_t* ns)
 {
     return *ns = (kStartSeconds + passedSeconds) * kNsPerSecond;
 }
-
-class OpenGate final : public PacketFilter {
-public:
-    [[nodiscard]] bool admits(const sockaddr&, std::string_view packet) override
-    {
-        (void)lacksCredentials(packet);
-        return isParsable(packet);
-    }
-};
 
 // All of it on the SIP thread.
 class Handler final : public NoCalls {

@@ -2,6 +2,7 @@
 // ends when its telephones fall silent, each dialog is ended as it should be, and nothing stays of it.
 #include "callserver/fake_call_transport.h"
 #include "callserver/fake_clock.h"
+#include "fuzz/call_ledger.h"
 #include "fuzz/calls_under_fuzz.h"
 #include "fuzz/fuzz_checks.h"
 #include "fuzz/input_bytes.h"
@@ -42,70 +43,20 @@ constexpr std::array<Method, 10> kWithinCalls = {{{SipMethod::Invite, "INVITE"},
                                                   {SipMethod::Refer, "REFER"},
                                                   {SipMethod::Subscribe, "SUBSCRIBE"}}};
 
-std::string tagOf(const std::string& party)
-{
-    const size_t begin = party.find(";tag=");
-    return begin == std::string::npos ? std::string() : party.substr(begin + 5);
-}
-
-bool isSuccess(int status)
-{
-    return status >= 200 && status < 300;
-}
-
-// What became of a request that the server sent, beyond what the way to the telephones keeps.
-struct Sent {
-    SentPtr request;
-    int64_t atMs = 0;
-    bool hasProvisional = false;
-    int final = 0;       // by the telephone
-    bool isTold = false; // its final answer was heard
-    [[nodiscard]] bool isInvite() const { return request->request.method == "INVITE"; }
-    [[nodiscard]] bool isInitial() const { return tagOf(request->request.to).empty(); }
-};
-
-// A request that the server got.
-struct Heard {
-    HeardPtr request;
-    size_t confirmed = 0; // of its reliable answers
-    int64_t atMs = 0;     // of its last answer that has to be confirmed
-    size_t awaited = 0;   // answers that had to be confirmed, when it was looked at last
-    bool isOver = false;  // its success was confirmed, or never will be
-    bool isOwn = false;   // the stack may have answered it by itself
-    [[nodiscard]] bool isInvite() const { return request->request.method == SipMethod::Invite; }
-    [[nodiscard]] bool isInitial() const { return request->request.to.tag.empty(); }
-    [[nodiscard]] bool awaitsPrack() const { return confirmed < request->reliable.size(); }
-    [[nodiscard]] bool awaitsAck() const
-    {
-        return isInvite() && !isOver && !awaitsPrack() && request->isDecided && isSuccess(request->status());
-    }
-};
-
-// How a dialog that was established came to its end.
-struct Ending {
-    bool isByeSent = false;
-    bool isByeHeard = false;
-    bool isDenied = false; // the telephone said that it knows of none
-    bool isLost = false;   // with its sockets
-    [[nodiscard]] bool isAny() const { return isByeSent || isByeHeard || isDenied || isLost; }
-};
-
 class Office {
 public:
     explicit Office(InputBytes input)
-        : _input(input), _phones(makePhones()), _world(_transport, _clock, _phones, _input.isYes())
-    {
-        for (const FuzzPhone& phone : _phones)
-            _addresses.insert(phone.source.address);
-        _addresses.insert(kStranger);
-        _addresses.insert(kElsewhere);
-    }
+        : _input(input),
+          _phones(makePhones()),
+          _world(_transport, _clock, _phones, _input.isYes()),
+          _ledger(_transport, _clock, addressesOf(_phones))
+    {}
 
     void play()
     {
         for (unsigned i = 0; i < kMaxSteps && _input.areLeft(); ++i) {
             step();
-            look();
+            _ledger.look();
         }
     }
 
@@ -116,10 +67,7 @@ public:
             passMs(kLongStep * kMsPerSecond);
         _world.calls().step(); // ended calls are destroyed then
         _world.checkNothingLeft();
-        for (const Heard& heard : _heard)
-            checkHeard(heard);
-        for (const Sent& sent : _sent)
-            checkSent(sent);
+        _ledger.checkEnd();
     }
 
 private:
@@ -134,11 +82,20 @@ private:
                 {"2004", {"192.0.2.24", 5060, kTransportTls}}, {"9999", {kStranger, 5060, kTransportUdp}}};
     }
 
+    static std::set<std::string> addressesOf(const std::vector<FuzzPhone>& phones)
+    {
+        std::set<std::string> all{kStranger, kElsewhere};
+        for (const FuzzPhone& phone : phones)
+            all.insert(phone.source.address);
+        return all;
+    }
+
     [[nodiscard]] bool isQuiet()
     {
         const Calls::Load load = _world.calls().load();
         return load.calls + load.callIds + load.due == 0 &&
-               std::none_of(_sent.begin(), _sent.end(), [](const Sent& sent) { return sent.request->isHeard; });
+               std::none_of(_ledger.sent.begin(), _ledger.sent.end(),
+                            [](const Sent& sent) { return sent.request->isHeard; });
     }
 
     template <class List>
@@ -217,7 +174,7 @@ private:
     {
         const CallVerdict verdict = _world.calls().judge(request);
         std::unique_ptr<ServerTransaction> transaction;
-        _heard.push_back({FakeCallTransport::hear(request, transaction)});
+        _ledger.heard.push_back({FakeCallTransport::hear(request, transaction)});
         if (verdict.isServed)
             _world.calls().onRequest(request, std::move(transaction));
         else
@@ -235,8 +192,8 @@ private:
         request.requestUri = "sip:" + request.requestUser + "@198.51.100.1";
         request.requestHost = "198.51.100.1";
         request.from = {"sip:" + phone.user + "@198.51.100.1", phone.user, "198.51.100.1", {}, {}};
-        request.from.tag = "caller-" + std::to_string(_heard.size());
-        request.callId = "call-" + std::to_string(_heard.size());
+        request.from.tag = "caller-" + std::to_string(_ledger.heard.size());
+        request.callId = "call-" + std::to_string(_ledger.heard.size());
         request.to = {request.requestUri, request.requestUser, "198.51.100.1", {}, {}};
         request.cseq = 1;
         request.contact = phone.contact();
@@ -282,7 +239,7 @@ private:
             sent.final = status;
             sent.isTold = true;
             if (status == 481)
-                _endings[request.callId].isDenied = true;
+                _ledger.endings[request.callId].isDenied = true;
         }
         FakeCallTransport::answer(sent.request, response);
         return true;
@@ -291,7 +248,7 @@ private:
     void answerProvisionally()
     {
         constexpr std::array kStatuses = {180, 183, 181, 182, 199};
-        Sent* sent = choose(_sent);
+        Sent* sent = choose(_ledger.sent);
         const int status = kStatuses.at(_input.upTo(kStatuses.size() - 1));
         if (sent != nullptr && sent->isInvite())
             answer(*sent, status);
@@ -299,7 +256,7 @@ private:
 
     void answerWithSuccess()
     {
-        if (Sent* sent = choose(_sent); sent != nullptr)
+        if (Sent* sent = choose(_ledger.sent); sent != nullptr)
             answer(*sent, _input.upTo(15) == 15 ? 202 : 200);
     }
 
@@ -307,7 +264,7 @@ private:
     {
         constexpr std::array kStatuses = {486, 302, 401, 404, 408, 420, 422, 423, 480,
                                           481, 487, 488, 491, 500, 503, 600, 603, 699};
-        Sent* sent = choose(_sent);
+        Sent* sent = choose(_ledger.sent);
         const int status = kStatuses.at(_input.upTo(kStatuses.size() - 1));
         if (sent == nullptr)
             return;
@@ -330,7 +287,7 @@ private:
 
     void loseAnswer()
     {
-        Sent* sent = choose(_sent);
+        Sent* sent = choose(_ledger.sent);
         const int status = _input.isYes() ? 408 : 503;
         if (sent != nullptr && !(status == 408 && sent->isInvite() && sent->hasProvisional))
             answerOwn(*sent, status);
@@ -347,7 +304,7 @@ private:
 
     void confirm()
     {
-        Heard* invite = choose(_heard);
+        Heard* invite = choose(_ledger.heard);
         CallMessage ack;
         ack.body = chooseBody();
         if (invite == nullptr || !invite->awaitsAck())
@@ -361,7 +318,7 @@ private:
 
     void cancel()
     {
-        Heard* invite = choose(_heard);
+        Heard* invite = choose(_ledger.heard);
         if (invite == nullptr || !invite->isInvite())
             return;
         HeardRequest& request = *invite->request;
@@ -378,7 +335,7 @@ private:
 
     void confirmReliable()
     {
-        Heard* invite = choose(_heard);
+        Heard* invite = choose(_ledger.heard);
         const SipBody body = chooseBody();
         if (invite == nullptr || !invite->awaitsPrack() || invite->request->transaction == nullptr)
             return;
@@ -387,7 +344,7 @@ private:
         prack.body = body;
         ++invite->confirmed;
         const HeardPtr heard = FakeCallTransport::prack(invite->request, prack);
-        _heard.push_back({heard});
+        _ledger.heard.push_back({heard});
     }
 
     // What its telephone says of a dialog.
@@ -418,11 +375,11 @@ private:
     bool chooseDialog(CallMessage& request)
     {
         std::vector<const Heard*> made;
-        for (const Heard& heard : _heard)
+        for (const Heard& heard : _ledger.heard)
             if (heard.isInvite() && heard.isInitial() && !heard.request->tag.empty())
                 made.push_back(&heard);
         std::vector<const Sent*> got;
-        for (const Sent& sent : _sent)
+        for (const Sent& sent : _ledger.sent)
             if (sent.isInvite() && sent.isInitial())
                 got.push_back(&sent);
         if (made.empty())
@@ -488,8 +445,8 @@ private:
         chooseFeatures(request);
         mutate(request);
         deliver(request);
-        if (request.method == SipMethod::Bye && _heard.back().request->status() == 200)
-            _endings[request.callId].isByeHeard = true;
+        if (request.method == SipMethod::Bye && _ledger.heard.back().request->status() == 200)
+            _ledger.endings[request.callId].isByeHeard = true;
     }
 
     void pass()
@@ -519,118 +476,44 @@ private:
     void dropUdp()
     {
         _world.calls().dropUdp();
-        look();
-        for (Heard& heard : _heard)
+        _ledger.look();
+        for (Heard& heard : _ledger.heard)
             heard.isOwn = heard.isOwn || heard.request->request.method == SipMethod::Message;
-        for (size_t i = 0; i < _sent.size(); ++i)
-            if (_sent[i].request->request.destination.transport == kTransportUdp) {
-                _endings[_sent[i].request->request.callId].isLost = true;
-                answerOwn(_sent[i], 503);
-                look();
+        for (size_t i = 0; i < _ledger.sent.size(); ++i)
+            if (_ledger.sent[i].request->request.destination.transport == kTransportUdp) {
+                _ledger.endings[_ledger.sent[i].request->request.callId].isLost = true;
+                answerOwn(_ledger.sent[i], 503);
+                _ledger.look();
             }
-        for (size_t i = 0; i < _heard.size(); ++i)
-            if (_heard[i].request->request.source.transport == kTransportUdp) {
-                _endings[_heard[i].request->request.callId].isLost = true;
+        for (size_t i = 0; i < _ledger.heard.size(); ++i)
+            if (_ledger.heard[i].request->request.source.transport == kTransportUdp) {
+                _ledger.endings[_ledger.heard[i].request->request.callId].isLost = true;
                 loseConfirmation(i);
             }
     }
 
     void loseConfirmation(size_t index)
     {
-        _heard[index].isOver = _heard[index].isOwn = true;
-        _heard[index].confirmed = _heard[index].request->reliable.size();
-        FakeCallTransport::leaveUnconfirmed(_heard[index].request);
-        look();
+        _ledger.heard[index].isOver = _ledger.heard[index].isOwn = true;
+        _ledger.heard[index].confirmed = _ledger.heard[index].request->reliable.size();
+        FakeCallTransport::leaveUnconfirmed(_ledger.heard[index].request);
+        _ledger.look();
     }
 
     void passMs(int64_t ms)
     {
         _clock.passMs(ms);
         _world.calls().step();
-        look();
+        _ledger.look();
         const int64_t before = _clock.steadyMs() - kTransactionSeconds * kMsPerSecond;
-        for (size_t i = 0; i < _sent.size(); ++i)
-            if (_sent[i].atMs <= before && !(_sent[i].isInvite() && _sent[i].hasProvisional)) {
-                answerOwn(_sent[i], 408);
-                look();
+        for (size_t i = 0; i < _ledger.sent.size(); ++i)
+            if (_ledger.sent[i].atMs <= before && !(_ledger.sent[i].isInvite() && _ledger.sent[i].hasProvisional)) {
+                answerOwn(_ledger.sent[i], 408);
+                _ledger.look();
             }
-        for (size_t i = 0; i < _heard.size(); ++i)
-            if (_heard[i].atMs <= before && (_heard[i].awaitsAck() || _heard[i].awaitsPrack()))
+        for (size_t i = 0; i < _ledger.heard.size(); ++i)
+            if (_ledger.heard[i].atMs <= before && (_ledger.heard[i].awaitsAck() || _ledger.heard[i].awaitsPrack()))
                 loseConfirmation(i);
-    }
-
-    // Takes note of what the server has done.
-    void look()
-    {
-        for (; _sent.size() < _transport.sent.size();
-             _sent.push_back({_transport.sent[_sent.size()], _clock.steadyMs()}))
-            checkNew(_transport.sent[_sent.size()]->request);
-        for (Heard& heard : _heard)
-            if (const size_t awaited = heard.request->reliable.size() + (heard.awaitsAck() ? 1 : 0);
-                awaited > heard.awaited) {
-                heard.awaited = awaited;
-                heard.atMs = _clock.steadyMs();
-            }
-    }
-
-    void checkNew(const CallRequestOut& request)
-    {
-        require(_addresses.count(request.destination.address) != 0);
-        // RFC 3261 section 12.2.1.1
-        uint32_t& last = _serverCseqs[request.callId + tagOf(request.from)];
-        require(request.cseq > last);
-        last = request.cseq;
-        if (request.method == "BYE") {
-            require(mayBeEnded(request));
-            _endings[request.callId].isByeSent = true;
-        } else if (request.method == "INVITE" && !tagOf(request.to).empty()) {
-            checkTurn(request);
-        }
-    }
-
-    // RFC 3261 section 15: who was called after his success, who calls after its confirmation.
-    [[nodiscard]] bool mayBeEnded(const CallRequestOut& bye) const
-    {
-        const bool isCalled = std::any_of(_sent.begin(), _sent.end(), [&](const Sent& sent) {
-            return sent.isInvite() && sent.isInitial() && sent.request->request.callId == bye.callId &&
-                   isSuccess(sent.final);
-        });
-        return isCalled || std::any_of(_heard.begin(), _heard.end(), [&](const Heard& heard) {
-                   return heard.isInvite() && heard.isInitial() && heard.request->request.callId == bye.callId &&
-                          heard.isOver && isSuccess(heard.request->status());
-               });
-    }
-
-    // RFC 3261 section 14.1: one INVITE at a time, in whatever direction.
-    void checkTurn(const CallRequestOut& request) const
-    {
-        for (const Sent& sent : _sent)
-            require(!sent.isInvite() || sent.request->request.callId != request.callId || sent.isTold ||
-                    _clock.steadyMs() - sent.atMs > 64'000);
-        for (const Heard& heard : _heard)
-            require(!heard.isInvite() || heard.request->request.callId != request.callId || heard.request->isDecided);
-    }
-
-    void checkHeard(const Heard& heard) const
-    {
-        require(heard.request->transaction == nullptr && heard.request->isDecided);
-        require(heard.request->finals == 1 || (heard.request->finals == 0 && heard.isOwn));
-        if (!heard.isInvite() || !heard.isInitial() || !isSuccess(heard.request->status()))
-            return;
-        const auto ending = _endings.find(heard.request->request.callId);
-        require(ending != _endings.end() && ending->second.isAny());
-    }
-
-    void checkSent(const Sent& sent) const
-    {
-        require(!sent.request->isHeard);
-        require(sent.request->acks.empty() || (sent.isInvite() && isSuccess(sent.final)));
-        const auto ending = _endings.find(sent.request->request.callId);
-        if (!sent.isInvite() || !isSuccess(sent.final))
-            return;
-        const bool isLost = ending != _endings.end() && ending->second.isLost;
-        require(isLost || !sent.request->acks.empty());
-        require(!sent.isInitial() || (ending != _endings.end() && ending->second.isAny()));
     }
 
     InputBytes _input;
@@ -638,12 +521,8 @@ private:
     FakeCallTransport _transport;
     std::vector<FuzzPhone> _phones;
     CallsUnderFuzz _world;
-    std::set<std::string> _addresses; // where requests may go
-    std::vector<Sent> _sent;
-    std::vector<Heard> _heard;
-    std::map<std::string, Ending> _endings;       // by Call-ID
-    std::map<std::string, uint32_t> _cseqs;       // of telephones, by Call-ID
-    std::map<std::string, uint32_t> _serverCseqs; // by Call-ID and tag
+    CallLedger _ledger;
+    std::map<std::string, uint32_t> _cseqs; // of telephones, by Call-ID
     uint32_t _rseq = 0;
     std::string _redirection; // of the answer that is given
 };

@@ -1,8 +1,8 @@
 // Datagrams against the server's own SIP agent over loopback: gate, stack, answers and registrar, as they run in the
 // program but for the limits of what one source may send. Every answer must be one, and the server must live on.
 #include "fuzz/fuzz_checks.h"
+#include "fuzz/open_gate.h"
 #include "fuzz/registrar_under_fuzz.h"
-#include "sip/packet_gate.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
 #include "sip/stack_sockets.h"
@@ -30,16 +30,6 @@ constexpr size_t kMaxPacket = 65'000; // bytes; about what UDP carries
 constexpr int kAnswerMs = 30'000;     // a bound; loopback loses nothing
 constexpr int kStartMs = 100;         // between tries until the server listens
 constexpr int kMaxStartTries = 600;
-
-// What comes in from one socket is as it would be from many: nobody is silenced.
-class OpenGate final : public PacketFilter {
-public:
-    [[nodiscard]] bool admits(const sockaddr&, std::string_view packet) override
-    {
-        (void)lacksCredentials(packet);
-        return isParsable(packet);
-    }
-};
 
 class Handler final : public NoCalls {
 public:
