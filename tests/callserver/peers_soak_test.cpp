@@ -30,6 +30,9 @@ constexpr std::chrono::milliseconds kBetweenSamples{200};
 // Beyond what it was: a record of 100 bytes that stays of each call of an hour is 18 MB.
 constexpr int64_t kMoreKb = 4096;
 constexpr int64_t kMorePercent = 5;
+// The daily backup reads the file of the settings by a descriptor of its own, which SQLite keeps for the next reader as
+// long as another one has the file locked.
+constexpr size_t kMoreDescriptors = 1;
 
 // What a process held, as the median of a few looks.
 struct Held {
@@ -180,7 +183,7 @@ TEST_F(SoakTest, CallsLeaveNothingBehindButTheirRecords)
     }
     last.print("at the end");
     EXPECT_TRUE(waitUntil([this] { return records() == calls(); })) << records() << " of " << calls();
-    EXPECT_LE(last.descriptors, first.descriptors);
+    EXPECT_LE(last.descriptors, first.descriptors + kMoreDescriptors);
     EXPECT_LE(last.threads, first.threads);
     if (isLong) {
         EXPECT_LE(last.memoryKb, first.memoryKb * (100 + kMorePercent) / 100 + kMoreKb);
