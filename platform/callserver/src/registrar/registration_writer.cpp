@@ -13,7 +13,7 @@
 namespace {
 
 // One transaction for what comes within this time: a page may be that late, not a telephone.
-constexpr std::chrono::milliseconds kCollectTime{40};
+constexpr std::chrono::milliseconds kCollectTime{100};
 // After a failed batch, when nothing new comes.
 constexpr std::chrono::seconds kRetryPause{5};
 
