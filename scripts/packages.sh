@@ -1,7 +1,7 @@
 # Debian packages that the commands of this repository need, and how they get onto the machine. Sourced by ./run and ./test.
 
 build_packages=(g++ cmake ninja-build ccache pkg-config
-    qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev libminiupnpc-dev libmariadb-dev)
+    qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev libminiupnpc-dev libmariadb-dev libjemalloc-dev)
 run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
 wayland_packages=(qtwayland5)

@@ -12,7 +12,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdio>
-#include <malloc.h>
+#include <jemalloc/jemalloc.h>
 #include <mutex>
 #include <string_view>
 #include <thread>
@@ -49,8 +49,13 @@ void printSocketLine(void*, void* text, void*)
 
 size_t heapBytes()
 {
-    const struct mallinfo2 heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
+    // Its numbers are those of when they were asked for last.
+    uint64_t epoch = 1;
+    size_t size = sizeof epoch;
+    (void)mallctl("epoch", &epoch, &size, &epoch, size);
+    size_t allocated = 0;
+    size = sizeof allocated;
+    return mallctl("stats.allocated", &allocated, &size, nullptr, 0) == 0 ? allocated : 0;
 }
 
 // Blocks the signal in this thread and those that it starts later, and answers it in one of its own.
