@@ -319,6 +319,49 @@ TEST_F(FlowsTest, OffersBeforeTheAnswerGoWithPrackAndUpdate)
     expectQuiet();
 }
 
+// RFC 3262 section 3: also of a telephone that knows nothing of it, one after the other, and the success last.
+TEST_F(FlowsTest, ACallerThatRequiresReliableAnswersGetsNoOthers)
+{
+    startTelephones();
+    caller->invite("2002", CallPhone::kOffer, {"Require: 100rel"});
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 180);
+    called->answer(invite, 183, CallPhone::kAnswer);
+    called->answer(invite, 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    for (const char* expected : {"180", "183"}) {
+        const PhoneMessage progress = caller->expect(expected);
+        ASSERT_NE(progress.header("RSeq"), "");
+        EXPECT_EQ(progress.header("Require"), "100rel");
+        EXPECT_TRUE(caller->hearsNothing(kQuietMs)) << "not before this one is confirmed";
+        caller->learn(progress);
+        caller->send("PRACK", "", {"RAck: " + progress.header("RSeq") + " 2 INVITE"});
+        EXPECT_NE(caller->expect("200").header("CSeq").find("PRACK"), std::string::npos);
+    }
+    const PhoneMessage success = caller->expect("200");
+    EXPECT_NE(success.header("CSeq").find("INVITE"), std::string::npos);
+    caller->ack(success);
+    hangUp();
+    expectQuiet();
+}
+
+// Nobody is there to answer it.
+TEST_F(FlowsTest, AnOfferInAPrackThatTheTelephoneDoesNotKnowIsRefused)
+{
+    startTelephones();
+    caller->invite("2002", CallPhone::kOffer, {"Require: 100rel"});
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 183, CallPhone::kAnswer);
+    const PhoneMessage progress = caller->expect("183");
+    caller->learn(progress);
+    caller->send("PRACK", kHeld, {"RAck: " + progress.header("RSeq") + " 2 INVITE"});
+    caller->expect("488");
+    called->answer(invite, 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    caller->ack(caller->expect("200"));
+    hangUp();
+}
+
 TEST_F(FlowsTest, TheAnswerToAnOfferOfAReliableAnswerGoesWithThePrack)
 {
     startTelephones();

@@ -67,3 +67,19 @@ std::string authorizationText(const sip_authorization_t* header)
     }
     return text;
 }
+
+void addBodyLines(const SipBody& body, std::string& headers)
+{
+    if (body.isEmpty())
+        return;
+    if (!body.type.empty())
+        headers += headerLine("Content-Type", body.type);
+    headers += body.headers;
+}
+
+sip_payload_t* payloadOf(msg_t* message, const SipBody& body)
+{
+    return body.isEmpty()
+               ? nullptr
+               : sip_payload_create(msg_home(message), body.data.data(), static_cast<isize_t>(body.data.size()));
+}

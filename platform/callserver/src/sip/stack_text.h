@@ -1,5 +1,7 @@
-// Texts of the stack's parsed headers. For the files of this folder only: it speaks the stack's types.
+// Texts and bodies between the stack and calls. For the files of this folder only: it speaks the stack's types.
 #pragma once
+
+#include "sip/call_message.h"
 
 #include <sofia-sip/msg_types.h>
 #include <sofia-sip/sip.h>
@@ -14,3 +16,8 @@
 [[nodiscard]] std::string headerValue(const msg_header_t* header);
 // The parameters as they came, in one text again: the stack has split them at their commas.
 [[nodiscard]] std::string authorizationText(const sip_authorization_t* header);
+
+// What the header says of a body: whole lines.
+void addBodyLines(const SipBody& body, std::string& headers);
+// Null without a body. Of the message's memory.
+[[nodiscard]] sip_payload_t* payloadOf(msg_t* message, const SipBody& body);
