@@ -289,6 +289,30 @@ TEST_F(CallsTest, CallsEndWhenTheirSocketsMove)
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
 }
 
+// What was sent over the sockets before is forgotten with them, also what has its answer.
+TEST_F(CallsTest, ACallThatWasNotSentOnEndsWhenItsSocketsMove)
+{
+    startTelephones();
+    talk();
+    CallPhone third(port, "2003");
+    third.registerNow();
+    called->send("REFER", {}, {"Refer-To: <sip:2003@127.0.0.1>", "Contact: " + called->contact()});
+    called->expect("202");
+    called->answer(called->expect("NOTIFY"), 200);
+    third.answer(third.expect("INVITE"), 486);
+    third.expect("ACK");
+    called->answer(called->expect("NOTIFY"), 200);
+    Cdb_sys_tbl* settings = store().DbGetSysTbl();
+    settings->udpPort = freeUdpPort();
+    settings->SetModified();
+    ASSERT_EQ(settings->SaveDB(), kDbOk);
+    EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
+    called->expect("BYE");
+    caller->expect("BYE");
+    SipClient client("127.0.0.1", settings->udpPort);
+    EXPECT_EQ(client.request("OPTIONS", "2001").status, 200);
+}
+
 // What would stop the stack is kept from it: a telephone may say anything.
 class HostileTelephonesTest : public CallsTest {
 protected:

@@ -112,9 +112,10 @@ void StackCalls::forget(const nta_agent_t* agent)
             loseLater(server);
         }
     for (StackClientTransaction* client : _clients)
-        if (client->agent() == agent && client->isOpen()) {
+        if (client->agent() == agent) {
             client->forget();
-            failLater(client);
+            if (client->isOpen())
+                failLater(client);
         }
 }
 
