@@ -94,6 +94,7 @@ void Cfrm_local_users::initColumnView()
 void Cfrm_local_users::setupAddManyAction()
 {
     _actAddMany = new QAction(QIcon(QStringLiteral(":/images/add.png")), GetLangItem(387), this);
+    _actAddMany->setShortcut(QKeySequence(QStringLiteral("Shift+A")));
     _toolbar->insertAction(_actEdit, _actAddMany);
     connect(_actAddMany, &QAction::triggered, this, &Cfrm_local_users::onAddManyBtn);
 }

@@ -122,6 +122,7 @@ void Cfrm_realtime_cdr::_setupToolbar()
     QToolBar* const toolbar = addToolBar(QString());
     toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     QAction* const clear = toolbar->addAction(QIcon(QStringLiteral(":/images/clear.png")), GetLangItem(461));
+    clear->setShortcut(QKeySequence::Delete); // as in the server log
     connect(clear, &QAction::triggered, this, &Cfrm_realtime_cdr::actClearCDRInfo);
 }
 

@@ -6,9 +6,15 @@
 #include "dbproxy2/results.h"
 
 #include <QBoxLayout>
+#include <QButtonGroup>
 #include <QDialogButtonBox>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QShortcut>
+#include <QTabWidget>
+
+#include <initializer_list>
 
 namespace {
 
@@ -16,6 +22,17 @@ namespace {
 bool isOfTabRow(const QWidget& widget)
 {
     return widget.inherits("QTabWidget") || widget.inherits("QTabBar") || widget.parent()->inherits("QTabBar");
+}
+
+// Tab comes to the radio button of a group that had the keyboard last. In a dialog that is prepared anew that is often
+// another one than the chosen one, and arrows would choose nothing from there.
+void leadTabToChosenButtons(const QWidget& dialog)
+{
+    for (QRadioButton* const each : dialog.findChildren<QRadioButton*>()) {
+        const bool isGroupChosen = each->group() != nullptr && each->group()->checkedButton() != nullptr;
+        if (isGroupChosen)
+            each->setFocusPolicy(each->isChecked() ? Qt::StrongFocus : Qt::ClickFocus);
+    }
 }
 
 } // namespace
@@ -50,6 +67,19 @@ void Cdlg_common::establishSigAndSlots()
 {
     connect(_buttonBox, &QDialogButtonBox::accepted, this, &Cdlg_common::accept);
     connect(_buttonBox, &QDialogButtonBox::rejected, this, &Cdlg_common::reject);
+    const auto turnTabBy = [this](int step, std::initializer_list<const char*> keys) {
+        for (const char* const each : keys)
+            new QShortcut(QKeySequence(QLatin1String(each)), this, [this, step] { turnTab(step); });
+    };
+    turnTabBy(1, {"Ctrl+Tab", "Ctrl+PgDown"});
+    turnTabBy(-1, {"Ctrl+Shift+Tab", "Ctrl+PgUp"});
+}
+
+// Wherever the keyboard is: the toolkit does it for the inputs of a tab, and not for OK and Cancel.
+void Cdlg_common::turnTab(int step)
+{
+    if (auto* const tabs = findChild<QTabWidget*>(); tabs != nullptr)
+        tabs->setCurrentIndex((tabs->currentIndex() + step + tabs->count()) % tabs->count());
 }
 
 void Cdlg_common::accept()
@@ -60,8 +90,10 @@ void Cdlg_common::accept()
 void Cdlg_common::showEvent(QShowEvent* event)
 {
     const bool isOpening = !event->spontaneous(); // else it comes back, with what was typed
-    if (isOpening)
+    if (isOpening) {
         onShow();
+        leadTabToChosenButtons(*this);
+    }
     QDialog::showEvent(event);
     if (isOpening)
         focusFirstInput();

@@ -47,6 +47,7 @@ private:
     void setupUI();
     void establishSigAndSlots();
     void focusFirstInput();
+    void turnTab(int step); // 1: the next one, -1: the one before
 };
 
 // Width of an editor on a desktop of this width, both in pixels.

@@ -53,9 +53,10 @@ void Cfrm_list::_setupToolbar()
     _toolbar->setStyleSheet(QStringLiteral("QToolBar{border:0}"));
 
     _actAdd = _addAction(":/images/add.png", "Add");
-    _actAdd->setShortcut(QKeySequence(tr("A")));
+    _actAdd->setShortcuts({QKeySequence(tr("A")), QKeySequence(Qt::Key_Insert)});
     _actEdit = _addAction(":/images/edit.png", "Edit");
-    _actEdit->setShortcut(QKeySequence(tr("E")));
+    _actEdit->setShortcuts(
+        {QKeySequence(tr("E")), QKeySequence(Qt::Key_F2), QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     _actDelete = _addAction(":/images/del.png", "Delete");
     _actDelete->setShortcut(QKeySequence(tr("Delete")));
 
