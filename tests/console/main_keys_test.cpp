@@ -1,6 +1,8 @@
 // The main window without a mouse.
+#include "common/lang_res.h"
 #include "frm_time_cond.h"
 #include "log_view.h"
+#include "support/accessible_tree.h"
 #include "support/console_fixture.h"
 #include "support/key_walk.h"
 
@@ -136,9 +138,9 @@ TEST_F(MainKeys, ShortcutsAreTakenOnce)
     EXPECT_EQ(taken, (std::set<QString>{"Ctrl+S", "Del"}));
 }
 
-class MainLetters : public MainKeys, public testing::WithParamInterface<int> {};
+class MainInLanguage : public MainKeys, public testing::WithParamInterface<int> {};
 
-TEST_P(MainLetters, AreUniqueInEveryMenu)
+TEST_P(MainInLanguage, LettersAreUniqueInEveryMenu)
 {
     writeSwitches("gVarGuiLang=" + QByteArray::number(GetParam()) + '\n');
     buildWindow();
@@ -150,7 +152,23 @@ TEST_P(MainLetters, AreUniqueInEveryMenu)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Languages, MainLetters, testing::Values(0, 1, 3, 5, 7, 9),
+TEST_P(MainInLanguage, EveryPartOfTheWindowHasAName)
+{
+    keepServerLocal();
+    writeSwitches("gVarGuiLang=" + QByteArray::number(GetParam()) + '\n');
+    buildWindow().show();
+    QSet<QString> texts = textsOfTheLanguage();
+    texts.insert(window->windowTitle());
+    int named = 0;
+    forEachNamed(*window, [&](const QAccessibleInterface& part, const QString& name) {
+        ++named;
+        EXPECT_TRUE(texts.contains(name)) << described(part);
+    });
+    EXPECT_GT(named, 10);
+    EXPECT_EQ(logView().accessibleName(), GetLangItem(474));
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, MainInLanguage, testing::Values(0, 1, 3, 5, 7, 9),
                          [](const auto& code) { return "Code" + std::to_string(code.param); });
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "bcl2/tmp_str.h"
 #include "cachedb2/fac_mgr.h"
 #include "callserver/app.h"
+#include "common/accessible_names.h"
 #include "common/lang_res.h"
 #include "dlg_callback.h"
 #include "dlg_sys_tbl.h"
@@ -294,6 +295,7 @@ QAction* Cfrm_main::addMenuItem(const MenuItem& item, QMenu* menu)
 void Cfrm_main::setupToolbar()
 {
     QToolBar* const toolbar = addToolBar(QString());
+    NameAfterWindow(this, toolbar);
     toolbar->setMovable(false);
     toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     for (const Opener opener : kToolbar) {

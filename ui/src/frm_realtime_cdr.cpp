@@ -3,6 +3,7 @@
 #include "bcl2/event_bus.h"
 #include "bcl2/text.h"
 #include "callserver/event_ids.h"
+#include "common/accessible_names.h"
 #include "common/desktop.h"
 #include "common/lang_res.h"
 #include "common/record_view.h"
@@ -14,6 +15,7 @@
 #include <QHeaderView>
 #include <QIcon>
 #include <QScreen>
+#include <QShortcut>
 #include <QStandardItemModel>
 #include <QToolBar>
 
@@ -111,15 +113,17 @@ void Cfrm_realtime_cdr::_setupUI()
     _setupToolbar();
     _view = new Crecord_view(this);
     _view->setObjectName(QStringLiteral("cdrRecordView"));
-    _view->setAccessibleName(windowTitle());
+    NameAfterWindow(this, _view);
     _view->setUniformRowHeights(true); // else each changed cell would have its whole row measured
     setCentralWidget(_view);
     _setupView();
+    new QShortcut(QKeySequence(Qt::Key_Escape), this, [this] { close(); }); // as lists do
 }
 
 void Cfrm_realtime_cdr::_setupToolbar()
 {
     QToolBar* const toolbar = addToolBar(QString());
+    NameAfterWindow(this, toolbar);
     toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     QAction* const clear = toolbar->addAction(QIcon(QStringLiteral(":/images/clear.png")), GetLangItem(461));
     clear->setShortcut(QKeySequence::Delete); // as in the server log

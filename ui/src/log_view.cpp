@@ -1,6 +1,7 @@
 #include "log_view.h"
 
 #include "bcl2/text.h"
+#include "common/lang_res.h"
 
 #include <QFontMetricsF>
 #include <QScrollBar>
@@ -42,7 +43,7 @@ Clog_view::Clog_view(QWidget* parent) : QTextEdit(parent)
     font.setFixedPitch(true);
     setFont(font);
     setTabStopDistance(QFontMetricsF(font).horizontalAdvance(QLatin1Char(' ')) * kTabBlanks);
-    setAccessibleName(tr("Server log"));
+    setAccessibleName(GetLangItem(474, tr("Server log")));
     _pause.setSingleShot(true);
     _pause.setInterval(kPauseMs);
     connect(&_pause, &QTimer::timeout, this, [this] {

@@ -4,7 +4,9 @@
 #include "common/warning_box.h"
 #include "console/pages/list_pages.h"
 #include "dlg_callback.h"
+#include "dlg_local_user.h"
 #include "dlg_sys_tbl.h"
+#include "frm_local_users.h"
 #include "frm_realtime_cdr.h"
 #include "support/key_walk.h"
 #include "support/page_fixture.h"
@@ -211,6 +213,25 @@ TEST_F(KeyboardInWindow, WorksInTheSettingsOfCallback)
     walk(dialog);
 }
 
+TEST_F(KeyboardInWindow, WorksInTheEditorThatAddsManyUsers)
+{
+    show(std::make_unique<Cfrm_local_users>(&store(), nullptr));
+    awaitActive(frame());
+    boxes.expectEditor(item(388), [](QDialog& dialog) {
+        awaitActive(dialog);
+        expectWorksByKeys(dialog);
+    });
+    typeKey(Qt::Key_A, Qt::ShiftModifier);
+}
+
+TEST_F(KeyboardInWindow, FollowsTheReadingOrderFromRightToLeft)
+{
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    Cdlg_local_user dialog(&store(), nullptr);
+    dialog.Init(nullptr, kUsrAdd);
+    walk(dialog);
+}
+
 TEST_F(KeyboardInWindow, WorksOnThePageOfCallsInProgress)
 {
     Cfrm_realtime_cdr page(&store(), nullptr);
@@ -218,6 +239,8 @@ TEST_F(KeyboardInWindow, WorksOnThePageOfCallsInProgress)
     EXPECT_EQ(QApplication::focusWidget(), page.centralWidget());
     expectEveryControlReached(page);
     expectButtonsHaveKeys(page);
+    typeKey(Qt::Key_Escape);
+    EXPECT_FALSE(page.isVisible());
 }
 
 TEST_F(KeyboardInWindow, WorksInTheBoxThatAsksForALine)

@@ -1,5 +1,6 @@
 #include "common/dlg_common.h"
 
+#include "common/accessible_names.h"
 #include "common/desktop.h"
 #include "common/dialog_buttons.h"
 #include "common/warning_box.h"
@@ -92,6 +93,7 @@ void Cdlg_common::showEvent(QShowEvent* event)
     const bool isOpening = !event->spontaneous(); // else it comes back, with what was typed
     if (isOpening) {
         onShow();
+        NameTabMovers(this);
         leadTabToChosenButtons(*this);
     }
     QDialog::showEvent(event);

@@ -1,6 +1,7 @@
 #include "common/form_grid.h"
 
 #include "cachedb2/switch_variants.h"
+#include "common/accessible_names.h"
 #include "common/combo_value.h"
 #include "common/lang_res.h"
 
@@ -85,7 +86,7 @@ void Cform_grid::addRow(int item, QWidget* input)
     const QString text = GetLangItem(item);
     auto* const label = new QLabel(text);
     label->setBuddy(input);
-    input->setAccessibleName(text);
+    NameInput(input, text);
     _grid->addWidget(label, _row, 0, kLabelAlignment);
     _grid->addWidget(input, _row, 1, 1, _inputColumns);
     ++_row;
@@ -136,7 +137,8 @@ QCheckBox* Cform_grid::addCheck(int item)
 QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, int perRow)
 {
     const QString text = GetLangItem(item);
-    _grid->addWidget(new QLabel(text), _row++, 0, 1, width(), kLabelAlignment);
+    auto* const label = new QLabel(text);
+    _grid->addWidget(label, _row++, 0, 1, width(), kLabelAlignment);
     QList<QCheckBox*> boxes;
     for (const int boxItem : boxItems) {
         auto* const box = new QCheckBox(GetLangItem(boxItem));
@@ -144,6 +146,7 @@ QList<QCheckBox*> Cform_grid::addChecks(int item, const QList<int>& boxItems, in
         _grid->addWidget(box, _row + boxes.size() / perRow, boxes.size() % perRow);
         boxes.append(box);
     }
+    label->setBuddy(boxes.value(0));
     _row += (boxes.size() + perRow - 1) / perRow;
     return boxes;
 }
@@ -152,7 +155,7 @@ template <class Button>
 Button* Cform_grid::addCheckedRow(int item, QWidget* input)
 {
     auto* const button = new Button(GetLangItem(item));
-    input->setAccessibleName(button->text());
+    NameInput(input, button->text());
     _grid->addWidget(button, _row, 0);
     _grid->addWidget(input, _row, 1, 1, _inputColumns);
     ++_row;
@@ -169,7 +172,9 @@ std::pair<QCheckBox*, QComboBox*> Cform_grid::addCheckedCombo(int item)
 {
     auto* const choice = new QComboBox;
     keepNarrow(choice);
-    return {addCheckedRow<QCheckBox>(item, choice), choice};
+    QCheckBox* const box = addCheckedRow<QCheckBox>(item, choice);
+    choice->setAccessibleDescription(box->text()); // its name is what it shows, where no label tells more
+    return {box, choice};
 }
 
 QRadioButton* Cform_grid::addRadio(int item)

@@ -1,5 +1,6 @@
 #include "common/frm_list.h"
 
+#include "common/accessible_names.h"
 #include "common/desktop.h"
 #include "common/lang_res.h"
 #include "common/record_view.h"
@@ -89,7 +90,8 @@ void Cfrm_list::_setupRecordView()
 {
     _recordView = new Crecord_view(this);
     _layout->addWidget(_recordView);
-    connect(this, &QWidget::windowTitleChanged, _recordView, &QWidget::setAccessibleName);
+    NameAfterWindow(this, _recordView);
+    NameAfterWindow(this, _toolbar);
 }
 
 void Cfrm_list::_retranslateUi()
