@@ -27,7 +27,7 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "xcb");
     PrepareProcess();
     const QApplication application(argc, argv);
-    if (!VirtualDesktop::isReady()) {
+    if (!desktop.isReady()) {
         std::cerr << "The virtual desktop has no tray\n";
         return 1;
     }

@@ -41,6 +41,12 @@ bool waitForRootProperty(const QString& property, const QByteArray& value, QStri
     return false;
 }
 
+// Pixels that the toolkit makes one of, where it enlarges everything.
+int inUnits(int pixels)
+{
+    return qRound(pixels / qGuiApp->devicePixelRatio());
+}
+
 } // namespace
 
 VirtualDesktop::~VirtualDesktop()
@@ -65,7 +71,7 @@ bool VirtualDesktop::startDisplay(QString& reason)
     // Displays that look for a free number at the same time take each other's sockets away: the number is this
     // process's own, below the highest that has a place in the numbers of ports.
     const QString number = QString::number(100 + getpid() % 50000);
-    const QString size = QStringLiteral("%1x%2x24").arg(kWidth).arg(kHeight);
+    const QString size = QStringLiteral("%1x%2x24").arg(_width).arg(_height);
     if (!launch(_display,
                 {QStringLiteral("Xvfb"), QLatin1Char(':') + number, QStringLiteral("-displayfd"), QStringLiteral("1"),
                  QStringLiteral("-screen"), QStringLiteral("0"), size, QStringLiteral("-noreset"),
@@ -89,20 +95,20 @@ bool VirtualDesktop::startWindowManager(QString& reason)
         reason = file.errorString();
         return false;
     }
-    file.write("<openbox_config xmlns=\"http://openbox.org/3.4/rc\"><margins><top>" + QByteArray::number(kMargin) +
+    file.write("<openbox_config xmlns=\"http://openbox.org/3.4/rc\"><margins><top>" + QByteArray::number(_margin) +
                "</top></margins><keyboard><keybind key=\"A-F4\"><action name=\"Close\"/></keybind></keyboard>"
                "</openbox_config>");
     file.close();
     return launch(_windowManager, {QStringLiteral("openbox"), QStringLiteral("--config-file"), path}, reason) &&
-           waitForRootProperty(QStringLiteral("_NET_WORKAREA"), QByteArray::number(kHeight - kMargin), reason);
+           waitForRootProperty(QStringLiteral("_NET_WORKAREA"), QByteArray::number(_height - _margin), reason);
 }
 
-bool VirtualDesktop::isReady()
+bool VirtualDesktop::isReady() const
 {
     QElapsedTimer waited;
     waited.start();
     while (!QSystemTrayIcon::isSystemTrayAvailable() ||
-           QGuiApplication::primaryScreen()->availableGeometry().height() != kHeight - kMargin) {
+           QGuiApplication::primaryScreen()->availableGeometry().height() != inUnits(_height - _margin)) {
         if (waited.elapsed() > kPatienceMs)
             return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, kSliceMs);
