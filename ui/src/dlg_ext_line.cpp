@@ -5,6 +5,7 @@
 #include "common/combo_fill.h"
 #include "common/enabling.h"
 #include "common/form_grid.h"
+#include "common/form_tabs.h"
 #include "common/lang_res.h"
 #include "common/warning_box.h"
 
@@ -36,7 +37,7 @@ Cdlg_ext_line::Cdlg_ext_line(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(
 void Cdlg_ext_line::_setupUI()
 {
     GetLangItem(159, this, "");
-    _tabs = new QTabWidget(this);
+    _tabs = new Cform_tabs(this);
     _setupUI_TabBasic();
     _setupUI_TabIncomingCall();
     _setupUI_TabOutgoingCall();

@@ -2,6 +2,7 @@
 #include "bcl2/date.h"
 #include "common/enabling.h"
 #include "common/form_grid.h"
+#include "common/form_tabs.h"
 #include "common/lang_res.h"
 #include "dlg_local_user.h"
 
@@ -17,7 +18,7 @@ using User = Cdb_usr_info;
 void Cdlg_local_user::_setupUI()
 {
     GetLangItem(110, this, "");
-    _tabs = new QTabWidget(this);
+    _tabs = new Cform_tabs(this);
     _setupUI_TabBasic();
     _setupUI_TabForward();
     _setupUI_TabSuppServ();

@@ -3,6 +3,7 @@
 #include "bcl2/log.h"
 #include "cachedb2/fac_mgr.h"
 #include "common/form_grid.h"
+#include "common/form_tabs.h"
 #include "common/lang_res.h"
 
 #include <QTabWidget>
@@ -92,7 +93,7 @@ Cdlg_sys_tbl::Cdlg_sys_tbl(Cdb_fac_mgr* store, QWidget* parent) : Cdlg_common(st
 void Cdlg_sys_tbl::_setupUI()
 {
     GetLangItem(57, this, "");
-    _tabs = new QTabWidget(this);
+    _tabs = new Cform_tabs(this);
     _setupUI_TabGen();
     _setupUI_TabSIP();
     _setupUI_TabCall();

@@ -7,6 +7,7 @@
 #include "common/lang_res.h"
 #include "common/qstr.h"
 #include "common/read_rows.h"
+#include "common/record_view.h"
 #include "common/row_finder.h"
 #include "common/warning_box.h"
 #include "dlg_local_user.h"
@@ -88,6 +89,7 @@ void Cfrm_local_users::getUIResource()
 void Cfrm_local_users::initColumnView()
 {
     _addColumns({118, 283, 320, 321, 432});
+    _recordView->expectValue(kAddress, QStringLiteral("000.000.000.000:00000"));
     _rows = new Crow_finder(_model);
 }
 

@@ -3,6 +3,7 @@
 #include "cachedb2/fac_mgr.h"
 #include "common/combo_fill.h"
 #include "common/form_grid.h"
+#include "common/form_tabs.h"
 #include "common/lang_res.h"
 #include "common/read_rows.h"
 #include "common/warning_box.h"
@@ -13,13 +14,14 @@
 using Peer = Cdb_sip_domain_data;
 
 Cdlg_peer_server::Cdlg_peer_server(Cdb_fac_mgr* store, QWidget* parent)
-    : Cdlg_record(store, parent), _tabs(new QTabWidget(this))
+    : Cdlg_record(store, parent), _tabs(new Cform_tabs(this))
 {
     setHelpTopicID(kHelpPeerServers);
     GetLangItem(182, this, "");
     setupBasicTab();
     setupOutgoingTab();
     setupIncomingTab();
+    alignGroups(_tabs);
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(_tabs);
     _addButtonBox(layout);
@@ -27,7 +29,7 @@ Cdlg_peer_server::Cdlg_peer_server(Cdb_fac_mgr* store, QWidget* parent)
 
 void Cdlg_peer_server::setupBasicTab()
 {
-    Cform_grid grid = addGridTab(_tabs, 162);
+    Cform_grid grid = addGroup(addGroupTab(_tabs, 162));
     _edtSid = grid.addEdit(183);
     _form.text(grid.addEdit(184), &Peer::description);
     _form.text(_edtAddress = grid.addEdit(185), &Peer::peerAddr);
@@ -40,7 +42,7 @@ void Cdlg_peer_server::setupBasicTab()
 
 void Cdlg_peer_server::setupOutgoingTab()
 {
-    Cform_grid grid = addGridTab(_tabs, 164);
+    Cform_grid grid = addGroup(addGroupTab(_tabs, 164));
     _form.text(grid.addEdit(314), &Peer::outCallerNbr);
     _form.text(grid.addEdit(472), &Peer::uriParams);
     _form.reference(_cmbTimeCondition = grid.addCombo(426), &Peer::timeCondId);
@@ -52,7 +54,7 @@ void Cdlg_peer_server::setupOutgoingTab()
 
 void Cdlg_peer_server::setupIncomingTab()
 {
-    Cform_grid grid = addGridTab(_tabs, 163);
+    Cform_grid grid = addGroup(addGroupTab(_tabs, 163));
     _form.choiceText(_cmbDialPlan = grid.addEditableCombo(313), &Peer::dialPlan);
     _form.number(grid.addEdit(439), &Peer::maxInCalls);
 }

@@ -124,6 +124,7 @@ void Cfrm_realtime_cdr::_setupToolbar()
 {
     QToolBar* const toolbar = addToolBar(QString());
     NameAfterWindow(this, toolbar);
+    toolbar->setMovable(false);
     toolbar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
     QAction* const clear = toolbar->addAction(QIcon(QStringLiteral(":/images/clear.png")), GetLangItem(461));
     clear->setShortcut(QKeySequence::Delete); // as in the server log

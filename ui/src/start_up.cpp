@@ -2,6 +2,7 @@
 
 #include "cachedb2/switch_variants.h"
 #include "common/lang_res.h"
+#include "common/mirrored_style.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -29,5 +30,10 @@ void PrepareApplication()
     QApplication::setQuitOnLastWindowClosed(false); // the last window hides in the tray
     InitSwitchVariants();
     QApplication::setLayoutDirection(static_cast<Qt::LayoutDirection>(gVarGuiLayoutDir));
+    if (QApplication::layoutDirection() == Qt::RightToLeft) {
+        auto* const style = new Cmirrored_style;
+        style->setParent(qApp);
+        QApplication::setStyle(style);
+    }
     InitLangureRes(gVarGuiLang);
 }

@@ -13,13 +13,15 @@ void dress(QPushButton* button, const char* image, int item)
     if (button == nullptr)
         return;
     button->setIcon(QIcon(QString::fromLatin1(image)));
-    button->setText(GetLangItem(item));
+    if (const QString text = GetLangItem(item); !text.isEmpty())
+        button->setText(text);
 }
 
 } // namespace
 
 void DressButtons(QDialogButtonBox* box)
 {
+    box->setCenterButtons(true);
     dress(box->button(QDialogButtonBox::Ok), ":/images/ok.png", 64);
     dress(box->button(QDialogButtonBox::Cancel), ":/images/cancel.png", 65);
 }

@@ -3,5 +3,5 @@
 
 class QDialogButtonBox;
 
-// Gives OK and Cancel, those that there are, their texts and images.
+// Gives OK and Cancel, those that there are, their texts and images, and puts them into the middle.
 void DressButtons(QDialogButtonBox* box);

@@ -58,7 +58,6 @@ void Cdlg_common::setupUI()
     setFixedWidth(EditorWidth(WinDesktopWidth()));
     _buttonBox = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     _buttonBox->setObjectName(QStringLiteral("buttonBox"));
-    _buttonBox->setCenterButtons(true);
     _btnOk = _buttonBox->button(QDialogButtonBox::Ok);
     _btnCancel = _buttonBox->button(QDialogButtonBox::Cancel);
     DressButtons(_buttonBox);

@@ -33,10 +33,20 @@ void keepReadable(QWidget* input, QPalette::ColorRole role)
     input->setPalette(palette);
 }
 
-// Else the longest item would widen a dialog whose width is fixed.
-void keepNarrow(QComboBox* box)
+QLineEdit* newEdit()
 {
+    auto* const edit = new QLineEdit;
+    keepReadable(edit, QPalette::Text);
+    return edit;
+}
+
+QComboBox* newCombo()
+{
+    auto* const box = new QComboBox;
+    // Else the longest item would widen a dialog whose width is fixed.
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    keepReadable(box, QPalette::ButtonText);
+    return box;
 }
 
 QGroupBox* addGroupBox(QBoxLayout* tab, const QString& title)
@@ -94,8 +104,7 @@ void Cform_grid::addRow(int item, QWidget* input)
 
 QLineEdit* Cform_grid::addEdit(int item)
 {
-    auto* const edit = new QLineEdit;
-    keepReadable(edit, QPalette::Text);
+    auto* const edit = newEdit();
     addRow(item, edit);
     return edit;
 }
@@ -109,9 +118,7 @@ QLineEdit* Cform_grid::addPassword(int item)
 
 QComboBox* Cform_grid::addCombo(int item)
 {
-    auto* const box = new QComboBox;
-    keepNarrow(box);
-    keepReadable(box, QPalette::ButtonText);
+    auto* const box = newCombo();
     addRow(item, box);
     return box;
 }
@@ -164,14 +171,13 @@ Button* Cform_grid::addCheckedRow(int item, QWidget* input)
 
 std::pair<QCheckBox*, QLineEdit*> Cform_grid::addCheckedEdit(int item)
 {
-    auto* const edit = new QLineEdit;
+    auto* const edit = newEdit();
     return {addCheckedRow<QCheckBox>(item, edit), edit};
 }
 
 std::pair<QCheckBox*, QComboBox*> Cform_grid::addCheckedCombo(int item)
 {
-    auto* const choice = new QComboBox;
-    keepNarrow(choice);
+    auto* const choice = newCombo();
     QCheckBox* const box = addCheckedRow<QCheckBox>(item, choice);
     choice->setAccessibleDescription(box->text()); // its name is what it shows, where no label tells more
     return {box, choice};
@@ -211,18 +217,8 @@ void SetRowVisible(QWidget* input, bool isVisible)
 
 std::pair<QRadioButton*, QLineEdit*> Cform_grid::addRadioEdit(int item)
 {
-    auto* const edit = new QLineEdit;
+    auto* const edit = newEdit();
     return {addCheckedRow<QRadioButton>(item, edit), edit};
-}
-
-Cform_grid addGridTab(QTabWidget* tabs, int item)
-{
-    auto* const page = new QWidget;
-    auto* const layout = new QVBoxLayout(page);
-    tabs->addTab(page, GetLangItem(item));
-    Cform_grid grid(layout);
-    layout->addStretch();
-    return grid;
 }
 
 QBoxLayout* addGroupTab(QTabWidget* tabs, int item)

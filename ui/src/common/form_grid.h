@@ -54,9 +54,6 @@ private:
 // Shows or hides an input of a grid and its label.
 void SetRowVisible(QWidget* input, bool isVisible);
 
-// Appends a tab with a grid at its top.
-[[nodiscard]] Cform_grid addGridTab(QTabWidget* tabs, int item);
-
 // Tabs of several groups: an empty tab, to be filled from the top down.
 [[nodiscard]] QBoxLayout* addGroupTab(QTabWidget* tabs, int item);
 [[nodiscard]] QBoxLayout* addGroupTab(QTabWidget* tabs, const QString& title);

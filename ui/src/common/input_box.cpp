@@ -5,6 +5,12 @@
 #include <QDialogButtonBox>
 #include <QInputDialog>
 
+namespace {
+
+constexpr int kWidth = 360; // pixels: room for a title and for the longest number
+
+} // namespace
+
 unsigned InputBox(QString& out, QWidget* parent, const QString& title, const QString& label, const QString& text)
 {
     QInputDialog box(parent);
@@ -13,8 +19,9 @@ unsigned InputBox(QString& out, QWidget* parent, const QString& title, const QSt
     box.setWindowTitle(title);
     box.setLabelText(label);
     box.setTextValue(text);
-    (void)box.sizeHint(); // makes the buttons, which come with the layout
+    const QSize size = box.sizeHint(); // makes the buttons, which come with the layout
     DressButtons(box.findChild<QDialogButtonBox*>());
+    box.resize(qMax(kWidth, size.width()), size.height());
     const bool isAccepted = box.exec() == QDialog::Accepted;
     out = box.textValue();
     return isAccepted && !out.isEmpty() ? 0 : 1;

@@ -1,7 +1,9 @@
 #include "common/warning_box.h"
 
+#include "common/dialog_buttons.h"
 #include "common/lang_res.h"
 
+#include <QDialogButtonBox>
 #include <QMessageBox>
 
 void PlxWarningBox(const QString& title, const QString& text)
@@ -10,6 +12,8 @@ void PlxWarningBox(const QString& title, const QString& text)
     box.setIcon(QMessageBox::Warning);
     box.setWindowTitle(title);
     box.setText(text);
+    box.setStandardButtons(QMessageBox::Ok); // it would come with the show, too late to be dressed
+    DressButtons(box.findChild<QDialogButtonBox*>());
     box.exec();
 }
 

@@ -1,0 +1,14 @@
+// The style of the desktop where the layout runs from right to left.
+#pragma once
+
+#include <QProxyStyle>
+
+// Keeps the text of a button beside its image (the toolkit's styles turn the alignment round twice and push it to the
+// far edge) and that of an input beside its label (numbers would stand at the left). Owned by the application.
+class Cmirrored_style : public QProxyStyle {
+public:
+    using QProxyStyle::polish;
+    void polish(QWidget* widget) override;
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override;
+};
