@@ -9,6 +9,7 @@ test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicio
     appstream desktop-file-utils libglib2.0-bin)
 bench_packages=(kamailio kamailio-extra-modules)
 long_packages=(clang clang-tidy clang-format libclang-rt-dev)
+picture_packages=(pngquant)
 package_packages=(dpkg-dev)
 stack_packages=(autoconf automake libtool dpkg-dev)
 

@@ -44,6 +44,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGroupBox>
+#include <QImage>
 #include <QLabel>
 #include <QRegularExpression>
 #include <QSet>
@@ -84,9 +85,11 @@ struct HelpPage {
     QString language;  // tag
     QStringList links; // of anchors
     QStringList styles;
-    QSet<QString> places; // identifiers
-    QStringList outline;  // blocks in order, with their identifiers
-    QStringList bold;     // what is named as the windows show it
+    QStringList pictures;
+    QStringList pictureTexts; // for those who do not see them
+    QSet<QString> places;     // identifiers
+    QStringList outline;      // blocks in order, with their identifiers
+    QStringList bold;         // what is named as the windows show it
     QStringList headings;
     QStringList fields; // at the beginning of the rows of tables
     int emptyCells = 0;
@@ -131,6 +134,10 @@ HelpPage read(const QString& path, const QString& section = {})
             }
             if (attributes.hasAttribute("href"))
                 (open.last() == "link" ? page.styles : page.links).append(attributes.value("href").toString());
+            if (open.last() == "img") {
+                page.pictures.append(attributes.value("src").toString());
+                page.pictureTexts.append(attributes.value("alt").toString());
+            }
             cell.clear();
         } else if (xml.isEndElement()) {
             if (isRead && open.contains("tbody") && open.last() == "th")
@@ -338,6 +345,26 @@ TEST_P(HelpPages, LinksAndStyleSheetsLeadSomewhere)
     }
 }
 
+TEST_P(HelpPages, ShowPicturesOfTheirOwnLanguageAndNoneLiesUnused)
+{
+    const QDir folder(pages().filePath("images"));
+    const QStringList stored = folder.entryList(QDir::Files);
+    QSet<QString> unused(stored.begin(), stored.end());
+    ASSERT_GT(unused.size(), 40);
+    for (const HelpPage& page : allPages()) {
+        EXPECT_FALSE(page.pictures.empty()) << page.path.toStdString();
+        EXPECT_FALSE(page.pictureTexts.contains(QString())) << page.path.toStdString();
+        for (const QString& picture : page.pictures) {
+            const QFileInfo file(QFileInfo(page.path).dir().filePath(picture));
+            EXPECT_TRUE(file.isFile()) << page.path.toStdString() << ": " << picture.toStdString();
+            EXPECT_EQ(file.canonicalPath(), folder.canonicalPath()) << picture.toStdString();
+            EXPECT_FALSE(QImage(file.filePath()).isNull()) << picture.toStdString();
+            unused.remove(file.fileName());
+        }
+    }
+    EXPECT_TRUE(unused.empty()) << unused.values().join(' ').toStdString();
+}
+
 TEST_P(HelpPages, TheStartPageLeadsToEveryOther)
 {
     const HelpPage start = read(pages().filePath("index.html"));
@@ -370,6 +397,7 @@ TEST_F(HelpFolder, HoldsPagesBuiltAlikeInEveryLanguage)
             HelpPage model = read(QDir(kHelp.filePath(first.folder)).filePath(name));
             HelpPage page = read(QDir(kHelp.filePath(language.folder)).filePath(name));
             EXPECT_EQ(page.outline, model.outline) << page.path.toStdString();
+            EXPECT_EQ(page.pictures, model.pictures) << page.path.toStdString();
             page.links.sort();
             model.links.sort();
             EXPECT_EQ(page.links, model.links) << page.path.toStdString();

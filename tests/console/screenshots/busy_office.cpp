@@ -7,6 +7,7 @@
 #include "callserver/call_record.h"
 #include "callserver/event_ids.h"
 #include "support/free_port.h"
+#include "support/sip_client.h"
 
 #include <array>
 #include <string>
@@ -126,6 +127,20 @@ bool completeOffice()
            addLine(store, kLine, "Line of the carrier", "sip.carrier.test") &&
            addLine(store, "fax-gateway", "Gateway of the fax machine", "192.0.2.40") && addDisa(store) &&
            addCalledRefinement(store);
+}
+
+void registerTelephones(Cdb_fac_mgr& store)
+{
+    for (unsigned number = 0; number < kTelephones; ++number) {
+        const std::string name = std::to_string(1000 + number);
+        Cdb_usr_info user;
+        if (store.DbGetUsrInfo(name.c_str(), user) != kDbOk)
+            continue;
+        SipClient telephone("127.0.0.1", store.system().get()->servedUdpPort());
+        (void)telephone.registerUser(
+            name, user.password,
+            {"Contact: <" + telephone.contact(name) + ">", "User-Agent: Desk phone 4.2", "Expires: 3600"});
+    }
 }
 
 void publishStates(Cdb_fac_mgr& store)

@@ -15,7 +15,10 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTabWidget>
 #include <QTemporaryDir>
+#include <QTextDocument>
+#include <QTextEdit>
 #include <QtTest/QTest>
 
 #include <cstdio>
@@ -110,12 +113,26 @@ void settle(QWidget& window)
     QCoreApplication::processEvents();
 }
 
+// A line of the list of pictures: its name, the title of its window and of its tab, parted by tabulators.
+QString describe(const QString& name, const QWidget& window)
+{
+    const auto* const tabs = window.findChild<QTabWidget*>(QString(), Qt::FindDirectChildrenOnly);
+    const QString tab = tabs == nullptr ? QString() : tabs->tabText(tabs->currentIndex());
+    return QStringList{name, window.windowTitle(), tab}.join(QLatin1Char('\t')) + QLatin1Char('\n');
+}
+
 bool takePictures(const Wish& wish)
 {
     const auto main = std::make_unique<Cfrm_main>(nullptr);
     main->show();
+    registerTelephones(*main->GetApp()->GetFacMgr());
+    const QTextDocument& log = *main->findChild<QTextEdit*>()->document();
+    (void)QTest::qWaitFor([&log] { return log.blockCount() > kTelephones; });
     publishCalls();
     QList<Picture> pictures;
+    QFile list(QDir(wish.folder).filePath(QStringLiteral("windows.txt")));
+    if (!list.open(QIODevice::WriteOnly | QIODevice::Text))
+        return fail(list.errorString());
     bool isSaved = true;
     WindowWalk walk(*main, [&](const QString& name, QWidget& window) {
         if (!wish.only.match(name).hasMatch())
@@ -125,6 +142,7 @@ bool takePictures(const Wish& wish)
         const Picture picture{name, pictureOf(window)};
         isSaved = picture.image.save(QDir(wish.folder).filePath(name + QStringLiteral(".png"))) && isSaved;
         pictures.append(picture);
+        list.write(describe(name, window).toUtf8());
     });
     walk.run();
     int number = 0;
