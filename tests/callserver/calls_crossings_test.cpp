@@ -112,6 +112,7 @@ TEST_F(CallsCrossingsTest, TheRecordOfASideThatHasMovedEndsWithIt)
     join(first.caller, second.called);
     agree(next("INVITE"), first.caller, second.called);
     EXPECT_EQ(recordTexts(), (Texts{"start", "answer", "2:start", "2:answer"}));
+    EXPECT_EQ(server().statusTable().size(), 3U); // both, and the head
     hangUp(second.caller, first.called.callId);
     expectAllOver();
 }

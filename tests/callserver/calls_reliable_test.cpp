@@ -203,7 +203,7 @@ TEST_F(CallsReliableTest, AnOfferInAPrackIsOpenUntilItsAnswer)
     PhoneDialog called = calledOf(branch, phone("2002"));
     caller.cseq = 2;
     const HeardPtr onTop = send(caller, SipMethod::Update, kOffer);
-    EXPECT_EQ(onTop->status(), 500);
+    ASSERT_EQ(onTop->status(), 500);
     EXPECT_TRUE(isIn(onTop->answers.back().headers, "Retry-After: 3"));
     EXPECT_EQ(send(called, SipMethod::Update, kOffer)->status(), 491);
     EXPECT_FALSE(hasNext("UPDATE"));
