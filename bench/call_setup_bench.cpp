@@ -73,9 +73,13 @@ private:
     // Whatever comes before it is passed over.
     static std::string next(const SipClient& client, const std::string& beginning)
     {
-        for (int i = 0; i < kMessages; ++i)
-            if (SipAnswer heard = client.receive(kPatienceMs); heard.text.starts_with(beginning))
+        for (int i = 0; i < kMessages; ++i) {
+            const SipAnswer heard = client.receive(kPatienceMs);
+            if (heard.text.starts_with(beginning))
                 return heard.text;
+            if (heard.text.empty())
+                break;
+        }
         throw std::runtime_error("a telephone does not hear \"" + beginning + "\"");
     }
     static std::string refusalOf(const SipAnswer& invite)

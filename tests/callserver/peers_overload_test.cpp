@@ -50,10 +50,12 @@ protected:
             for (int sent = 0; sent < kCrowd; ++sent)
                 crowd.send(inviteOf(crowd, "2002"));
             server->resume();
+            // With the first answer it is in the midst of them.
+            refused += hear(crowd).status == 503 ? 1 : 0;
             server->stop();
             std::this_thread::sleep_for(kStandstill);
             server->resume();
-            for (int heard = 0; heard < kCrowd; ++heard)
+            for (int heard = 1; heard < kCrowd; ++heard)
                 refused += hear(crowd).status == 503 ? 1 : 0;
         }
         EXPECT_NE(refused, 0);
