@@ -13,6 +13,7 @@
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QInputDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -182,6 +183,11 @@ TEST_F(Looks, BoxesHaveTheButtonsOfEditors)
     };
     boxes.expect("Title", "Text", [&](QMessageBox& box) {
         expectDressed(box);
+        const QImage warning = QIcon(":/images/warning.png").pixmap(48).toImage();
+        bool isOurs = false;
+        for (const QLabel* const label : box.findChildren<QLabel*>())
+            isOurs = isOurs || label->pixmap(Qt::ReturnByValue).toImage() == warning;
+        EXPECT_TRUE(isOurs);
         box.accept();
     });
     PlxWarningBox("Title", "Text");

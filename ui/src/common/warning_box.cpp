@@ -4,12 +4,29 @@
 #include "common/lang_res.h"
 
 #include <QDialogButtonBox>
+#include <QIcon>
+#include <QLabel>
 #include <QMessageBox>
+
+namespace {
+
+constexpr int kIconSize = 48; // pixels, as the image is drawn
+
+// The toolkit's own is of another hand and has one size only. The box stays one that warns.
+void dressIcon(const QMessageBox& box)
+{
+    auto* const picture = box.findChild<QLabel*>(QStringLiteral("qt_msgboxex_icon_label"));
+    if (picture != nullptr)
+        picture->setPixmap(QIcon(QStringLiteral(":/images/warning.png")).pixmap(kIconSize));
+}
+
+} // namespace
 
 void PlxWarningBox(const QString& title, const QString& text)
 {
     QMessageBox box;
     box.setIcon(QMessageBox::Warning);
+    dressIcon(box);
     box.setWindowTitle(title);
     box.setText(text);
     box.setStandardButtons(QMessageBox::Ok); // it would come with the show, too late to be dressed
