@@ -10,7 +10,21 @@
 
 namespace {
 
-class CallsTest : public TwoTelephones {};
+class CallsTest : public TwoTelephones {
+protected:
+    // The call that goes on ends; gives the port that is served now.
+    uint16_t releaseByMoving()
+    {
+        Cdb_sys_tbl* settings = store().DbGetSysTbl();
+        settings->udpPort = freeUdpPort();
+        settings->SetModified();
+        EXPECT_EQ(settings->SaveDB(), kDbOk);
+        EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
+        called->expect("BYE");
+        caller->expect("BYE");
+        return settings->udpPort;
+    }
+};
 
 TEST_F(CallsTest, AUserCallsAnother)
 {
@@ -278,13 +292,7 @@ TEST_F(CallsTest, CallsEndWhenTheirSocketsMove)
 {
     startTelephones();
     talk();
-    Cdb_sys_tbl* settings = store().DbGetSysTbl();
-    settings->udpPort = freeUdpPort();
-    settings->SetModified();
-    ASSERT_EQ(settings->SaveDB(), kDbOk);
-    EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
-    called->expect("BYE");
-    caller->expect("BYE");
+    (void)releaseByMoving();
     EXPECT_TRUE(events.waitForPart("call 1 end"));
     EXPECT_TRUE(events.waitForCount("state 2002 1", 2));
 }
@@ -302,14 +310,8 @@ TEST_F(CallsTest, ACallThatWasNotSentOnEndsWhenItsSocketsMove)
     third.answer(third.expect("INVITE"), 486);
     third.expect("ACK");
     called->answer(called->expect("NOTIFY"), 200);
-    Cdb_sys_tbl* settings = store().DbGetSysTbl();
-    settings->udpPort = freeUdpPort();
-    settings->SetModified();
-    ASSERT_EQ(settings->SaveDB(), kDbOk);
-    EXPECT_TRUE(events.waitFor("log SIP over UDP moves: 1 call over it is released."));
-    called->expect("BYE");
-    caller->expect("BYE");
-    SipClient client("127.0.0.1", settings->udpPort);
+    const uint16_t moved = releaseByMoving();
+    SipClient client("127.0.0.1", moved);
     EXPECT_EQ(client.request("OPTIONS", "2001").status, 200);
 }
 
