@@ -68,6 +68,21 @@ std::string tagOf(const std::string& party)
     return begin == std::string::npos ? std::string() : party.substr(begin + 5);
 }
 
+// The telephone's address names its registration.
+Cdb_sip_contact registrationOf(const FakePhone& phone, int64_t now)
+{
+    Cdb_sip_contact contact;
+    BclCopyStr(contact.userName, phone.user.c_str());
+    BclCopyStr(contact.contact, phone.contact().c_str());
+    BclCopyStr(contact.callId, phone.source.address.c_str());
+    BclCopyStr(contact.srcAddr, phone.source.address.c_str());
+    contact.srcPort = phone.source.port;
+    contact.transport = phone.source.transport;
+    contact.registeredAt = now;
+    contact.expiresAt = now + Registrar::kMaxExpires;
+    return contact;
+}
+
 // Lives as long as the process, as it does in the server.
 CdrStore& keptStore(const std::string& folder)
 {
@@ -147,17 +162,8 @@ Calls& CallsFixture::server()
         bindings.hasRow = true;
         BclCopyStr(bindings.row.userName, user.c_str());
         bindings.row.usrStage = kUsrIdle;
-        for (const FakePhone& one : phones) {
-            Cdb_sip_contact& contact = bindings.contacts.emplace_back();
-            BclCopyStr(contact.userName, user.c_str());
-            BclCopyStr(contact.contact, one.contact().c_str());
-            BclCopyStr(contact.callId, one.source.address.c_str());
-            BclCopyStr(contact.srcAddr, one.source.address.c_str());
-            contact.srcPort = one.source.port;
-            contact.transport = one.source.transport;
-            contact.registeredAt = clock.wallSeconds();
-            contact.expiresAt = clock.wallSeconds() + Registrar::kMaxExpires;
-        }
+        for (const FakePhone& one : phones)
+            bindings.contacts.push_back(registrationOf(one, clock.wallSeconds()));
         BclCopyStr(bindings.row.preAddr, phones.back().source.address.c_str());
         bindings.row.prePort = phones.back().source.port;
     }
@@ -166,6 +172,15 @@ Calls& CallsFixture::server()
                                       [](const SipSource&, Credentials) { return true; });
     states.clear();
     return *_server;
+}
+
+void CallsFixture::registerAnew(const FakePhone& phone)
+{
+    Cdb_user_bindings bindings;
+    bindings.userName = phone.user;
+    bindings.contacts.push_back(registrationOf(phone, clock.wallSeconds()));
+    _registrar->userChanged(phone.user, true);
+    _registrar->load({bindings});
 }
 
 SipBody CallsFixture::sdp(const std::string& text)

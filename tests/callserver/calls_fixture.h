@@ -63,6 +63,8 @@ protected:
     // The first telephone of a user.
     [[nodiscard]] FakePhone phone(const std::string& user) const;
     Calls& server();
+    // The user's only telephone is there from now on; after the first request.
+    void registerAnew(const FakePhone& phone);
 
     static SipBody sdp(const std::string& text);
     [[nodiscard]] CallMessage initial(const FakePhone& from, const std::string& dialed, SipMethod method);

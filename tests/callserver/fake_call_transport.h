@@ -3,7 +3,9 @@
 
 #include "sip/transactions.h"
 
+#include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -44,7 +46,10 @@ public:
                                                           ResponseHandler onResponse) override;
     void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
     void sendAck(const CallRequestOut& ack) override { strayAcks.push_back(ack); }
-    [[nodiscard]] std::string localHost(const SipSource& /*peer*/) override { return kHost; }
+    [[nodiscard]] std::string localHost(const SipSource& peer) override
+    {
+        return peer.transport != kTransportUdp && brokenPorts.count(peer.port) != 0 ? std::string() : kHost;
+    }
 
     // A request that comes in. The transaction is for the server.
     [[nodiscard]] static HeardPtr hear(const CallMessage& request, std::unique_ptr<ServerTransaction>& transaction);
@@ -58,6 +63,7 @@ public:
     // The time for the ACK or PRACK is over.
     static void leaveUnconfirmed(const HeardPtr& invite);
 
+    std::set<uint16_t> brokenPorts; // of the other ends of connections that are gone
     std::vector<SentPtr> sent;
     std::vector<CallRequestOut> strayAcks; // of what belongs to no transaction
 };

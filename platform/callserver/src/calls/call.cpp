@@ -11,11 +11,6 @@
 
 namespace {
 
-bool isSameEnd(const SipSource& a, const SipSource& b)
-{
-    return a.address == b.address && a.port == b.port && a.transport == b.transport;
-}
-
 bool isOverUdp(const CallLeg& leg)
 {
     return leg.dialog.peer.transport == kTransportUdp;
@@ -39,6 +34,7 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
     _caller.allow = _invite.allow;
     _caller.isTimerSupported = _invite.isTimerSupported;
     _caller.heardAtMs = _host.clock().steadyMs();
+    findBinding(_caller, _invite.contact);
     if (_invite.body.isSdp())
         _initialOffer = kCaller;
 }
@@ -264,6 +260,7 @@ void Call::addBranch(const Telephone& contact, const DialTarget& target)
     dialog.remoteTarget = contact.uri;
     dialog.peer = contact.destination;
     dialog.contactUser = _isAnonymous ? "anonymous" : target.caller;
+    findBinding(leg, contact.uri);
     _branches.push_back(std::move(branch));
     _host.addLeg(dialog, *this, static_cast<int>(_branches.size()) - 1);
 }
@@ -292,7 +289,7 @@ std::string Call::passedHeaders() const
 void Call::invite(size_t index)
 {
     Branch& branch = *_branches[index];
-    CallRequestOut request = branch.leg.dialog.request("INVITE");
+    CallRequestOut request = requestTo(branch.leg, "INVITE");
     branch.leg.inviteCseq = request.cseq;
     request.hasContact = true;
     request.maxForwards = _invite.maxForwards > 0 ? _invite.maxForwards - 1 : 0;
@@ -350,7 +347,7 @@ void Call::fail(const CallAnswer& answer)
 
 void Call::sendBye(CallLeg& leg, std::string_view headers)
 {
-    CallRequestOut bye = leg.dialog.request("BYE");
+    CallRequestOut bye = requestTo(leg, "BYE");
     bye.headers = headers;
     // The stack repeats it until it is answered, whoever still listens.
     (void)_host.transport().send(bye, [](const CallMessage&) {});

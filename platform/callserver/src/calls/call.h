@@ -35,8 +35,9 @@ struct CallLeg {
     std::string user;   // local user at that end; empty: none
     std::string number; // as others are shown who is there
     std::string display;
-    std::string allow; // as the other side said
-    SipBody sent;      // the session description that it got last
+    std::string allow;    // as the other side said
+    KnownBinding binding; // of its telephone
+    SipBody sent;         // the session description that it got last
     // Origin of those that it gets, once they come from somebody else than at first; empty: theirs.
     std::string origin;
     int64_t heardAtMs = 0;
@@ -227,6 +228,12 @@ private:
     void giveUpArrivals(bool isUdpOnly);
     void cancelBranches(size_t except, const std::string& headers);
     [[nodiscard]] bool followRedirection();
+    // A request with the next CSeq, to where the side is now.
+    [[nodiscard]] CallRequestOut requestTo(CallLeg& side, std::string_view method);
+    [[nodiscard]] bool hasWayTo(const SipSource& peer);
+    void findBinding(CallLeg& side, const std::string& contact);
+    void followBinding(CallLeg& side);
+    void noteSource(CallLeg& side, const SipSource& source);
     void dismissBranches();
     void onDismissedAnswer(Branch& branch, const CallMessage& response);
     static void showAs(DialAnswer& answer, const CallLeg& shown);

@@ -16,8 +16,7 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
     side.heardAtMs = _host.clock().steadyMs();
     side.isLost = false;
     side.dialog.remoteCseq = request.cseq;
-    // A router may have given it another port meanwhile.
-    side.dialog.peer = request.source;
+    noteSource(side, request.source);
     switch (request.method) {
     case SipMethod::Bye:
         onBye(from, request, *transaction);
@@ -162,7 +161,7 @@ void Call::passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> tra
 {
     const CallMessage& request = exchange.request;
     CallLeg& other = leg(exchange.to);
-    CallRequestOut passed = other.dialog.request(request.methodName);
+    CallRequestOut passed = requestTo(other, request.methodName);
     passed.hasContact = true;
     passed.headers = request.passed + featuresFor(other, leg(exchange.from)) + headerLine("User-Agent", kProduct);
     if (hasTimers() && other.isTimerSupported && other.timer.isOn())
@@ -333,7 +332,7 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
         return;
     }
     CallLeg& other = leg(*to);
-    CallRequestOut passed = other.dialog.request(request.methodName);
+    CallRequestOut passed = requestTo(other, request.methodName);
     passed.headers = request.passed;
     auto relay = std::make_unique<Relay>();
     if (isOffer)

@@ -9,7 +9,7 @@
 
 CallRequestOut Call::ownInvite(CallLeg& side, const CallLeg& shown, const SipBody& body)
 {
-    CallRequestOut request = side.dialog.request("INVITE");
+    CallRequestOut request = requestTo(side, "INVITE");
     request.hasContact = true;
     request.headers =
         featuresFor(side, shown) + headerLine("User-Agent", kProduct) + identityLine(shown, side.dialog.peer);

@@ -80,6 +80,7 @@ Call::Branch& Call::addArrival(int place, const CallMessage& invite, ServerTrans
     late.number = there.number;
     late.display = there.display;
     late.isAnonymous = there.isAnonymous;
+    findBinding(late, invite.contact);
     late.allow = invite.allow;
     late.isTimerSupported = invite.isTimerSupported;
     late.heardAtMs = _host.clock().steadyMs();

@@ -80,7 +80,7 @@ void Call::supervise(int number, int64_t now)
 void Call::probe(int number)
 {
     CallLeg& side = leg(number);
-    side.probe = _host.transport().send(side.dialog.request("OPTIONS"), [this, number](const CallMessage& response) {
+    side.probe = _host.transport().send(requestTo(side, "OPTIONS"), [this, number](const CallMessage& response) {
         if (!response.isFinal())
             return;
         CallLeg& asked = leg(number);
@@ -115,7 +115,7 @@ void Call::refresh(int number)
 void Call::sendRefresh(int number, bool isInvite)
 {
     CallLeg& side = leg(number);
-    CallRequestOut request = side.dialog.request(isInvite ? "INVITE" : "UPDATE");
+    CallRequestOut request = requestTo(side, isInvite ? "INVITE" : "UPDATE");
     request.hasContact = true;
     request.headers = featuresFor(side, partnerOf(number)) + headerLine("User-Agent", kProduct);
     if (side.timer.isOn())

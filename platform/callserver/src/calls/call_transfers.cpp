@@ -89,7 +89,7 @@ void Call::notify(const CallAnswer& state)
     if (_referral->isSilent)
         return;
     const uint32_t left = _referral->secondsLeft(_host.clock().steadyMs());
-    CallRequestOut request = leg(_referral->by).dialog.request("NOTIFY");
+    CallRequestOut request = requestTo(leg(_referral->by), "NOTIFY");
     request.hasContact = true;
     request.headers = notifyHeaders(_referral->event, state.status >= 200, left) + headerLine("User-Agent", kProduct);
     _referral->isSilent = left == 0;
@@ -168,7 +168,7 @@ void Call::leaveToJoiner()
 void Call::confirmProgress(size_t index, uint32_t rseq)
 {
     CallLeg& side = _branches[index]->leg;
-    CallRequestOut prack = side.dialog.request("PRACK");
+    CallRequestOut prack = requestTo(side, "PRACK");
     prack.headers = headerLine("RAck", std::to_string(rseq) + " " + std::to_string(side.inviteCseq) + " INVITE");
     // The stack repeats it until it is answered.
     (void)_host.transport().send(prack, [](const CallMessage&) {});
