@@ -52,7 +52,7 @@ Call::Call(CallHost& host, int number, Call& origin, const CallMessage& invite, 
     _caller.dialog.callId = awaited.dialog.callId;
     _caller.dialog.peer = awaited.dialog.peer;
     _caller.user = awaited.user;
-    _payers.emplace_back(UserPart::Paying).begin(_host.users(), source.name, true);
+    countPayers();
 }
 
 Call::~Call() = default;

@@ -43,8 +43,12 @@ struct CallLeg {
     int64_t heardAtMs = 0;
     uint32_t inviteCseq = 0;                  // of our last INVITE
     std::unique_ptr<ClientTransaction> probe; // of the supervision, or a refresh of the session
-    std::vector<CallRecord> records;          // of the calls that have called it, where those were others
-    unsigned referrals = 0;                   // REFERs that it sent
+    // Of the calls that have called it, where those were others: their records, who pays for them, and how long they
+    // may last. They stay with it.
+    std::vector<CallRecord> records;
+    std::vector<std::string> payers;
+    int64_t untilMs = 0;    // 0: as long as they like; also of the call that it made itself
+    unsigned referrals = 0; // REFERs that it sent
     bool isTimerSupported = false;
     bool isAnonymous = false; // others are not shown who is there
     bool isLost = false;      // the last probe could not even be sent
@@ -281,6 +285,14 @@ private:
     [[nodiscard]] std::optional<int> openOffer() const;
     void noteEarlyOffer(const CallMessage& response);
 
+    // Whose calls have called the called side, and who pays for all of it. A user counts once.
+    [[nodiscard]] std::vector<std::string> callersOfWinner() const;
+    void countPayers();
+    [[nodiscard]] uint32_t longest() const;
+    // When those whose rights it uses have it end; 0: never.
+    [[nodiscard]] int64_t talkUntilMs() const;
+    void startDuration(int64_t now);
+    void takeCallAlong(CallLeg& side);
     // Transfers: of a side that asks for one, and what becomes of it.
     void onRefer(int leg, const CallMessage& request, ServerTransaction& transaction);
     void onSubscribe(int leg, const CallMessage& request, ServerTransaction& transaction);
@@ -374,7 +386,8 @@ private:
     CallRecord _record;
     UserShare _callerShare{UserPart::Calling};
     UserShare _calledShare{UserPart::Pending};
-    std::vector<UserShare> _payers; // whose rights the call uses, beside those of the caller
+    std::vector<std::string> _forwarders; // users whose telephones have sent it on
+    std::vector<UserShare> _payers;       // whose rights the call uses, beside those of the caller while he is in it
     bool _isVideoAllowed = true;
     bool _isEnded = false;
     bool _isAcked = false; // the caller has confirmed the success
@@ -390,6 +403,8 @@ private:
     std::optional<int> _refreshed; // the side to which a re-INVITE of our own is under way
     int64_t _refreshUntilMs = 0;
     int64_t _ringUntilMs = 0;
-    int64_t _talkUntilMs = 0;
+    uint32_t _longest = 0;        // s, by the rights of those who have had it sent on; 0: none
+    uint32_t _callersLongest = 0; // s, by those of the caller, once it was sent on
+    int64_t _talkUntilMs = 0;     // as far as its called side goes
     int64_t _goodbyeAtMs = 0;
 };

@@ -184,10 +184,7 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     _calledShare.setPart(UserPart::Talking);
     _host.log().answer(_record);
     _ringUntilMs = 0;
-    const uint32_t limit =
-        _answer.targets[_target].maxDuration != 0 ? _answer.targets[_target].maxDuration : _answer.maxDuration;
-    if (limit != 0)
-        _talkUntilMs = now + limit * kMsPerSecond;
+    startDuration(now);
     reschedule();
     if (_origin != nullptr) {
         _origin->attemptAnswered(response.body);

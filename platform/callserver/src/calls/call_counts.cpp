@@ -62,10 +62,11 @@ const UserCalls::Counts* UserCalls::find(const std::string& user) const
 bool UserCalls::mayRing(const Cdb_usr_info& user) const
 {
     const Counts* counts = find(std::string(BclFieldText(user.usrName)));
-    if (counts == nullptr)
+    const unsigned incoming = counts == nullptr ? 0 : counts->of(UserPart::Pending) + counts->of(UserPart::Ringing);
+    const unsigned busy = counts == nullptr ? 0 : counts->of(UserPart::Talking) + counts->of(UserPart::Calling);
+    // He is free: what others talk about at his expense keeps no telephone busy.
+    if (incoming == 0 && busy == 0)
         return true;
-    const unsigned incoming = counts->of(UserPart::Pending) + counts->of(UserPart::Ringing);
-    const unsigned busy = counts->of(UserPart::Talking) + counts->of(UserPart::Calling);
     // Nobody waits while the user is free: the first call just rings.
     const unsigned waiting = busy != 0 || incoming == 0 ? incoming : incoming - 1;
     return user.hasFlag(kUsrCallWaiting) && waiting < user.callWaitingLimit;

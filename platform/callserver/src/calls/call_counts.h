@@ -74,6 +74,7 @@ public:
     // Also while it is not counted.
     void setPart(UserPart part);
 
+    [[nodiscard]] bool isCounted() const { return _calls != nullptr; }
     [[nodiscard]] UserPart part() const { return _part; }
     [[nodiscard]] bool isMade() const { return _isMade; }
     [[nodiscard]] const std::string& user() const { return _user; }

@@ -60,8 +60,12 @@ bool Call::followRedirection()
     _calledShare = UserShare(UserPart::Pending);
     dismissBranches();
     _host.log().end(_record, 302);
+    _longest = longest();
+    if (_forwarders.empty())
+        _callersLongest = _longest;
     _answer = _host.analyzeFor(by, number, *this, _host.users());
-    _payers.emplace_back(UserPart::Paying).begin(_host.users(), by, true);
+    _forwarders.push_back(by);
+    countPayers();
     showAs(_answer, _caller);
     _target = 0;
     _failures = {};

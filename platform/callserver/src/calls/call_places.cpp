@@ -10,12 +10,8 @@
 void Call::handOver(int number, Call& to, int place)
 {
     CallLeg& side = leg(number);
-    // What it was called by goes on as long as it does.
-    if (number == _winner) {
-        side.records.push_back(std::exchange(_record, {}));
-        if (_talkUntilMs != 0)
-            to._talkUntilMs = to._talkUntilMs == 0 ? _talkUntilMs : std::min(_talkUntilMs, to._talkUntilMs);
-    }
+    if (number == _winner)
+        takeCallAlong(side);
     to._isVideoAllowed = to._isVideoAllowed && _isVideoAllowed;
     forget(number);
     CallLeg& taken = to.leg(place);
@@ -24,6 +20,7 @@ void Call::handOver(int number, Call& to, int place)
     _host.moveLeg(taken.dialog, to, place);
     side = {};
     side.isGone = true;
+    to.countPayers();
 }
 
 void Call::vacate(int place, std::string_view headers)
@@ -80,10 +77,10 @@ Call::Branch& Call::addArrival(int place, const CallMessage& invite, ServerTrans
     late.number = there.number;
     late.display = there.display;
     late.isAnonymous = there.isAnonymous;
-    findBinding(late, invite.contact);
     late.allow = invite.allow;
     late.isTimerSupported = invite.isTimerSupported;
     late.heardAtMs = _host.clock().steadyMs();
+    findBinding(late, invite.contact);
     transaction.setTag(late.dialog.localTag);
     _host.addLeg(late.dialog, *this, static_cast<int>(_branches.size()) - 1);
     return branch;
@@ -93,8 +90,11 @@ Call::Branch& Call::addArrival(int place, const CallMessage& invite, ServerTrans
 void Call::movePlace(int from, int place)
 {
     CallLeg& late = leg(from);
-    late.records = std::exchange(leg(place).records, {}); // it is still the same user's call
     CallLeg& side = leg(place);
+    // It is still the same user's call.
+    late.records = std::exchange(side.records, {});
+    late.payers = std::exchange(side.payers, {});
+    late.untilMs = side.untilMs;
     if (!side.isGone)
         sendBye(side, reasonLine(200, "Call completed elsewhere"));
     _host.removeLeg(side.dialog);

@@ -45,7 +45,7 @@ void Call::step()
             fail({480});
         return;
     }
-    if (_talkUntilMs != 0 && now >= _talkUntilMs) {
+    if (const int64_t until = talkUntilMs(); until != 0 && now >= until) {
         end(200, reasonLine(200, "The longest time of a call is over"));
         return;
     }
@@ -174,7 +174,7 @@ void Call::reschedule()
     at(_goodbyeAtMs);
     if (!_isEnded) {
         at(_ringUntilMs);
-        at(_talkUntilMs);
+        at(talkUntilMs());
         if (_exchange)
             at(_exchange->untilMs);
         if (_refreshed)

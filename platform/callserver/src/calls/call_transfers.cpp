@@ -332,6 +332,7 @@ void Call::finishReferral()
 {
     _isHandedOver = true;
     shareOf(_referral->by).end();
+    _payers.clear();
     const bool isHeard = !_referral->isSilent && !leg(_referral->by).isGone;
     notify({200});
     _referral.reset();
@@ -389,7 +390,11 @@ void Call::leaveReferring(int number)
     side.isGone = true;
     _host.removeLeg(side.dialog);
     // Who takes the call from it is the same user.
-    if (!_exchange || _exchange->place != number)
+    if (!_exchange || _exchange->place != number) {
         shareOf(number).end();
+        // For the call to a new side he pays already.
+        if (!_referral || _referral->attempt == nullptr)
+            countPayers();
+    }
     forget(number);
 }
