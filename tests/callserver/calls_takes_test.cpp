@@ -186,4 +186,37 @@ TEST_F(CallsTakesTest, TelephonesThatTryInVainToTakeACallLeaveNothingInIt)
     expectAllOver();
 }
 
+TEST_F(CallsTakesTest, AUserWhoHasExpiredTakesNoCall)
+{
+    Talk made = talk("2001", "2003");
+    changeUser("2003", [](Cdb_usr_info& user) { user.expiryDate = 20200101; });
+    EXPECT_EQ(take(phone("2003"), made.called)->status(), 403);
+    EXPECT_FALSE(hasNext("INVITE"));
+}
+
+// RFC 3891 section 3
+TEST_F(CallsTakesTest, ACallThatHasJustEndedIsDeclined)
+{
+    Talk made = talk("2001", "2003");
+    hangUp(made);
+    EXPECT_EQ(take(phone("2003"), made.called)->status(), 603);
+    pass(60);
+    EXPECT_EQ(take(phone("2003"), made.called)->status(), 481);
+}
+
+// The one who would be told of it is about to leave.
+TEST_F(CallsTakesTest, ATelephoneThatIsBeingReplacedTransfersNothing)
+{
+    allowTransfers("2001");
+    allowTransfers("2003");
+    Talk made = talk("2001", "2003");
+    const HeardPtr taking = take(phone("2003"), made.called);
+    const SentPtr passed = next("INVITE");
+    EXPECT_EQ(refer(made.called, "2004")->status(), 491);
+    EXPECT_EQ(refer(made.caller, "2004")->status(), 491);
+    answer(passed, 200, kFourth);
+    EXPECT_EQ(taking->status(), 200);
+    EXPECT_FALSE(hasNext("NOTIFY"));
+}
+
 } // namespace

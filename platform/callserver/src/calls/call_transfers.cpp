@@ -9,11 +9,11 @@
 #include <strings.h>
 #include <utility>
 
-// Both sides talk, and nobody is about to leave.
+// Both sides talk, and nobody is about to leave or to be replaced.
 bool Call::isSettled() const
 {
-    return !_isEnded && _winner >= 0 && _isAcked && _origin == nullptr && !_isHandedOver && !_referral &&
-           _joiner == nullptr;
+    return !(_exchange && _exchange->place) && !_isEnded && _winner >= 0 && _isAcked && _origin == nullptr &&
+           !_isHandedOver && !_referral && _joiner == nullptr;
 }
 
 CallAnswer Call::referRefusal(int from, const CallMessage& request) const

@@ -4,6 +4,7 @@
 #include "server_log.h"
 #include "sip/uri_text.h"
 #include "trace/message_trace.h"
+#include "user_expiry.h"
 
 #include <algorithm>
 
@@ -145,9 +146,11 @@ void Calls::replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransac
 {
     int leg = Call::kCaller;
     Call* const call = findLeg(*request.replaces, leg);
-    if (call == nullptr)
-        transaction->answer({481});
-    else if (_admitted.kind != SourceKind::User || call->legAt(leg)->user != _admitted.name)
+    const auto user = _admitted.kind == SourceKind::User ? _userRows.now().find(_admitted.name) : nullptr;
+    const bool isExpired = user != nullptr && hasExpired(*user, _clock.wallSeconds());
+    if (call == nullptr && !isExpired)
+        transaction->answer({user != nullptr && wasOurs(*request.replaces) ? 603 : 481}); // RFC 3891 section 3
+    else if (isExpired || user == nullptr || call->legAt(leg)->user != _admitted.name)
         transaction->answer({403});
     else
         call->onReplace(leg, request, std::move(transaction));
@@ -170,6 +173,14 @@ Call& Calls::add(std::unique_ptr<Call> call)
     Call& added = *call;
     _calls.emplace(added.number(), std::move(call));
     return added;
+}
+
+// A dialog that was over a moment ago. Nobody else knows our tag.
+bool Calls::wasOurs(const ReplacedDialog& dialog) const
+{
+    return std::any_of(_lingering.begin(), _lingering.end(), [&dialog](const Ended& one) {
+        return one.localTag == dialog.localTag && one.callId == dialog.callId;
+    });
 }
 
 Call* Calls::findLeg(const ReplacedDialog& dialog, int& leg)
@@ -200,7 +211,7 @@ void Calls::moveLeg(const Dialog& dialog, Call& call, int leg)
 void Calls::removeLeg(const Dialog& dialog)
 {
     if (_legs.erase(dialog.localTag) != 0)
-        _lingering.emplace_back(_clock.steadyMs() + kLingerMs, dialog.callId);
+        _lingering.push_back({_clock.steadyMs() + kLingerMs, dialog.callId, dialog.localTag});
 }
 
 void Calls::dropCallId(const std::string& callId)
@@ -242,8 +253,8 @@ void Calls::step()
 {
     _finished.clear();
     const int64_t now = _clock.steadyMs();
-    while (!_lingering.empty() && _lingering.front().first <= now) {
-        dropCallId(_lingering.front().second);
+    while (!_lingering.empty() && _lingering.front().untilMs <= now) {
+        dropCallId(_lingering.front().callId);
         _lingering.pop_front();
     }
     while (!_due.empty() && _due.begin()->first <= now) {

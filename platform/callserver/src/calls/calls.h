@@ -72,6 +72,11 @@ private:
         using is_transparent = void;
         size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
     };
+    struct Ended {
+        int64_t untilMs;
+        std::string callId;
+        std::string localTag;
+    };
     struct LegRef {
         Call* call;
         int leg;
@@ -83,6 +88,7 @@ private:
     static void traceFrom(const CallMessage& request, const std::string& caller, const std::string& called);
     static void traceSteps(const std::string& callId, int number, const DialAnswer& answer);
     void beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
+    [[nodiscard]] bool wasOurs(const ReplacedDialog& dialog) const;
     void replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     [[nodiscard]] DialAnswer analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source);
 
@@ -128,6 +134,6 @@ private:
     };
     std::unordered_map<std::string, Held, Hash, std::equal_to<>> _callIds;
     // Those of ended legs, and until when: what was answered is still repeated and confirmed.
-    std::deque<std::pair<int64_t, std::string>> _lingering;
+    std::deque<Ended> _lingering;
     std::set<std::pair<int64_t, int>> _due;
 };

@@ -1,5 +1,7 @@
 #include "dialplan/call_source.h"
 
+#include "user_expiry.h"
+
 #include "bcl2/text.h"
 
 namespace {
@@ -15,7 +17,7 @@ void checkLimits(Analysis& analysis)
 {
     const Cdb_usr_info& user = *analysis.user;
     const std::string& name = analysis.request.source.name;
-    if (user.expiryDate != 0 && BclGetDateInt(analysis.now) > user.expiryDate)
+    if (hasExpired(user, analysis.now))
         analysis.refuse(403, {"local user ", shownText(name), " has expired"}, Analysis::Heard::Yes);
     else if (isLimitReached(user.maxCalls, analysis.counts.ofUser(name)))
         analysis.refuse(486, {"local user ", shownText(name), " has reached his limit of calls"}, Analysis::Heard::Yes);

@@ -1,8 +1,8 @@
 #include "registrar/registrar.h"
 
 #include "registrar/user_agent.h"
+#include "user_expiry.h"
 
-#include "bcl2/date.h"
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
 #include "cachedb2/switch_variants.h"
@@ -159,7 +159,7 @@ RegisterReply Registrar::answerTo(const RegisterRequest& request, AuthOutcome& o
 
 RegisterReply Registrar::handleAuthenticated(const RegisterRequest& request, const Cdb_usr_info& user)
 {
-    if (user.expiryDate != 0 && BclGetDateInt(_clock.wallSeconds()) > user.expiryDate)
+    if (hasExpired(user, _clock.wallSeconds()))
         return reply(403, "Account Expired", "the account has expired");
     if (const char* error = formError(request); error != nullptr)
         return reply(400, error, std::string("bad request (") + error + ")");
