@@ -445,4 +445,20 @@ TEST_F(CallsCrossingsTest, AnAnonymousCallerStaysSoWhenHeIsJoined)
     expectAllOver();
 }
 
+TEST_F(CallsCrossingsTest, AnUpdateOfASideThatLeavesIsNeitherCancelledNorConfirmed)
+{
+    Talk made = talk();
+    EXPECT_EQ(refer(made.called, "2003")->status(), 202);
+    notified();
+    const HeardPtr update = send(made.called, SipMethod::Update, kHold);
+    const SentPtr passed = next("UPDATE");
+    EXPECT_EQ(send(made.called, SipMethod::Bye)->status(), 200);
+    EXPECT_EQ(update->status(), 487);
+    answer(passed, 200, kAnswer);
+    EXPECT_TRUE(passed->acks.empty());
+    const SentPtr back = next("INVITE"); // to the new side
+    EXPECT_EQ(back->request.destination.address, phone("2003").source.address);
+    EXPECT_EQ(next("INVITE")->request.callId, made.invite->request.callId); // what held before the UPDATE
+}
+
 } // namespace

@@ -226,4 +226,16 @@ TEST_F(CallsForwardsTest, AnUnknownNumberIsToldTheCaller)
     expectNothingLeft();
 }
 
+// RFC 3261 section 13.2.1: the caller would not hear of the session with the next telephone.
+TEST_F(CallsForwardsTest, ACallWhoseSessionHasBegunIsNotSentOn)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 183, kAnswer);
+    sendOn(branch, "2003");
+    EXPECT_FALSE(hasNext("INVITE"));
+    EXPECT_EQ(invite->status(), 480);
+    expectNothingLeft();
+}
+
 } // namespace

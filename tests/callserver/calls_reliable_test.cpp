@@ -268,4 +268,18 @@ TEST_F(CallsReliableTest, AnUpdateBeforeTheAnswerIsPassed)
     EXPECT_EQ(update->status(), 200);
 }
 
+TEST_F(CallsReliableTest, AnswersThatTheCallerDoesNotConfirmAreNotTakenWithoutEnd)
+{
+    begin(true);
+    for (uint32_t i = 1; i <= 50; ++i)
+        progress(183, i, kAnswer);
+    EXPECT_EQ(invite->reliable.size(), 8U);
+    prack();
+    answer(next("PRACK"), 200);
+    progress(183, 50, kAnswer);
+    EXPECT_EQ(invite->reliable.size(), 8U);
+    progress(183, 9, kAnswer);
+    EXPECT_EQ(invite->reliable.size(), 9U);
+}
+
 } // namespace

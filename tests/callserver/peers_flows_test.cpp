@@ -474,4 +474,25 @@ TEST_F(FlowsTest, WhatAnswersTwiceIsHungUpWhereItIsNotWhereItSays)
     hangUp();
 }
 
+// RFC 5407 section 3.2.3: an offer that a BYE has met gets its answer all the same, and that is repeated until it is
+// confirmed.
+TEST_F(FlowsTest, AnOfferThatAByeHasMetIsConfirmed)
+{
+    startTelephones();
+    for (const int status : {487, 200}) {
+        caller->invite("2002");
+        called->answer(called->expect("INVITE"), 200, CallPhone::kAnswer);
+        called->expect("ACK");
+        caller->ack(caller->expect("200"));
+        caller->send("INVITE", CallPhone::kOffer);
+        const PhoneMessage offer = called->expect("INVITE");
+        called->send("BYE");
+        called->expect("200");
+        caller->expect("487");
+        called->answer(offer, status, status == 200 ? CallPhone::kAnswer : "");
+        called->expect("ACK");
+        caller->answer(caller->expect("BYE"), 200);
+    }
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "calls/call_words.h"
 #include "calls/sdp.h"
+#include "calls/sdp_part.h"
 #include "sip/uri_text.h"
 
 #include "bcl2/text.h"
@@ -35,7 +36,7 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
     _caller.isTimerSupported = _invite.isTimerSupported;
     _caller.heardAtMs = _host.clock().steadyMs();
     findBinding(_caller, _invite.contact);
-    if (_invite.body.isSdp())
+    if (hasSdp(_invite.body))
         _initialOffer = kCaller;
 }
 
@@ -272,10 +273,19 @@ std::string Call::allowFor(const CallLeg& side, const CallLeg& other) const
         allow += ", REFER, SUBSCRIBE";
     CallMessage peer;
     peer.allow = other.allow;
-    for (const char* method : {"UPDATE", "INFO", "MESSAGE"})
+    for (const char* method : {"UPDATE", "INFO"})
         if (peer.allows(method))
             allow.append(", ").append(method);
+    if (peer.allows("MESSAGE") && mayWrite(side) && mayWrite(other))
+        allow += ", MESSAGE";
     return allow;
+}
+
+// Whether texts may come from the user there, and go to him.
+bool Call::mayWrite(const CallLeg& side) const
+{
+    const auto user = _host.findUser(side.user);
+    return user == nullptr || user->hasFlag(kUsrMessages);
 }
 
 // Strangers might have telephones pick up by themselves.
@@ -321,17 +331,20 @@ ResponseHandler Call::answersOf(size_t index)
 
 SipBody Call::bodyFor(CallLeg& leg, const SipBody& body)
 {
-    if (!body.isSdp())
+    const std::string_view sdp = sdpOf(body);
+    if (sdp.empty())
         return body;
-    SipBody passed = body;
-    if (!_isVideoAllowed)
-        passed.data = withoutVideo(body.data);
+    if (_isVideoAllowed && leg.origin.empty()) {
+        leg.sent = body;
+        return body;
+    }
+    std::string changed = _isVideoAllowed ? std::string(sdp) : withoutVideo(sdp);
     if (!leg.origin.empty()) {
         leg.origin = nextOrigin(leg.origin);
-        passed.data = withOrigin(passed.data, leg.origin);
+        changed = withOrigin(changed, leg.origin);
     }
-    leg.sent = passed;
-    return passed;
+    leg.sent = withSdp(body, changed);
+    return leg.sent;
 }
 
 void Call::fail(const CallAnswer& answer)
@@ -371,6 +384,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
         } else if (_exchange->isGiven()) {
             confirmLateOffer(_exchange->before);
         }
+        partFromExchange();
         _exchange.reset();
     }
     for (const auto& relay : _relays)
@@ -379,7 +393,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     if (_joiner != nullptr)
         std::exchange(_joiner, nullptr)->placeEnded(wasAnswered ? 481 : status);
     abandonReferral();
-    _caller.probe.reset();
+    dropProbe(kCaller);
     if (wasAnswered && exceptLeg != kCaller && unconfirmed != kCaller && !_caller.isGone && _origin == nullptr) {
         if (_isAcked)
             sendBye(_caller, headers);
@@ -388,7 +402,7 @@ void Call::end(int status, std::string_view headers, std::optional<int> exceptLe
     }
     if (wasAnswered) {
         Branch& branch = *_branches[static_cast<size_t>(_winner)];
-        branch.leg.probe.reset();
+        dropProbe(_winner);
         if (branch.isConfirmable)
             confirm(branch, {});
         if (exceptLeg != _winner && unconfirmed != _winner && !branch.leg.isGone)
@@ -428,10 +442,10 @@ void Call::finishIfDone()
 {
     if (!_isEnded || _isFinished)
         return;
-    const bool isWaiting =
-        _owedBye || !_dismissed.empty() || std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
-            return (!branch->isFinal && branch->invite != nullptr) || branch->arrival != nullptr;
-        });
+    const bool isWaiting = _owedBye || !_dismissed.empty() || !_partings.empty() ||
+                           std::any_of(_branches.begin(), _branches.end(), [](const auto& branch) {
+                               return (!branch->isFinal && branch->invite != nullptr) || branch->arrival != nullptr;
+                           });
     if (isWaiting) {
         reschedule();
         return;
@@ -459,6 +473,7 @@ void Call::drop()
         _owedBye.reset();
     giveUpArrivals(true);
     giveUpBranches();
+    _partings.clear();
     finishIfDone();
 }
 
@@ -555,8 +570,8 @@ void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::uni
     branch.rseqs.pop_front();
     (void)listenTo(0, confirmed.tag);
     // It answers the telephone's offer; once that is done it may make another one (RFC 3262 section 5).
-    const bool isOffer = prack.body.isSdp() && _initialOffer != std::optional(0);
-    if (prack.body.isSdp() && !isOffer)
+    const bool isOffer = hasSdp(prack.body) && _initialOffer != std::optional(0);
+    if (hasSdp(prack.body) && !isOffer)
         _initialOffer.reset();
     CallMessage passed = prack;
     passed.passed +=

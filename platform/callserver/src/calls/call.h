@@ -28,6 +28,12 @@
 
 class Call;
 
+// A description that a side is to have again.
+struct PendingPut {
+    unsigned left = 0; // so often it is tried
+    int64_t atMs = 0;  // 0: it is under way, or there is none
+};
+
 // One dialog of a call.
 struct CallLeg {
     Dialog dialog;
@@ -40,6 +46,7 @@ struct CallLeg {
     SipBody sent;         // the session description that it got last
     // Origin of those that it gets, once they come from somebody else than at first; empty: theirs.
     std::string origin;
+    PendingPut puts;
     int64_t heardAtMs = 0;
     uint32_t inviteCseq = 0;                  // of our last INVITE
     std::unique_ptr<ClientTransaction> probe; // of the supervision, or a refresh of the session
@@ -100,6 +107,9 @@ public:
     static constexpr int64_t kGoodbyeMs = 40'000;     // for the answers to what was sent at the end
     static constexpr int64_t kOfferMs = 60'000;       // for the answer to an offer within the call
     static constexpr int64_t kRefreshPauseMs = 5'000; // before a refresh that collided is tried again
+    static constexpr int64_t kPutPauseMs = 2'000;     // before a description that collided is put back again
+    static constexpr unsigned kMaxPuts = 10;          // so often
+    static constexpr unsigned kMaxEchoes = 2;         // answers that change both sides' sessions in turn
     static constexpr unsigned kMaxForwards = 5;       // telephones that send a call on, one after another
     static constexpr size_t kMaxRelays = 16;          // texts that wait for their answers
 
@@ -152,6 +162,8 @@ private:
         uint32_t rseq = 0;
         std::string tag; // of the dialog
     };
+    // More reliable answers are not taken while the caller confirms none; they come again.
+    static constexpr size_t kMaxUnconfirmed = 8;
     // More telephones behind one contact are not heard.
     static constexpr size_t kMaxEarly = 8;
     // A telephone that was invited.
@@ -177,7 +189,10 @@ private:
         CallMessage request;
         std::unique_ptr<ServerTransaction> server;
         std::unique_ptr<ClientTransaction> client;
-        int64_t untilMs = 0; // when nobody waits for its answer any more; 0: it has come
+        int64_t untilMs = 0;   // when nobody waits for its answer any more; 0: it has come
+        uint64_t number = 0;   // of the request
+        bool isFinal = false;  // it was answered for good, or is given up
+        bool isRaised = false; // it was made again with the session timer that the other side insists on
         bool isInvite = false;
         bool isTaking = false;    // `from` has come for the place of another telephone
         bool isLateOffer = false; // the answer comes with the ACK
@@ -185,6 +200,12 @@ private:
         SipBody before; // what the other side got last before it
         // The other side has made the offer that was asked for.
         [[nodiscard]] bool isGiven() const { return isLateOffer && !isCancelled && server->isAnswered(); }
+    };
+    // An INVITE within the call whose answer nobody waits for any more. It is still to be confirmed.
+    struct Parting {
+        uint64_t number = 0;
+        CallRequestOut ack;
+        std::unique_ptr<ClientTransaction> client;
     };
     // Any other request that is passed on.
     struct Relay {
@@ -194,6 +215,7 @@ private:
         int from = kCaller;
         int to = kCaller;
         std::optional<SipBody> before; // of an offer: what the other side got last before it
+        bool isSession = false;        // a description in it is part of the call's session
     };
 
     CallLeg& leg(int number) { return number == kCaller ? _caller : _branches[static_cast<size_t>(number)]->leg; }
@@ -206,6 +228,12 @@ private:
     [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
     [[nodiscard]] std::string passedHeaders() const;
     void invite(size_t branch);
+    // A request with the next CSeq, to where the side is now.
+    [[nodiscard]] CallRequestOut requestTo(CallLeg& side, std::string_view method);
+    [[nodiscard]] bool hasWayTo(const SipSource& peer);
+    void findBinding(CallLeg& side, const std::string& contact);
+    void followBinding(CallLeg& side);
+    void noteSource(CallLeg& side, const SipSource& source);
     [[nodiscard]] ResponseHandler answersOf(size_t branch);
     void addBranch(const Telephone& contact, const DialTarget& target);
     [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
@@ -232,12 +260,6 @@ private:
     void giveUpArrivals(bool isUdpOnly);
     void cancelBranches(size_t except, const std::string& headers);
     [[nodiscard]] bool followRedirection();
-    // A request with the next CSeq, to where the side is now.
-    [[nodiscard]] CallRequestOut requestTo(CallLeg& side, std::string_view method);
-    [[nodiscard]] bool hasWayTo(const SipSource& peer);
-    void findBinding(CallLeg& side, const std::string& contact);
-    void followBinding(CallLeg& side);
-    void noteSource(CallLeg& side, const SipSource& source);
     void dismissBranches();
     void onDismissedAnswer(Branch& branch, const CallMessage& response);
     static void showAs(DialAnswer& answer, const CallLeg& shown);
@@ -254,9 +276,23 @@ private:
     // Its answer is not wanted any more; a success is taken back. `headers`: whole lines for who was asked.
     void cancelExchange(const std::string& headers);
     void closeExchange();
+    void sendOffer();
+    void part(uint64_t request, const CallLeg& side, std::unique_ptr<ClientTransaction> client);
+    void partFromExchange();
+    void dropProbe(int leg);
+    // The answer is for a request that nobody waits for any more.
+    [[nodiscard]] bool isParted(uint64_t request, const CallMessage& response);
     // What the leg waits for, or others of it, comes to nothing: somebody else is there from now on, or nobody.
     void forget(int leg);
     void endRecords(CallLeg& leg, int status);
+    // Whose calls have called the called side, and who pays for all of it. A user counts once.
+    [[nodiscard]] std::vector<std::string> callersOfWinner() const;
+    void countPayers();
+    [[nodiscard]] uint32_t longest() const;
+    // When those whose rights it uses have it end; 0: never.
+    [[nodiscard]] int64_t talkUntilMs() const;
+    void startDuration(int64_t now);
+    void takeCallAlong(CallLeg& side);
     void movePlace(int from, int place);
 
     // A telephone that wants a call that rings at another one.
@@ -285,14 +321,6 @@ private:
     [[nodiscard]] std::optional<int> openOffer() const;
     void noteEarlyOffer(const CallMessage& response);
 
-    // Whose calls have called the called side, and who pays for all of it. A user counts once.
-    [[nodiscard]] std::vector<std::string> callersOfWinner() const;
-    void countPayers();
-    [[nodiscard]] uint32_t longest() const;
-    // When those whose rights it uses have it end; 0: never.
-    [[nodiscard]] int64_t talkUntilMs() const;
-    void startDuration(int64_t now);
-    void takeCallAlong(CallLeg& side);
     // Transfers: of a side that asks for one, and what becomes of it.
     void onRefer(int leg, const CallMessage& request, ServerTransaction& transaction);
     void onSubscribe(int leg, const CallMessage& request, ServerTransaction& transaction);
@@ -338,6 +366,9 @@ private:
     void acknowledge(int leg, const SipBody& body);
     // The side gets again what it had before an offer that came to nothing.
     void restore(int leg, const SipBody& before);
+    void put(int leg);
+    void passChange(int leg, const SipBody& said);
+    void noteOwnInvite(int leg);
     [[nodiscard]] std::string hostFor(const SipSource& peer);
     [[nodiscard]] std::string identityLine(const CallLeg& shown, const SipSource& peer);
 
@@ -350,9 +381,12 @@ private:
 
     [[nodiscard]] SipBody bodyFor(CallLeg& leg, const SipBody& body);
     [[nodiscard]] bool hasTimers() const;
+    // Also once no new ones are wanted: who has one keeps to it.
+    [[nodiscard]] bool keepsTime(const CallLeg& side) const { return hasTimers() || side.timer.isOn(); }
     // What a side may ask for while it talks to the other one.
     [[nodiscard]] std::string allowFor(const CallLeg& side, const CallLeg& other) const;
     [[nodiscard]] std::string featuresFor(const CallLeg& side, const CallLeg& other) const;
+    [[nodiscard]] bool mayWrite(const CallLeg& side) const;
     [[nodiscard]] const CallLeg& partnerOf(int leg);
     // What the other side's answer is for this one.
     [[nodiscard]] CallAnswer passedAnswer(const CallMessage& response, int from, int to);
@@ -380,9 +414,11 @@ private:
     Call* _joiner = nullptr;  // the call whose transfer ends in this one
     std::string _redirection; // number that a telephone has sent the call to
     unsigned _forwards = 0;
+    unsigned _echoes = 0; // changed answers that were passed on since the last refresh
     std::unique_ptr<ClientTransaction> _lastNotify;
     std::vector<std::unique_ptr<Relay>> _relays;
-    uint64_t _relayed = 0;
+    std::vector<Parting> _partings;
+    uint64_t _requests = 0; // that were sent within the call
     CallRecord _record;
     UserShare _callerShare{UserPart::Calling};
     UserShare _calledShare{UserPart::Pending};
@@ -401,6 +437,7 @@ private:
     };
     std::optional<OwedBye> _owedBye;
     std::optional<int> _refreshed; // the side to which a re-INVITE of our own is under way
+    uint64_t _refreshNumber = 0;   // of the request, until it is answered for good
     int64_t _refreshUntilMs = 0;
     int64_t _ringUntilMs = 0;
     uint32_t _longest = 0;        // s, by the rights of those who have had it sent on; 0: none

@@ -2,6 +2,7 @@
 #include "calls/call.h"
 
 #include "calls/call_words.h"
+#include "calls/sdp_part.h"
 #include "sip/uri_text.h"
 
 #include "bcl2/text.h"
@@ -74,7 +75,8 @@ void Call::onProgress(size_t index, const CallMessage& response)
         branch.leg.allow = response.allow;
     if (response.rseq != 0) {
         // RFC 3262 section 4: what is not the next one is not taken; it comes again.
-        if (branch.seenRseq != 0 && response.rseq != branch.seenRseq + 1)
+        const bool isNext = branch.seenRseq == 0 || response.rseq == branch.seenRseq + 1;
+        if (!isNext || branch.rseqs.size() >= kMaxUnconfirmed)
             return;
         branch.seenRseq = response.rseq;
     }
@@ -119,9 +121,9 @@ void Call::onProgress(size_t index, const CallMessage& response)
 // RFC 3262 section 5: a reliable answer answers the offer, or makes it.
 void Call::noteEarlyOffer(const CallMessage& response)
 {
-    if (!response.body.isSdp())
+    if (!hasSdp(response.body))
         return;
-    if (_invite.body.isSdp())
+    if (hasSdp(_invite.body))
         _initialOffer.reset();
     else
         _initialOffer = 0;
@@ -130,7 +132,7 @@ void Call::noteEarlyOffer(const CallMessage& response)
 std::string Call::featuresFor(const CallLeg& side, const CallLeg& other) const
 {
     return headerLine("Allow", allowFor(side, other)) +
-           headerLine("Supported", hasTimers() ? "replaces, timer" : "replaces");
+           headerLine("Supported", keepsTime(side) ? "replaces, timer" : "replaces");
 }
 
 // Who is at the other end, or will be.

@@ -53,8 +53,9 @@ bool Call::followRedirection()
 {
     const std::string number = std::exchange(_redirection, {});
     const std::string by = _calledShare.user();
-    // A session that the caller has got for sure cannot be replaced before the answer (RFC 3262 section 5).
-    if (number.empty() || by.empty() || _wasReliable || _forwards >= kMaxForwards)
+    // A session that the caller has got cannot be replaced before the answer: he ignores a second answer to his offer
+    // (RFC 3261 section 13.2.1, RFC 3262 section 5).
+    if (number.empty() || by.empty() || _wasReliable || !_caller.sent.isEmpty() || _forwards >= kMaxForwards)
         return false;
     ++_forwards;
     _calledShare = UserShare(UserPart::Pending);

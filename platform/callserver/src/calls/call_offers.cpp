@@ -37,8 +37,13 @@ void Call::onRequest(int from, const CallMessage& request, std::unique_ptr<Serve
         transaction->answer(answer);
         break;
     }
-    case SipMethod::Info:
     case SipMethod::Message:
+        if (!mayWrite(side) || !mayWrite(partnerOf(from))) {
+            transaction->answer({403});
+            break;
+        }
+        [[fallthrough]];
+    case SipMethod::Info:
         pass(from, request, std::move(transaction));
         break;
     case SipMethod::Refer:
@@ -138,7 +143,7 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
             {refusal, {}, isLater ? headerLine("Retry-After", std::to_string(kRetryAfter)) : std::string()});
         return;
     }
-    if (hasTimers() && LegTimer::isTooShort(request)) {
+    if (keepsTime(leg(from)) && LegTimer::isTooShort(request)) {
         transaction->answer({422, {}, headerLine("Min-SE", std::to_string(LegTimer::kMinimum))});
         return;
     }
@@ -159,30 +164,38 @@ void Call::onOffer(int from, const CallMessage& request, std::unique_ptr<ServerT
 
 void Call::passOffer(Exchange&& exchange, std::unique_ptr<ServerTransaction> transaction)
 {
-    const CallMessage& request = exchange.request;
-    CallLeg& other = leg(exchange.to);
-    CallRequestOut passed = requestTo(other, request.methodName);
-    passed.hasContact = true;
-    passed.headers = request.passed + featuresFor(other, leg(exchange.from)) + headerLine("User-Agent", kProduct);
-    if (hasTimers() && other.isTimerSupported && other.timer.isOn())
-        passed.headers += other.timer.offer();
-    exchange.before = other.sent;
-    passed.body = bodyFor(other, request.body);
-    if (exchange.isInvite)
-        other.inviteCseq = passed.cseq;
     transaction->setListener(this);
+    exchange.before = leg(exchange.to).sent;
     exchange.server = std::move(transaction);
     exchange.untilMs = _host.clock().steadyMs() + kOfferMs;
-    exchange.isLateOffer = exchange.isInvite && request.body.isEmpty();
+    exchange.isLateOffer = exchange.isInvite && exchange.request.body.isEmpty();
     _exchange.emplace(std::move(exchange));
-    _exchange->client =
-        _host.transport().send(passed, [this](const CallMessage& response) { onOfferAnswer(response); });
+    sendOffer();
+}
+
+void Call::sendOffer()
+{
+    const CallMessage& request = _exchange->request;
+    CallLeg& other = leg(_exchange->to);
+    CallRequestOut passed = requestTo(other, request.methodName);
+    passed.hasContact = true;
+    passed.headers = request.passed + featuresFor(other, leg(_exchange->from)) + headerLine("User-Agent", kProduct);
+    if (other.isTimerSupported && other.timer.isOn())
+        passed.headers += other.timer.offer();
+    passed.body = bodyFor(other, request.body);
+    if (_exchange->isInvite)
+        other.inviteCseq = passed.cseq;
+    _exchange->number = ++_requests;
+    _exchange->client = _host.transport().send(passed, [this, number = _exchange->number](const CallMessage& response) {
+        if (!isParted(number, response))
+            onOfferAnswer(response);
+    });
 }
 
 void Call::cancelExchange(const std::string& headers)
 {
     _exchange->isCancelled = true;
-    if (_exchange->client != nullptr)
+    if (_exchange->client != nullptr && _exchange->isInvite)
         _exchange->client->cancel(headers);
 }
 
@@ -191,6 +204,7 @@ void Call::closeExchange()
 {
     const std::optional<int> place = _exchange ? _exchange->place : std::nullopt;
     const int late = _exchange ? _exchange->from : kCaller;
+    partFromExchange();
     _exchange.reset();
     if (!place)
         return;
@@ -200,6 +214,46 @@ void Call::closeExchange()
         _branches.pop_back();
     if (leg(*place).isGone && !_isEnded)
         end(200, {});
+}
+
+// Its transaction confirms a refusal, and takes care of a success.
+void Call::part(uint64_t request, const CallLeg& side, std::unique_ptr<ClientTransaction> client)
+{
+    if (client != nullptr)
+        _partings.push_back({request, side.dialog.ack(side.inviteCseq), std::move(client)});
+}
+
+void Call::partFromExchange()
+{
+    if (_exchange && _exchange->isInvite && !_exchange->isFinal)
+        part(_exchange->number, leg(_exchange->to), std::move(_exchange->client));
+}
+
+void Call::dropProbe(int number)
+{
+    CallLeg& side = leg(number);
+    if (_refreshed == number) {
+        if (_refreshNumber != 0)
+            part(std::exchange(_refreshNumber, 0), side, std::move(side.probe));
+        _refreshed.reset();
+    }
+    side.probe.reset();
+}
+
+bool Call::isParted(uint64_t request, const CallMessage& response)
+{
+    const auto it = std::find_if(_partings.begin(), _partings.end(),
+                                 [request](const Parting& one) { return one.number == request; });
+    if (it == _partings.end())
+        return false;
+    if (response.isFinal()) {
+        const Parting done = std::move(*it);
+        _partings.erase(it);
+        if (response.isSuccess())
+            _host.transport().sendAck(done.ack, *done.client);
+        finishIfDone();
+    }
+    return true;
 }
 
 void Call::forget(int number)
@@ -213,9 +267,7 @@ void Call::forget(int number)
         _relays[i]->server->answer({_relays[i]->from == number ? 481 : 480});
         _relays.erase(_relays.begin() + static_cast<std::ptrdiff_t>(i));
     }
-    if (_refreshed == number)
-        _refreshed.reset();
-    leg(number).probe.reset();
+    dropProbe(number);
     if (!_exchange || (_exchange->from != number && _exchange->to != number))
         return;
     const bool isAnswered = _exchange->server->isAnswered();
@@ -242,10 +294,18 @@ void Call::onOfferAnswer(const CallMessage& response)
     const int64_t now = _host.clock().steadyMs();
     if (!isOwn(response))
         other.heardAtMs = now;
+    // Its session timer is none of the other side's business.
+    if (response.status == 422 && response.timer.minimum > LegTimer::kMinimum && other.timer.isOn() &&
+        !_exchange->isCancelled && !std::exchange(_exchange->isRaised, true)) {
+        other.timer.raise(response.timer.minimum);
+        sendOffer();
+        return;
+    }
+    _exchange->isFinal = true;
     if (!response.isSuccess()) {
         other.sent = _exchange->before;
         if (!_exchange->isCancelled)
-            _exchange->server->answer({response.status, response.phrase, response.passed});
+            _exchange->server->answer(toldWithin(response));
         closeExchange();
         // Before the answer it is the INVITE that tells whether somebody is there.
         if (isDialogGone(response) && _winner >= 0)
@@ -254,9 +314,11 @@ void Call::onOfferAnswer(const CallMessage& response)
         return;
     }
     other.dialog.refreshTarget(response);
+    other.puts = {};
+    leg(from).puts = {};
     if (!response.allow.empty())
         other.allow = response.allow;
-    if (hasTimers() && other.timer.isOn())
+    if (other.timer.isOn())
         other.timer.answered(response, now);
     if (_exchange->isCancelled) {
         takeBack(to);
@@ -265,7 +327,7 @@ void Call::onOfferAnswer(const CallMessage& response)
     if (_exchange->isInvite && !_exchange->isLateOffer)
         _host.transport().sendAck(other.dialog.ack(other.inviteCseq), *_exchange->client);
     CallAnswer answer = passedAnswer(response, to, from);
-    if (hasTimers())
+    if (keepsTime(leg(from)))
         answer.headers += leg(from).timer.accept(_exchange->request, now);
     _exchange->server->answer(answer);
     if (const std::optional<int> place = std::exchange(_exchange->place, std::nullopt); place) {
@@ -285,10 +347,12 @@ void Call::takeBack(int number)
     CallLeg& side = leg(number);
     const Exchange done = std::move(*_exchange);
     _exchange->place = done.place;
-    CallRequestOut ack = side.dialog.ack(side.inviteCseq);
-    if (done.isLateOffer)
-        ack.body = done.before;
-    _host.transport().sendAck(ack, *done.client);
+    if (done.isInvite) {
+        CallRequestOut ack = side.dialog.ack(side.inviteCseq);
+        if (done.isLateOffer)
+            ack.body = done.before;
+        _host.transport().sendAck(ack, *done.client);
+    }
     // What it gets again is newer than what it has (RFC 3264 section 8).
     if (!done.isLateOffer && side.origin.empty())
         side.origin = originOf(side.sent.data);
@@ -304,15 +368,15 @@ void Call::takeBack(int number)
 
 void Call::acceptRefresh(int from, const CallMessage& request, ServerTransaction& transaction)
 {
-    if (hasTimers() && LegTimer::isTooShort(request)) {
+    CallLeg& side = leg(from);
+    if (keepsTime(side) && LegTimer::isTooShort(request)) {
         transaction.answer({422, {}, headerLine("Min-SE", std::to_string(LegTimer::kMinimum))});
         return;
     }
-    CallLeg& side = leg(from);
     side.dialog.refreshTarget(request);
     CallAnswer answer{200};
     answer.headers = featuresFor(side, partnerOf(from)) + headerLine("Server", kProduct);
-    if (hasTimers())
+    if (keepsTime(side))
         answer.headers += side.timer.accept(request, _host.clock().steadyMs());
     answer.hasContact = true;
     answer.contactUser = side.dialog.contactUser;
@@ -337,9 +401,11 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
     auto relay = std::make_unique<Relay>();
     if (isOffer)
         relay->before = other.sent;
-    passed.body = request.body.isSdp() ? bodyFor(other, request.body) : request.body;
+    // Whatever else carries a description makes no session of it.
+    relay->isSession = request.method == SipMethod::Prack;
+    passed.body = relay->isSession ? bodyFor(other, request.body) : request.body;
     relay->server = std::move(transaction);
-    relay->number = ++_relayed;
+    relay->number = ++_requests;
     relay->from = from;
     relay->to = *to;
     relay->client = _host.transport().send(
@@ -360,7 +426,10 @@ void Call::onRelayAnswer(uint64_t number, const CallMessage& response)
     if (relay->before && !response.isSuccess())
         asked.sent = *relay->before;
     CallAnswer answer{response.status, response.phrase, response.passed};
-    answer.body = response.body.isSdp() ? bodyFor(leg(relay->from), response.body) : response.body;
+    // Its sender would end his dialog when nobody answers in time; the call goes on (RFC 3261 section 12.2.1.2).
+    if (!response.isSuccess())
+        answer = response.status == 408 ? CallAnswer{500} : toldWithin(response);
+    answer.body = relay->isSession && response.isSuccess() ? bodyFor(leg(relay->from), response.body) : response.body;
     relay->server->answer(answer);
     if (isOwn(response))
         return;
@@ -375,6 +444,7 @@ void Call::giveUpExchange(int64_t now)
     Exchange& late = *_exchange;
     if (std::exchange(late.isCancelled, true)) {
         leg(late.to).sent = late.before;
+        late.isFinal = true;
         closeExchange();
         return;
     }

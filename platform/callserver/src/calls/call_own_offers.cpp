@@ -3,6 +3,7 @@
 
 #include "calls/call_words.h"
 #include "calls/sdp.h"
+#include "calls/sdp_part.h"
 #include "sip/uri_text.h"
 
 #include <utility>
@@ -29,33 +30,34 @@ void Call::offer(int number, const SipBody& body, const CallLeg& shown, std::fun
         side.origin = originOf(side.sent.data);
     const SipBody before = side.sent;
     const CallRequestOut request = ownInvite(side, shown, body);
-    _refreshed = number;
-    _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
-    side.probe = _host.transport().send(
-        request, [this, number, before, onFinal = std::move(onFinal)](const CallMessage& response) {
-            if (!response.isFinal())
+    noteOwnInvite(number);
+    side.probe = _host.transport().send(request, [this, number, before, own = _refreshNumber,
+                                                  onFinal = std::move(onFinal)](const CallMessage& response) {
+        if (isParted(own, response) || !response.isFinal())
+            return;
+        _refreshNumber = 0;
+        CallLeg& asked = leg(number);
+        const int64_t now = _host.clock().steadyMs();
+        if (!isOwn(response))
+            asked.heardAtMs = now;
+        if (response.isSuccess()) {
+            asked.dialog.refreshTarget(response);
+            asked.puts = {};
+            asked.timer.answered(response, now);
+        } else {
+            asked.sent = before;
+            asked.probe.reset();
+            _refreshed.reset();
+            if (isDialogGone(response)) {
+                end(408, reasonLine(response.status, "The other side is gone"),
+                    response.status == 481 ? std::optional(number) : std::nullopt);
                 return;
-            CallLeg& asked = leg(number);
-            const int64_t now = _host.clock().steadyMs();
-            if (!isOwn(response))
-                asked.heardAtMs = now;
-            if (response.isSuccess()) {
-                asked.dialog.refreshTarget(response);
-                asked.timer.answered(response, now);
-            } else {
-                asked.sent = before;
-                asked.probe.reset();
-                _refreshed.reset();
-                if (isDialogGone(response)) {
-                    end(408, reasonLine(response.status, "The other side is gone"),
-                        response.status == 481 ? std::optional(number) : std::nullopt);
-                    return;
-                }
             }
-            onFinal(response);
-            if (!_isEnded)
-                reschedule();
-        });
+        }
+        onFinal(response);
+        if (!_isEnded)
+            reschedule();
+    });
     reschedule();
 }
 
@@ -70,13 +72,48 @@ void Call::acknowledge(int number, const SipBody& body)
     _refreshed.reset();
 }
 
+void Call::noteOwnInvite(int number)
+{
+    _refreshed = number;
+    _refreshNumber = ++_requests;
+    _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
+}
+
 void Call::restore(int number, const SipBody& before)
 {
     if (before.isEmpty())
         return;
     CallLeg& side = leg(number);
     side.sent = bodyFor(side, before);
+    side.puts = {kMaxPuts, 0};
+    put(number);
+}
+
+// What the side is to have is what it got last. Another offer may be in the way (RFC 3261 section 14.1).
+void Call::put(int number)
+{
+    CallLeg& side = leg(number);
+    if (isOfferPending() || (number == kCaller && !_isAcked)) {
+        side.puts.atMs = _host.clock().steadyMs() + kPutPauseMs;
+        reschedule();
+        return;
+    }
+    side.puts.atMs = 0;
+    --side.puts.left;
     sendRefresh(number, true);
+}
+
+// The answer to a description that the side had already may be new to the other one.
+void Call::passChange(int number, const SipBody& said)
+{
+    const std::optional<int> to = otherSide(number);
+    if (!to || !hasSdp(said))
+        return;
+    const std::string wanted = _isVideoAllowed ? std::string(sdpOf(said)) : withoutVideo(sdpOf(said));
+    if (withOrigin(wanted, {}) == withOrigin(sdpOf(leg(*to).sent), {}))
+        _echoes = 0;
+    else if (++_echoes <= kMaxEchoes)
+        restore(*to, said);
 }
 
 // Telephones show by it whom they talk to now (RFC 3325).

@@ -16,6 +16,7 @@ void Call::step()
         }
         giveUpArrivals(false);
         giveUpBranches(); // whoever has not answered by now is gone
+        _partings.clear();
         _owedBye.reset();
         finishIfDone();
         return;
@@ -51,8 +52,11 @@ void Call::step()
     }
     if (_winner >= 0)
         for (const int side : {kCaller, _winner})
-            if (!_isEnded && isSupervised(side))
+            if (!_isEnded && isSupervised(side)) {
+                if (leg(side).puts.atMs != 0 && now >= leg(side).puts.atMs)
+                    put(side);
                 supervise(side, now);
+            }
     reschedule();
 }
 
@@ -109,6 +113,9 @@ void Call::refresh(int number)
         side.timer.postpone(now + kRefreshPauseMs);
         return;
     }
+    _echoes = 0;
+    if (isInvite)
+        side.puts = {}; // it says the same
     sendRefresh(number, isInvite);
 }
 
@@ -123,11 +130,12 @@ void Call::sendRefresh(int number, bool isInvite)
     if (isInvite) {
         request.body = side.sent;
         side.inviteCseq = request.cseq;
-        _refreshed = number;
-        _refreshUntilMs = _host.clock().steadyMs() + kOfferMs;
+        noteOwnInvite(number);
     }
-    side.probe = _host.transport().send(request, [this, number, isInvite](const CallMessage& response) {
-        refreshAnswered(number, isInvite, response);
+    const uint64_t own = isInvite ? _refreshNumber : 0;
+    side.probe = _host.transport().send(request, [this, number, isInvite, own](const CallMessage& response) {
+        if (!isParted(own, response))
+            refreshAnswered(number, isInvite, response);
     });
 }
 
@@ -139,6 +147,7 @@ void Call::refreshAnswered(int number, bool isInvite, const CallMessage& respons
     const int64_t now = _host.clock().steadyMs();
     if (isInvite) {
         _refreshed.reset();
+        _refreshNumber = 0;
         if (response.isSuccess())
             _host.transport().sendAck(side.dialog.ack(side.inviteCseq), *side.probe);
     }
@@ -149,10 +158,21 @@ void Call::refreshAnswered(int number, bool isInvite, const CallMessage& respons
         side.heardAtMs = now;
         side.dialog.refreshTarget(response);
         side.timer.answered(response, now);
+        if (isInvite) {
+            side.puts = {};
+            passChange(number, response.body);
+        }
+    } else if (isInvite && side.puts.left != 0 && !isDialogGone(response)) {
+        side.heardAtMs = now;
+        if (response.status == 491)
+            side.puts.atMs = now + kPutPauseMs;
+        else
+            side.puts = {};
     } else if (!side.timer.isOurs() && !isDialogGone(response)) {
         side.heardAtMs = now; // the session was only put back
     } else if (!mayBeTriedAgain(response) || now >= side.timer.endMs()) {
-        end(408, reasonLine(response.status, "The session was not refreshed"));
+        end(408, reasonLine(response.status, "The session was not refreshed"),
+            response.status == 481 ? std::optional(number) : std::nullopt);
         return;
     } else {
         // There is time left.
@@ -184,6 +204,7 @@ void Call::reschedule()
         if (_winner >= 0)
             for (const int number : {kCaller, _winner})
                 if (const CallLeg& side = leg(number); side.probe == nullptr && isSupervised(number)) {
+                    at(side.puts.atMs);
                     at(side.timer.dueMs());
                     at(side.heardAtMs + kSilenceMs);
                 }

@@ -2,8 +2,6 @@
 // registered since.
 #include "calls/call.h"
 
-#include <utility>
-
 CallRequestOut Call::requestTo(CallLeg& side, std::string_view method)
 {
     followBinding(side);

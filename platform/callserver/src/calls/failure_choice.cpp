@@ -43,7 +43,37 @@ int toldStatus(int status)
     }
 }
 
+// 408 and 481 are for the call to decide: it ends by them.
+bool isForServer(int status)
+{
+    switch (status) {
+    case 401:
+    case 404:
+    case 407:
+    case 410:
+    case 416:
+    case 422:
+    case 482:
+    case 483:
+    case 484:
+    case 485:
+    case 502:
+    case 503:
+    case 604:
+        return true;
+    default:
+        return status < 400;
+    }
+}
+
 } // namespace
+
+CallAnswer toldWithin(const CallMessage& response)
+{
+    if (isForServer(response.status))
+        return {500};
+    return {response.status, response.phrase, response.passed};
+}
 
 void FailureChoice::add(const CallMessage& response)
 {

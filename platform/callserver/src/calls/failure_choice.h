@@ -16,3 +16,7 @@ public:
 private:
     std::optional<CallMessage> _best;
 };
+
+// What a side is told when the other one refuses what it has asked for within the call. What would end its dialog (RFC
+// 5057 section 5.1), or is for the server alone, is not for it.
+[[nodiscard]] CallAnswer toldWithin(const CallMessage& response);
