@@ -321,4 +321,28 @@ TEST_F(CallsForkingTest, AUserWithIpAuthenticationIsCalledAtHisAddress)
     EXPECT_EQ(branch->request.destination.port, 5060);
 }
 
+// RFC 3261 section 13.2.1: he would ignore the second answer to his offer.
+TEST_F(CallsForkingTest, TheSessionWithAnotherTelephoneBehindTheContactIsOfferedToTheCaller)
+{
+    static constexpr const char* kOther = "v=0\r\no=- 9 1 IN IP4 192.0.2.9\r\ns=-\r\nm=audio 9000 RTP/AVP 8\r\n";
+    const auto by = [](const char* tag) { return [tag](CallMessage& response) { response.to.tag = tag; }; };
+    invite = call("2001", "2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 183, kAnswer, by("one"));
+    answer(branch, 180, {}, by("other"));
+    answer(branch, 200, kOther, by("other"));
+    EXPECT_EQ(invite->status(), 200);
+    EXPECT_EQ(invite->answers.back().body.data, kAnswer);
+    pass(1);
+    EXPECT_FALSE(hasNext("INVITE"));
+    ack(invite);
+    const SentPtr offer = next("INVITE");
+    EXPECT_EQ(offer->request.callId, invite->request.callId);
+    EXPECT_EQ(offer->request.body.data, "v=0\r\no=- 2 2 IN IP4 192.0.2.2\r\ns=-\r\nm=audio 9000 RTP/AVP 8\r\n");
+    answer(offer, 200, kOffer);
+    EXPECT_EQ(offer->acks.size(), 1U);
+    pass(20);
+    EXPECT_FALSE(hasNext("INVITE"));
+}
+
 } // namespace

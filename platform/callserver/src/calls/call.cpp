@@ -510,6 +510,8 @@ void Call::onAck(ServerTransaction& invite, const CallMessage& ack)
         confirm(*_branches[static_cast<size_t>(_winner)], ack.body);
     _transaction.reset();
     sendOwedBye();
+    if (_caller.puts.atMs != 0 && !_isEnded)
+        put(kCaller);
     if (_joiner != nullptr && !_isEnded)
         _joiner->goOnReferring();
     finishIfDone();

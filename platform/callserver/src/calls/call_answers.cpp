@@ -2,6 +2,7 @@
 #include "calls/call.h"
 
 #include "calls/call_words.h"
+#include "calls/sdp.h"
 #include "calls/sdp_part.h"
 #include "sip/uri_text.h"
 
@@ -163,7 +164,6 @@ void Call::onSuccess(size_t index, const CallMessage& response)
         branch.leg.dialog.refreshTarget(response);
     } else {
         (void)listenTo(index, response.to.tag);
-        branch.early.clear();
         branch.leg.dialog.learn(response);
     }
     if (!response.allow.empty())
@@ -182,6 +182,7 @@ void Call::onSuccess(size_t index, const CallMessage& response)
     _record.data.flags |= kCdrCalledAddr;
     if (_transaction != nullptr)
         answerCaller(response);
+    branch.early.clear();
     _callerShare.setPart(UserPart::Talking);
     _calledShare.setPart(UserPart::Talking);
     _host.log().answer(_record);
@@ -199,7 +200,17 @@ void Call::onSuccess(size_t index, const CallMessage& response)
 
 void Call::answerCaller(const CallMessage& response)
 {
+    const SipBody known = _caller.sent;
     CallAnswer answer = passedAnswer(response, _winner, kCaller);
+    const bool isForked = !_branches[static_cast<size_t>(_winner)]->early.empty();
+    if (isForked && hasSdp(_invite.body) && hasSdp(known) && hasSdp(response.body) && known.data != _caller.sent.data) {
+        // He takes the first answer to his offer for the only one (RFC 3261 section 13.2.1). The session with another
+        // telephone behind the contact is offered to him once he has confirmed.
+        answer.body = known;
+        _caller.origin = originOf(known.data);
+        (void)bodyFor(_caller, response.body);
+        _caller.puts = {kMaxPuts, _host.clock().steadyMs()};
+    }
     if (hasTimers())
         answer.headers += _caller.timer.accept(_invite, _host.clock().steadyMs());
     _transaction->answer(answer);
