@@ -495,4 +495,28 @@ TEST_F(FlowsTest, AnOfferThatAByeHasMetIsConfirmed)
     }
 }
 
+// RFC 3261 section 18.1.1: what is too large for a datagram comes over a connection, which is soon closed.
+TEST_F(FlowsTest, ARequestOverAConnectionLeavesTheCallWhereItWas)
+{
+    tcpPort = freeTcpPort();
+    startTelephones();
+    caller->invite("2002");
+    called->answer(called->expect("INVITE"), 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    const PhoneMessage success = caller->expect("200");
+    caller->ack(success);
+    {
+        CallPhone connection(tcpPort, "2001", SipClient::Transport::Tcp);
+        connection.sendText(
+            "OPTIONS sip:2002@127.0.0.1 SIP/2.0\r\nVia: SIP/2.0/TCP 127.0.0.1:" + std::to_string(connection.port()) +
+            ";branch=z9hG4bKlarge;rport\r\nMax-Forwards: 70\r\nFrom: " + success.header("From") +
+            "\r\nTo: " + success.header("To") + "\r\nCall-ID: " + caller->callId() +
+            "\r\nCSeq: 50 OPTIONS\r\nContent-Length: 0\r\n\r\n");
+        connection.expect("200");
+    }
+    called->send("BYE");
+    called->expect("200");
+    caller->answer(caller->expect("BYE"), 200);
+}
+
 } // namespace
