@@ -264,4 +264,15 @@ TEST_F(MirroredLooks, WhatIsTypedStandsBesideItsLabel)
     EXPECT_LT(left, right);
 }
 
+TEST_F(MirroredLooks, LabelsBeginAtTheRight)
+{
+    QLabel label(QStringLiteral("Name"));
+    label.resize(300, 30);
+    label.show();
+    QCoreApplication::processEvents();
+    const auto [left, right] = inkOf(label.grab().toImage());
+    EXPECT_GT(left, 200);
+    EXPECT_LT(left, right);
+}
+
 } // namespace

@@ -85,7 +85,9 @@ int widestLabel(const QGridLayout& grid)
 
 Cform_grid::Cform_grid(QBoxLayout* layout, int inputColumns) : _grid(new QGridLayout), _inputColumns(inputColumns)
 {
+    constexpr int kGap = 10; // pixels between a label and its input
     layout->addLayout(_grid);
+    _grid->setHorizontalSpacing(kGap);
     // Where inputs span columns, other rows use those one by one: they are alike then.
     for (int column = inputColumns == 1 ? 1 : 0; column < width(); ++column)
         _grid->setColumnStretch(column, 1);

@@ -4,7 +4,8 @@
 #include <QProxyStyle>
 
 // Keeps the text of a button beside its image (the toolkit's styles turn the alignment round twice and push it to the
-// far edge) and that of an input beside its label (numbers would stand at the left). Owned by the application.
+// far edge) and lets labels and inputs begin at the right (left to themselves they follow the direction of their
+// letters). Owned by the application.
 class Cmirrored_style : public QProxyStyle {
 public:
     using QProxyStyle::polish;
