@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -21,6 +22,9 @@ constexpr unsigned kSeconds = 20; // of each
 constexpr std::chrono::milliseconds kPause{10};
 constexpr int kPatienceMs = 5000;
 constexpr int kMessages = 100; // at most that are passed over
+constexpr int kRepeatMs = 500; // RFC 3261 section 17.2.1, timer G
+constexpr int kSends = 6;
+constexpr const char* kRefused = "SIP/2.0 486";
 constexpr unsigned kPairs = kOfficeUsers / 2 - 1;
 // Who take no part in the other calls.
 const SippUser kCaller = officeUsers(kOfficeUsers - 2, 1).front();
@@ -30,7 +34,7 @@ const SippUser kCalled = officeUsers(kOfficeUsers - 1, 1).front();
 class Probe {
 public:
     explicit Probe(const MeasuredServer& server)
-        : _caller("127.0.0.1", server.port()), _called("127.0.0.1", server.port())
+        : _server(server.name()), _caller("127.0.0.1", server.port()), _called("127.0.0.1", server.port())
     {
         enroll(_caller, kCaller);
         enroll(_called, kCalled);
@@ -50,8 +54,7 @@ public:
                      _caller.contact(kCaller.name) + ">\r\n" + kBody);
         const std::string arrived = next(_called, "INVITE ");
         const std::chrono::duration<double, std::milli> passed = std::chrono::steady_clock::now() - begin;
-        _called.send(refusalOf({0, arrived}));
-        const std::string refused = next(_caller, "SIP/2.0 486");
+        const std::string refused = refuse(arrived);
         _caller.send("ACK " + uri + " SIP/2.0\r\n" + dialog + "To: " + SipAnswer{0, refused}.header("To") +
                      "\r\nCSeq: 1 ACK\r\nContent-Length: 0\r\n\r\n");
         (void)next(_called, "ACK ");
@@ -70,17 +73,34 @@ private:
         if (answer.status != 200)
             throw std::runtime_error("a telephone cannot register: " + answer.text);
     }
-    // Whatever comes before it is passed over.
-    static std::string next(const SipClient& client, const std::string& beginning)
+    // Whatever comes before it is passed over. Nothing when it does not come in time.
+    static std::optional<std::string> heard(const SipClient& client, const std::string& beginning, int timeoutMs)
     {
         for (int i = 0; i < kMessages; ++i) {
-            const SipAnswer heard = client.receive(kPatienceMs);
-            if (heard.text.starts_with(beginning))
-                return heard.text;
-            if (heard.text.empty())
+            SipAnswer message = client.receive(timeoutMs);
+            if (message.text.starts_with(beginning))
+                return std::move(message.text);
+            if (message.text.empty())
                 break;
         }
-        throw std::runtime_error("a telephone does not hear \"" + beginning + "\"");
+        return std::nullopt;
+    }
+    [[nodiscard]] std::string next(const SipClient& client, const std::string& beginning) const
+    {
+        if (std::optional<std::string> message = heard(client, beginning, kPatienceMs))
+            return *std::move(message);
+        throw std::runtime_error("a telephone of " + _server + " does not hear \"" + beginning + "\"");
+    }
+    // A server whose socket is full for a moment loses it.
+    [[nodiscard]] std::string refuse(const std::string& invite) const
+    {
+        for (int i = 1; i < kSends; ++i) {
+            _called.send(refusalOf({0, invite}));
+            if (std::optional<std::string> refused = heard(_caller, kRefused, kRepeatMs))
+                return *std::move(refused);
+        }
+        _called.send(refusalOf({0, invite}));
+        return next(_caller, kRefused);
     }
     static std::string refusalOf(const SipAnswer& invite)
     {
@@ -92,6 +112,7 @@ private:
                "\r\nContent-Length: 0\r\n\r\n";
     }
 
+    const std::string _server;
     SipClient _caller;
     SipClient _called;
     unsigned _calls = 0;
