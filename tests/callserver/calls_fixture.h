@@ -39,6 +39,11 @@ public:
         "v=0\r\no=- 1 2 IN IP4 192.0.2.1\r\ns=-\r\nm=audio 4000 RTP/AVP 8\r\na=sendonly\r\n";
 
 protected:
+    [[nodiscard]] static bool isIn(const std::string& headers, const std::string& line)
+    {
+        return headers.find(line + "\r\n") != std::string::npos;
+    }
+
     using Change = std::function<void(CallMessage&)>;
 
     // A call that was answered and confirmed.

@@ -7,10 +7,6 @@ namespace {
 
 class CallsHeadersTest : public CallsFixture {
 protected:
-    static bool isIn(const std::string& headers, const std::string& line)
-    {
-        return headers.find(line + "\r\n") != std::string::npos;
-    }
     static void hide(Cdb_usr_info& user) { user.flags |= kUsrHideNumber; }
 };
 
@@ -105,7 +101,8 @@ TEST_F(CallsHeadersTest, EachLegKeepsItsRoutes)
 TEST_F(CallsHeadersTest, OnlyWhatTheOtherSideUnderstandsIsAllowed)
 {
     call("2001", "2002", [](CallMessage& invite) { invite.allow = "INVITE, ACK, BYE, CANCEL, INFO"; });
-    EXPECT_TRUE(isIn(next("INVITE")->request.headers, "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE, INFO"));
+    EXPECT_TRUE(isIn(next("INVITE")->request.headers,
+                     "Allow: INVITE, ACK, CANCEL, BYE, OPTIONS, PRACK, REFER, SUBSCRIBE, INFO"));
 }
 
 TEST_F(CallsHeadersTest, AHiddenNumberShowsNowhere)

@@ -25,10 +25,6 @@ protected:
         request.body = sdp(body);
         return FakeCallTransport::prack(invite, request);
     }
-    static bool isIn(const std::string& headers, const std::string& line)
-    {
-        return headers.find(line + "\r\n") != std::string::npos;
-    }
 
     HeardPtr invite;
     SentPtr branch;

@@ -10,10 +10,6 @@ using Statuses = std::vector<int>;
 
 class CallsTimersTest : public CallsFixture {
 protected:
-    static bool isIn(const std::string& headers, const std::string& line)
-    {
-        return headers.find(line + "\r\n") != std::string::npos;
-    }
     static Change asksFor(uint32_t interval, Refresher refresher, uint32_t minimum = 0)
     {
         return [=](CallMessage& message) {
