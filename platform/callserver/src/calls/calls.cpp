@@ -72,7 +72,7 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
         const DialAnswer answer =
             analyzeCall(_plan.now(),
                         {_admitted, _admitted.kind == SourceKind::User ? _admitted.name : request.from.user,
-                         request.requestUser, request.to.user},
+                         request.requestUser, request.to.user, false},
                         _noCalls, _clock.wallSeconds());
         _messages.relay(request, _admitted, answer, std::move(transaction));
         return;
@@ -132,7 +132,8 @@ void Calls::traceSteps(const std::string& callId, int number, const DialAnswer& 
 void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
     const std::string caller = _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
-    DialAnswer answer = analyze({_admitted, caller, request.requestUser, request.to.user}, _users, request.source);
+    DialAnswer answer = analyze({_admitted, caller, request.requestUser, request.to.user, messageTrace().isOn()},
+                                _users, request.source);
     const int number = _log.nextCall();
     traceFrom(request, answer.caller, answer.called);
     traceSteps(request.callId, number, answer);
@@ -163,6 +164,7 @@ DialAnswer Calls::analyzeFor(const std::string& user, const std::string& number,
     request.source.kind = SourceKind::User;
     request.source.name = request.caller = user;
     request.dialed = number;
+    request.areStepsTold = messageTrace().isOn();
     DialAnswer answer = analyze(request, counts, call.callerSource());
     traceSteps(call.legAt(Call::kCaller)->dialog.callId, call.number(), answer);
     return answer;

@@ -45,7 +45,8 @@ bool isLimitReached(int64_t limit, unsigned calls)
 
 void Analysis::step(std::initializer_list<std::string_view> parts)
 {
-    answer.steps.push_back({joined(parts)});
+    if (request.areStepsTold)
+        answer.steps.push_back({joined(parts)});
 }
 
 void Analysis::refuse(int status, std::initializer_list<std::string_view> reason, Heard heard)

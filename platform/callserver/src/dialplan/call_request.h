@@ -19,6 +19,7 @@ struct CallRequest {
     std::string dialed; // user part of the Request-URI, unescaped
     // User part of To, unescaped: providers that call a line by its registered contact name the number there.
     std::string toUser;
+    bool areStepsTold = true; // the answer says how it came about
 };
 
 // Calls in progress, counted from INVITE accepted to release; the call that is being analyzed is not among them.
