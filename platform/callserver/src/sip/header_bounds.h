@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 // Counts the lines of one header, the first one included. The stack's parser takes a bare CR for the end of a line,
@@ -14,8 +15,8 @@ public:
     static constexpr size_t kMaxLines = 256;
     static constexpr size_t kMaxSeparators = 1000; // commas and semicolons
 
-    // The next line with its end, whole or what has come of it.
-    [[nodiscard]] bool admits(std::string_view line);
+    // The next lines with their ends; of the last one what has come.
+    [[nodiscard]] bool admits(std::string_view lines);
 
 private:
     size_t _bytes = 0;

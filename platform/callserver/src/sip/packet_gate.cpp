@@ -25,6 +25,17 @@ bool containsSip(std::string_view line)
     return false;
 }
 
+// Behind its last line; `at` is the end of its first one.
+size_t headerEnd(std::string_view packet, size_t at)
+{
+    for (; at != std::string_view::npos; at = packet.find('\n', at + 1)) {
+        const std::string_view rest = packet.substr(at + 1);
+        if (rest.empty() || rest[0] == '\n' || rest.substr(0, 2) == "\r\n")
+            return at + 1;
+    }
+    return packet.size();
+}
+
 } // namespace
 
 bool isParsable(std::string_view packet)
@@ -36,17 +47,7 @@ bool isParsable(std::string_view packet)
     const size_t lineEnd = packet.find('\n');
     if (lineEnd == std::string_view::npos || !containsSip(packet.substr(0, lineEnd)))
         return false;
-    size_t start = 0;
-    HeaderBounds bounds;
-    for (size_t end = lineEnd; end != std::string_view::npos; end = packet.find('\n', start)) {
-        if (!bounds.admits(packet.substr(start, end + 1 - start)))
-            return false;
-        start = end + 1;
-        const std::string_view rest = packet.substr(start);
-        if (rest.empty() || rest[0] == '\n' || rest.substr(0, 2) == "\r\n")
-            return true; // the end of the header
-    }
-    return bounds.admits(packet.substr(start));
+    return HeaderBounds().admits(packet.substr(0, headerEnd(packet, lineEnd)));
 }
 
 namespace {
