@@ -9,14 +9,11 @@
 #include "sip/uri_text.h"
 #include "streams/flow_table.h"
 
-#include "bcl2/uaddr.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <deque>
-#include <optional>
 #include <set>
 #include <sofia-sip/msg_header.h>
 #include <sofia-sip/nta_tport.h>
@@ -44,16 +41,15 @@ int64_t nowMs()
     return static_cast<int64_t>(su_time_ms(su_now()));
 }
 
-std::string hostPort(const std::string& address, uint16_t port)
-{
-    Cbcl_uaddr text;
-    text.setAddress(address.c_str(), port);
-    return text.getURLStr();
-}
-
 bool isV6(const std::string& literal)
 {
     return literal.find(':') != std::string::npos;
+}
+
+std::string hostPort(const std::string& address, uint16_t port)
+{
+    std::string text = isV6(address) ? "[" + address + "]" : address;
+    return text.append(":").append(std::to_string(port));
 }
 
 std::string randomToken()
@@ -186,32 +182,30 @@ std::string StackCalls::contactText(const std::string& user, const SipSource& pe
 
 msg_t* StackCalls::makeRequest(const CallRequestOut& request, const Way& way)
 {
-    std::string headers;
-    headers.reserve(512 + request.headers.size());
-    if (!way.via.empty())
-        headers += headerLine("Via", way.via);
-    headers += headerLine("From", request.from);
-    headers += headerLine("To", request.to);
-    headers += headerLine("Call-ID", request.callId);
-    headers += headerLine("CSeq", std::to_string(request.cseq) + " " + request.method);
-    headers += headerLine("Max-Forwards", std::to_string(request.maxForwards));
-    for (const std::string& route : request.routes)
-        headers += headerLine("Route", route);
+    std::string lines;
+    lines.reserve(512 + request.headers.size());
     if (request.hasContact)
-        headers += headerLine("Contact", contactText(request.contactUser, request.destination));
-    headers += request.headers;
-    addBodyLines(request.body, headers);
-    const std::string line = request.method + " " + request.uri + " SIP/2.0";
+        lines += headerLine("Contact", contactText(request.contactUser, request.destination));
+    lines += request.headers;
+    addBodyLines(request.body, lines);
     // Of the stack's own class: the agent's is for what strangers send.
     msg_t* message = msg_create(sip_default_mclass(), 0);
     if (message == nullptr)
         return nullptr;
     su_home_preload(msg_home(message), 1, kMessagePreload);
-    if (sip_add_tl(message, sip_object(message), SIPTAG_REQUEST_STR(line.c_str()), SIPTAG_HEADER_STR(headers.c_str()),
-                   TAG_IF(!request.body.isEmpty(), SIPTAG_PAYLOAD(payloadOf(message, request.body))), TAG_END()) < 0 ||
-        sip_object(message)->sip_request == nullptr || sip_object(message)->sip_cseq == nullptr ||
-        sip_object(message)->sip_from == nullptr || sip_object(message)->sip_to == nullptr ||
-        sip_object(message)->sip_call_id == nullptr) {
+    const bool areRoutesAdded =
+        std::all_of(request.routes.begin(), request.routes.end(), [message](const std::string& route) {
+            return addHeader(message, sip_route_class, "Route", route);
+        });
+    if (!areRoutesAdded ||
+        !addHeader(message, sip_request_class, "", request.method + " " + request.uri + " SIP/2.0") ||
+        (!way.via.empty() && !addHeader(message, sip_via_class, "Via", way.via)) ||
+        !addHeader(message, sip_max_forwards_class, "Max-Forwards", std::to_string(request.maxForwards)) ||
+        !addHeader(message, sip_from_class, "From", request.from) ||
+        !addHeader(message, sip_to_class, "To", request.to) ||
+        !addHeader(message, sip_call_id_class, "Call-ID", request.callId) ||
+        !addHeader(message, sip_cseq_class, "CSeq", std::to_string(request.cseq) + " " + request.method) ||
+        !addLines(message, lines) || !addBody(message, request.body)) {
         msg_destroy(message);
         return nullptr;
     }
@@ -228,22 +222,6 @@ struct Target {
     [[nodiscard]] const url_string_t* get() const { return reinterpret_cast<const url_string_t*>(url.c_str()); }
 };
 
-// As a user agent the stack would confirm and end the second success of an INVITE itself: where its Contact says, by
-// whatever names stand there, and over none of the connections. As a proxy it leaves all of them to us.
-class AsProxy {
-public:
-    explicit AsProxy(nta_agent_t* agent) : _agent(agent)
-    {
-        (void)nta_agent_set_params(_agent, NTATAG_UA(0), TAG_END());
-    }
-    ~AsProxy() { (void)nta_agent_set_params(_agent, NTATAG_UA(1), TAG_END()); }
-    AsProxy(const AsProxy&) = delete;
-    AsProxy& operator=(const AsProxy&) = delete;
-
-private:
-    nta_agent_t* _agent;
-};
-
 } // namespace
 
 std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& request, ResponseHandler onResponse)
@@ -254,9 +232,7 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
     msg_t* message = way.agent == nullptr ? nullptr : makeRequest(request, way);
     nta_outgoing_t* outgoing = nullptr;
     auto* const magic = reinterpret_cast<nta_outgoing_magic_t*>(transaction.get());
-    std::optional<AsProxy> asProxy;
-    if (message != nullptr && request.method == "INVITE")
-        asProxy.emplace(way.agent);
+    const bool isInvite = request.method == "INVITE";
     if (message != nullptr && way.connection != nullptr)
         outgoing =
             nta_outgoing_mcreate(way.agent, StackClientTransaction::onAnswer, magic, nullptr, message,
@@ -270,8 +246,8 @@ std::unique_ptr<ClientTransaction> StackCalls::send(const CallRequestOut& reques
             msg_destroy(message);
         failLater(transaction.get());
     } else {
-        transaction->begin(way.agent, outgoing, asProxy.has_value());
-        if (asProxy && way.connection != nullptr)
+        transaction->begin(way.agent, outgoing, isInvite);
+        if (isInvite && way.connection != nullptr)
             transaction->keepForCancel(request, way.via);
     }
     return transaction;
@@ -344,4 +320,11 @@ void StackCalls::sendAckOf(const std::string& branch, const CallRequestOut& ack)
         msg_destroy(message);
     else
         nta_outgoing_destroy(outgoing);
+}
+
+// As a user agent the stack would confirm and end the second success of an INVITE itself: where its Contact says, by
+// whatever names stand there, and over none of the connections. Not taken, it goes to the callback for strays.
+extern "C" __attribute__((visibility("default"))) int nta_msg_ackbye(nta_agent_t*, msg_t*)
+{
+    return -1;
 }

@@ -1,4 +1,5 @@
-// Transactions of calls on the SIP stack. For the files of this folder only: it speaks the stack's types.
+// Transactions of calls on the SIP stack, and nta_msg_ackbye() of its library. For the files of this folder only: it
+// speaks the stack's types.
 #pragma once
 
 #include "sip/transactions.h"

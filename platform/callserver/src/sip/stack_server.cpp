@@ -148,11 +148,10 @@ msg_t* StackServerTransaction::responseTo(const CallAnswer& answer)
     msg_t* message = nta_msg_create(_taken.agent, 0);
     if (message == nullptr)
         return nullptr;
-    // The stack copies headers, but not the phrase.
+    // The stack does not copy the phrase.
     const char* const kept = su_strdup(msg_home(message), phrase.empty() ? "Unknown" : phrase.c_str());
-    if (nta_incoming_complete_response(
-            _taken.incoming, message, answer.status, kept, TAG_IF(!headers.empty(), SIPTAG_HEADER_STR(headers.c_str())),
-            TAG_IF(!answer.body.isEmpty(), SIPTAG_PAYLOAD(payloadOf(message, answer.body))), TAG_END()) < 0) {
+    if (!addLines(message, headers) || !addBody(message, answer.body) ||
+        nta_incoming_complete_response(_taken.incoming, message, answer.status, kept, TAG_END()) < 0) {
         msg_destroy(message);
         return nullptr;
     }

@@ -6,6 +6,7 @@
 #include <sofia-sip/msg_types.h>
 #include <sofia-sip/sip.h>
 #include <string>
+#include <string_view>
 
 [[nodiscard]] std::string uriText(msg_t* message, const url_t* url);
 // Without the escapes of URIs; null is empty.
@@ -19,5 +20,10 @@
 
 // What the header says of a body: whole lines.
 void addBodyLines(const SipBody& body, std::string& headers);
-// Null without a body. Of the message's memory.
-[[nodiscard]] sip_payload_t* payloadOf(msg_t* message, const SipBody& body);
+// Adds a header in the form that the stack knows, and as it is written; the first line has no name. False: the value is
+// none of that kind.
+[[nodiscard]] bool addHeader(msg_t* message, msg_hclass_t* kind, std::string_view name, const std::string& value);
+// Adds whole lines as they are: what they say matters to the other side only. False: one of them is no header.
+[[nodiscard]] bool addLines(msg_t* message, std::string_view lines);
+// False without memory. Nothing is added where there is no body.
+[[nodiscard]] bool addBody(msg_t* message, const SipBody& body);
