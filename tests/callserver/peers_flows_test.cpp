@@ -242,6 +242,20 @@ TEST_F(FlowsTest, AScreenedCallerIsRefusedBeforeTheTelephoneRings)
     caller->expect("486");
 }
 
+// RFC 3261 section 17.2.1
+TEST_F(FlowsTest, TryingIsSaidOnlyWhereNothingElseCanBeSaidSoon)
+{
+    startTelephones([](Cdb_fac_mgr& filled) {
+        addUser(filled, "2007", "secret", [](Cdb_usr_info& user) { user.flags |= kUsrDoNotDisturb; });
+    });
+    caller->invite("2007");
+    EXPECT_EQ(caller->hear(kQuietMs).status(), 486);
+    caller->invite("2002");
+    EXPECT_EQ(caller->hear(kQuietMs).status(), 100);
+    called->answer(called->expect("INVITE"), 486);
+    caller->expect("486");
+}
+
 TEST_F(FlowsTest, EarlyMediaIsFollowedByRingingAndAnotherAnswer)
 {
     startTelephones();

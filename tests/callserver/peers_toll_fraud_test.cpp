@@ -262,7 +262,7 @@ TEST_F(TollFraudPacketsTest, ATelephoneSendsNoCallOutside)
     const PhoneMessage invite = second->expect("INVITE");
     second->answer(invite, 302, {}, {"Contact: <" + gatewayUri() + ">", "Contact: <sip:99100@" + server() + ">"});
     second->expect("ACK");
-    EXPECT_GE(first->hear(static_cast<int>(kTestPatience.count() * 1000)).status(), 180);
+    first->expect("181");
     EXPECT_EQ(gateway->receive(kQuietMs).text, "");
     EXPECT_EQ(events.count("call 1 answer"), 0U);
 }

@@ -116,9 +116,7 @@ std::string CallPhone::sendAuthorized(const std::string& method, const std::stri
     PhoneMessage answer = hear(kPatienceMs);
     if (answer.status() == 407) {
         if (method == "INVITE")
-            _client.send("ACK " + _inviteUri + " SIP/2.0\r\n" + _inviteVia + "From: " + _local +
-                         "\r\nTo: " + answer.header("To") + "\r\nCall-ID: " + _callId +
-                         "\r\nCSeq: " + std::to_string(_cseq) + " ACK\r\nContent-Length: 0\r\n\r\n");
+            confirmFailure(answer);
         std::vector<std::string> authorized = headers;
         authorized.push_back("Proxy-Authorization: " + SipClient::credentials(answer.header("Proxy-Authenticate"),
                                                                               _user, "secret", method, _inviteUri));
@@ -129,10 +127,14 @@ std::string CallPhone::sendAuthorized(const std::string& method, const std::stri
     // What is no mere 100 is for whoever expects it.
     while (final != nullptr && answer.status() > 0 && answer.status() < 200)
         answer = hear(kPatienceMs);
+    if (final != nullptr && method == "INVITE" && answer.status() >= 300)
+        confirmFailure(answer);
     if (final != nullptr)
         *final = answer;
-    else if (answer.status() != 100)
-        ADD_FAILURE() << "no 100 but " << answer.text;
+    else if (answer.isNone())
+        ADD_FAILURE() << _user << " hears nothing of " << sent;
+    else
+        _unread = std::move(answer);
     return sent;
 }
 
@@ -151,6 +153,8 @@ PhoneMessage CallPhone::ask(const std::string& method, const std::string& to, co
 
 PhoneMessage CallPhone::hear(int timeoutMs)
 {
+    if (PhoneMessage unread = std::exchange(_unread, {}); !unread.isNone())
+        return unread;
     return {_client.receive(timeoutMs).text};
 }
 

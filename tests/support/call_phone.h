@@ -83,6 +83,7 @@ private:
     uint16_t _serverPort;
     SipClient::Transport _transport;
     std::string _user;
+    PhoneMessage _unread;         // came while something else was waited for
     std::set<std::string> _heard; // what makes a message a repetition
     std::string _tag;             // in answers; empty: the usual one
     std::string _callId;

@@ -41,6 +41,9 @@ void StackServerTransaction::answer(const CallAnswer& answer)
 {
     if (_taken.incoming == nullptr || _isAnswered)
         return;
+    // The stack says 100 by itself, when after 200 ms nothing else was said (RFC 3261 section 17.2.1).
+    if (answer.status == 100)
+        return;
     // The stack would make it reliable by itself, and hold none back until the one before was confirmed.
     if (_taken.isReliableRequired && answer.status > 100 && answer.status < 200) {
         (void)answerReliably(answer, true);

@@ -41,6 +41,7 @@ public:
     virtual void setTag(const std::string& tag) = 0;
     // Null: nobody hears any more. Only INVITE has something to tell.
     virtual void setListener(ServerTransactionListener* listener) = 0;
+    // 100 goes out only when nothing else follows soon.
     virtual void answer(const CallAnswer& answer) = 0;
     // A provisional answer that is repeated until it is confirmed (RFC 3262). False: the caller does not know that.
     [[nodiscard]] virtual bool answerReliably(const CallAnswer& answer) = 0;
