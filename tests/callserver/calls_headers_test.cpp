@@ -8,6 +8,18 @@ namespace {
 class CallsHeadersTest : public CallsFixture {
 protected:
     static void hide(Cdb_usr_info& user) { user.flags |= kUsrHideNumber; }
+    static std::string shown(const CallRequestOut& request)
+    {
+        return request.from.substr(0, request.from.find(";tag="));
+    }
+    void hideByRule(const char* caller, const char* displayName)
+    {
+        Cdb_clr_rewriting_info rule;
+        BclCopyStr(rule.callerNbr, caller);
+        BclCopyStr(rule.displayName, displayName);
+        rule.isAnonymous = 1;
+        ASSERT_EQ(store.DbClrReWriteAdd(&rule), kDbOk);
+    }
 };
 
 TEST_F(CallsHeadersTest, TheCalledSideSeesTheServerAndTheCallersName)
@@ -119,6 +131,35 @@ TEST_F(CallsHeadersTest, AHiddenNumberShowsNowhere)
         for (const std::string& text : {out.from, out.to, out.headers, out.uri, out.contactUser, out.callId})
             EXPECT_EQ(text.find("2001"), std::string::npos) << out.method << ": " << text;
     }
+}
+
+TEST_F(CallsHeadersTest, ARuleThatHidesTheNumberKeepsItsName)
+{
+    hideByRule("2001", "Miller and Sons");
+    hideByRule("2003", "");
+    call("2001", "2002");
+    const CallRequestOut named = next("INVITE")->request;
+    EXPECT_EQ(shown(named), "\"Miller and Sons\" <sip:anonymous@anonymous.invalid>");
+    EXPECT_TRUE(isIn(named.headers, "Privacy: id"));
+    EXPECT_EQ(named.contactUser, "anonymous");
+    EXPECT_EQ(named.headers.find("2001"), std::string::npos) << named.headers;
+    call("2003", "2004");
+    EXPECT_EQ(shown(next("INVITE")->request), "\"Anonymous\" <sip:anonymous@anonymous.invalid>");
+}
+
+TEST_F(CallsHeadersTest, ANameThatHidesTheNumberGoesAlongWhenTheCallIsSentOn)
+{
+    hideByRule("2001", "Miller and Sons");
+    call("2001", "2002");
+    answer(next("INVITE"), 302, {}, [](CallMessage& response) { response.contactUser = "2003"; });
+    EXPECT_EQ(shown(next("INVITE")->request), "\"Miller and Sons\" <sip:anonymous@anonymous.invalid>");
+}
+
+TEST_F(CallsHeadersTest, ACallerWhoAsksForPrivacyKeepsItWhenTheCallIsSentOn)
+{
+    call("2001", "2002", [](CallMessage& invite) { invite.isAnonymous = true; });
+    answer(next("INVITE"), 302, {}, [](CallMessage& response) { response.contactUser = "2003"; });
+    EXPECT_EQ(shown(next("INVITE")->request), "\"Anonymous\" <sip:anonymous@anonymous.invalid>");
 }
 
 TEST_F(CallsHeadersTest, ACallerWhoAsksForPrivacyGetsIt)

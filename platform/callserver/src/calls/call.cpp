@@ -3,6 +3,7 @@
 #include "calls/call_words.h"
 #include "calls/sdp.h"
 #include "calls/sdp_part.h"
+#include "calls/shown_caller.h"
 #include "sip/uri_text.h"
 
 #include "bcl2/text.h"
@@ -27,7 +28,7 @@ Call::Call(CallHost& host, int number, const CallMessage& invite, std::unique_pt
       _invite(invite),
       _source(source),
       _answer(std::move(answer)),
-      _isAnonymous(_answer.isAnonymous || _invite.hidesCaller()),
+      _isAnonymous(isHidden(_answer, _invite)),
       _transaction(std::move(transaction))
 {
     _caller.dialog = dialogOfCaller(_invite, randomTag());
@@ -129,7 +130,7 @@ void Call::begin()
         _callerShare.begin(_host.users(), _caller.user, true);
     }
     _caller.number = _answer.caller;
-    _caller.display = callerDisplay();
+    _caller.display = shownName(_answer, _invite);
     _caller.isAnonymous = _isAnonymous;
     beginRecord(_invite.requestUser);
     if (_answer.status != 0)
@@ -224,17 +225,6 @@ std::vector<Telephone> Call::telephonesFor(const Cdb_usr_info& user)
     return telephones;
 }
 
-std::string Call::callerAs(const DialTarget& target, const std::string& host) const
-{
-    return _isAnonymous ? kAnonymousParty : nameAddr(callerDisplay(), sipUri(target.caller, host));
-}
-
-const std::string& Call::callerDisplay() const
-{
-    const bool isOwnName = !_answer.displayName.empty() || _answer.isDisplayNameRemoved;
-    return isOwnName ? _answer.displayName : _invite.from.display;
-}
-
 // The domain of the server, or its address as that peer knows it.
 std::string Call::hostFor(const SipSource& peer)
 {
@@ -256,7 +246,7 @@ void Call::addBranch(const Telephone& contact, const DialTarget& target)
     const std::string host = hostFor(contact.destination);
     dialog.callId = randomTag() + randomTag();
     dialog.localTag = randomTag();
-    dialog.localParty = callerAs(target, host);
+    dialog.localParty = shownParty(_answer, _invite, target.caller, host);
     dialog.remoteParty = "<" + sipUri(target.called, host) + ">";
     dialog.remoteTarget = contact.uri;
     dialog.peer = contact.destination;

@@ -236,7 +236,6 @@ private:
     void noteSource(CallLeg& side, const SipSource& source);
     [[nodiscard]] ResponseHandler answersOf(size_t branch);
     void addBranch(const Telephone& contact, const DialTarget& target);
-    [[nodiscard]] std::string callerAs(const DialTarget& target, const std::string& host) const;
     void setNumbers(const DialTarget& target);
 
     // The leg's dialog is the one with this tag from now on. False: there are too many.
@@ -264,7 +263,6 @@ private:
     void onDismissedAnswer(Branch& branch, const CallMessage& response);
     static void showAs(DialAnswer& answer, const CallLeg& shown);
     void beginRecord(const std::string& dialed);
-    [[nodiscard]] const std::string& callerDisplay() const;
     void finishIfDone();
 
     void onBye(int leg, const CallMessage& bye, ServerTransaction& transaction);

@@ -34,9 +34,6 @@ private:
     [[nodiscard]] CallRequestOut common(std::string_view method) const;
 };
 
-// From of a caller who is not to be known (RFC 3323 section 4.1.1.3).
-constexpr const char* kAnonymousParty = "\"Anonymous\" <sip:anonymous@anonymous.invalid>";
-
 // Of an INVITE that came in.
 [[nodiscard]] Dialog dialogOfCaller(const CallMessage& invite, std::string localTag);
 

@@ -2,6 +2,7 @@
 
 #include "calls/dialog.h"
 #include "calls/reachable.h"
+#include "calls/shown_caller.h"
 #include "sip/uri_text.h"
 
 #include "bcl2/text.h"
@@ -39,15 +40,15 @@ void MessageRelay::relay(const CallMessage& message, const CallSource& source, c
     Delivery& delivery = _deliveries.emplace_back();
     delivery.transaction = std::move(transaction);
     delivery.open = telephones.size();
-    const bool isAnonymous = answer.isAnonymous || message.hidesCaller();
+    const bool isAnonymous = isHidden(answer, message);
     const std::string domain(BclTrimmed(BclFieldText(_system.now().sipDomain)));
     for (const Telephone& telephone : telephones) {
         const std::string host = domain.empty() ? _transport.localHost(telephone.destination) : domain;
         CallRequestOut out;
         out.method = "MESSAGE";
         out.uri = telephone.uri;
-        out.from =
-            isAnonymous ? std::string(kAnonymousParty) : nameAddr(message.from.display, sipUri(target.caller, host));
+        out.from = isAnonymous ? shownParty(answer, message, target.caller, host)
+                               : nameAddr(message.from.display, sipUri(target.caller, host));
         out.from += ";tag=" + randomTag();
         out.to = "<" + sipUri(target.called, host) + ">";
         out.callId = randomTag() + randomTag();

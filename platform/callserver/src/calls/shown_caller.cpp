@@ -1,0 +1,32 @@
+#include "calls/shown_caller.h"
+
+#include "sip/uri_text.h"
+
+namespace {
+
+// Of a caller who is not to be known (RFC 3323 section 4.1.1.3).
+constexpr const char* kAnonymousName = "Anonymous";
+constexpr const char* kAnonymousUri = "sip:anonymous@anonymous.invalid";
+
+} // namespace
+
+bool isHidden(const DialAnswer& answer, const CallMessage& request)
+{
+    return answer.isAnonymous || request.hidesCaller();
+}
+
+std::string_view shownName(const DialAnswer& answer, const CallMessage& request)
+{
+    if (isHidden(answer, request))
+        return answer.isAnonymous && !answer.displayName.empty() ? answer.displayName
+                                                                 : std::string_view(kAnonymousName);
+    const bool isGiven = !answer.displayName.empty() || answer.isDisplayNameRemoved;
+    return isGiven ? answer.displayName : request.from.display;
+}
+
+std::string shownParty(const DialAnswer& answer, const CallMessage& request, std::string_view number,
+                       std::string_view host)
+{
+    const std::string_view name = shownName(answer, request);
+    return nameAddr(name, isHidden(answer, request) ? std::string(kAnonymousUri) : sipUri(number, host));
+}
