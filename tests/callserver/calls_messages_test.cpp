@@ -26,7 +26,7 @@ TEST_F(CallsMessagesTest, ReachTheOtherUserAsTheyAre)
         request.maxForwards = 5;
         request.passed = "Subject: lunch\r\n";
         request.authorizations = {"Digest secret"};
-        request.from.display = "Desk";
+        request.from.display = "Director";
     });
     const SentPtr sent = next("MESSAGE");
     const CallRequestOut& out = sent->request;
@@ -36,7 +36,8 @@ TEST_F(CallsMessagesTest, ReachTheOtherUserAsTheyAre)
     EXPECT_EQ(out.headers, "Subject: lunch\r\n");
     EXPECT_EQ(out.maxForwards, 4U);
     EXPECT_EQ(out.uri, phone("2002").contact());
-    EXPECT_EQ(out.from.substr(0, out.from.find(";tag=")), "\"Desk\" <sip:2001@198.51.100.1:5060>");
+    EXPECT_EQ(out.from.substr(0, out.from.find(";tag=")), "\"Phone 2001\" <sip:2001@198.51.100.1:5060>")
+        << "nobody takes the name of another one";
     EXPECT_EQ(out.to, "<sip:2002@198.51.100.1:5060>");
     EXPECT_FALSE(out.hasContact); // RFC 3428 section 4
     EXPECT_EQ(message->statuses(), Statuses{});
@@ -44,6 +45,25 @@ TEST_F(CallsMessagesTest, ReachTheOtherUserAsTheyAre)
     EXPECT_EQ(message->statuses(), Statuses{202});
     EXPECT_TRUE(records.empty());
     EXPECT_TRUE(states.empty());
+}
+
+TEST_F(CallsMessagesTest, ShowTheSenderAsHisCallsDo)
+{
+    const auto shown = [this](const std::string& from) {
+        write(from, "2002", [](CallMessage& request) { request.from.display = "Desk"; });
+        const SentPtr sent = next("MESSAGE");
+        answer(sent, 200);
+        return sent->request.from.substr(0, sent->request.from.find(";tag="));
+    };
+    changeUser("2003", [](Cdb_usr_info& user) { BclCopyStr(user.dispName, ""); });
+    Cdb_clr_rewriting_info rule;
+    BclCopyStr(rule.callerNbr, "2004");
+    BclCopyStr(rule.displayName, "Miller and Sons");
+    ASSERT_EQ(store.DbClrReWriteAdd(&rule), kDbOk);
+    EXPECT_EQ(shown("2003"), "\"Desk\" <sip:2003@198.51.100.1:5060>");
+    EXPECT_EQ(shown("2004"), "\"Miller and Sons\" <sip:2004@198.51.100.1:5060>");
+    changeUser("2005", [](Cdb_usr_info& user) { user.flags |= kUsrHideNumber; });
+    EXPECT_EQ(shown("2005"), "\"Anonymous\" <sip:anonymous@anonymous.invalid>");
 }
 
 TEST_F(CallsMessagesTest, GoToAllTelephonesAndTheFirstThatTakesThemDecides)

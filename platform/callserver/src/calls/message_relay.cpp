@@ -40,22 +40,19 @@ void MessageRelay::relay(const CallMessage& message, const CallSource& source, c
     Delivery& delivery = _deliveries.emplace_back();
     delivery.transaction = std::move(transaction);
     delivery.open = telephones.size();
-    const bool isAnonymous = isHidden(answer, message);
     const std::string domain(BclTrimmed(BclFieldText(_system.now().sipDomain)));
     for (const Telephone& telephone : telephones) {
         const std::string host = domain.empty() ? _transport.localHost(telephone.destination) : domain;
         CallRequestOut out;
         out.method = "MESSAGE";
         out.uri = telephone.uri;
-        out.from = isAnonymous ? shownParty(answer, message, target.caller, host)
-                               : nameAddr(message.from.display, sipUri(target.caller, host));
-        out.from += ";tag=" + randomTag();
+        out.from = shownParty(answer, message, target.caller, host) + ";tag=" + randomTag();
         out.to = "<" + sipUri(target.called, host) + ">";
         out.callId = randomTag() + randomTag();
         out.cseq = 1;
         out.maxForwards = message.maxForwards > 0 ? message.maxForwards - 1 : 0;
         out.headers = message.passed;
-        if (isAnonymous)
+        if (isHidden(answer, message))
             out.headers += headerLine("Privacy", "id");
         out.body = message.body;
         out.destination = telephone.destination;
