@@ -133,6 +133,25 @@ TEST_F(CallsHeadersTest, AHiddenNumberShowsNowhere)
     }
 }
 
+TEST_F(CallsHeadersTest, WhoHidesHisNumberIsNotToldByOtherHeaders)
+{
+    constexpr const char* kTelling = "Call-Info: <http://b.test/2001.png>;purpose=icon\r\nIn-Reply-To: 1@2001.test\r\n"
+                                     "Organization: Desk of 2001\r\nPriority: urgent\r\nSubject: 2001 here\r\n";
+    constexpr const char* kKept = "Priority: urgent\r\n";
+    const auto tell = [&](CallMessage& request) { request.passed = kTelling; };
+    Talk open = talk("2003", "2004", tell);
+    EXPECT_EQ(open.branch->request.headers.find(kTelling), 0U);
+    changeUser("2001", hide);
+    Talk made = talk("2001", "2002", tell);
+    EXPECT_EQ(made.branch->request.headers.find(std::string(kKept) + "Allow: "), 0U);
+    send(made.caller, SipMethod::Invite, kHold, tell);
+    EXPECT_EQ(next("INVITE")->request.headers.find(std::string(kKept) + "Allow: "), 0U);
+    send(made.caller, SipMethod::Info, "x", tell);
+    EXPECT_EQ(next("INFO")->request.headers, kKept);
+    send(made.called, SipMethod::Info, "x", tell);
+    EXPECT_EQ(next("INFO")->request.headers, kTelling) << "the other side hides nothing";
+}
+
 TEST_F(CallsHeadersTest, ARuleThatHidesTheNumberKeepsItsName)
 {
     hideByRule("2001", "Miller and Sons");

@@ -64,6 +64,8 @@ TEST_F(CallsMessagesTest, ShowTheSenderAsHisCallsDo)
     EXPECT_EQ(shown("2004"), "\"Miller and Sons\" <sip:2004@198.51.100.1:5060>");
     changeUser("2005", [](Cdb_usr_info& user) { user.flags |= kUsrHideNumber; });
     EXPECT_EQ(shown("2005"), "\"Anonymous\" <sip:anonymous@anonymous.invalid>");
+    write("2005", "2002", [](CallMessage& request) { request.passed = "Organization: Desk of 2005\r\n"; });
+    EXPECT_EQ(next("MESSAGE")->request.headers, "Privacy: id\r\n");
 }
 
 TEST_F(CallsMessagesTest, GoToAllTelephonesAndTheFirstThatTakesThemDecides)

@@ -278,12 +278,10 @@ bool Call::mayWrite(const CallLeg& side) const
     return user == nullptr || user->hasFlag(kUsrMessages);
 }
 
-// Strangers might have telephones pick up by themselves.
-std::string Call::passedHeaders() const
+std::string Call::passedHeaders(int from, const CallMessage& request) const
 {
-    return _source.kind == SourceKind::Unknown
-               ? withoutHeaders(_invite.passed, {"Alert-Info", "Answer-Mode", "Call-Info"})
-               : _invite.passed;
+    const bool isStranger = from == kCaller && _source.kind == SourceKind::Unknown;
+    return shownHeaders(request.passed, legAt(from)->isAnonymous, isStranger);
 }
 
 void Call::invite(size_t index)
@@ -293,7 +291,7 @@ void Call::invite(size_t index)
     branch.leg.inviteCseq = request.cseq;
     request.hasContact = true;
     request.maxForwards = _invite.maxForwards > 0 ? _invite.maxForwards - 1 : 0;
-    request.headers = passedHeaders() + headerLine("Allow", allowFor(branch.leg, _caller));
+    request.headers = passedHeaders(kCaller, _invite) + headerLine("Allow", allowFor(branch.leg, _caller));
     // Several telephones that ring together have no one session before the answer.
     const bool isReliable = _branches.size() == 1 && _invite.isReliableSupported;
     std::string supported = isReliable ? "100rel, replaces" : "replaces";

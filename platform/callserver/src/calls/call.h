@@ -226,7 +226,7 @@ private:
     void tryTargets();
     [[nodiscard]] int refusalOf(const Cdb_usr_info& user) const;
     [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
-    [[nodiscard]] std::string passedHeaders() const;
+    [[nodiscard]] std::string passedHeaders(int from, const CallMessage& request) const;
     void invite(size_t branch);
     // A request with the next CSeq, to where the side is now.
     [[nodiscard]] CallRequestOut requestTo(CallLeg& side, std::string_view method);

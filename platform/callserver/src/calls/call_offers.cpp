@@ -179,7 +179,8 @@ void Call::sendOffer()
     CallLeg& other = leg(_exchange->to);
     CallRequestOut passed = requestTo(other, request.methodName);
     passed.hasContact = true;
-    passed.headers = request.passed + featuresFor(other, leg(_exchange->from)) + headerLine("User-Agent", kProduct);
+    passed.headers = passedHeaders(_exchange->from, request) + featuresFor(other, leg(_exchange->from)) +
+                     headerLine("User-Agent", kProduct);
     if (other.isTimerSupported && other.timer.isOn())
         passed.headers += other.timer.offer();
     passed.body = bodyFor(other, request.body);
@@ -397,7 +398,7 @@ void Call::pass(int from, const CallMessage& request, std::unique_ptr<ServerTran
     }
     CallLeg& other = leg(*to);
     CallRequestOut passed = requestTo(other, request.methodName);
-    passed.headers = request.passed;
+    passed.headers = passedHeaders(from, request);
     auto relay = std::make_unique<Relay>();
     if (isOffer)
         relay->before = other.sent;

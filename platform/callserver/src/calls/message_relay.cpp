@@ -51,7 +51,7 @@ void MessageRelay::relay(const CallMessage& message, const CallSource& source, c
         out.callId = randomTag() + randomTag();
         out.cseq = 1;
         out.maxForwards = message.maxForwards > 0 ? message.maxForwards - 1 : 0;
-        out.headers = message.passed;
+        out.headers = shownHeaders(message.passed, isHidden(answer, message), source.kind == SourceKind::Unknown);
         if (isHidden(answer, message))
             out.headers += headerLine("Privacy", "id");
         out.body = message.body;

@@ -30,3 +30,15 @@ std::string shownParty(const DialAnswer& answer, const CallMessage& request, std
     const std::string_view name = shownName(answer, request);
     return nameAddr(name, isHidden(answer, request) ? std::string(kAnonymousUri) : sipUri(number, host));
 }
+
+std::string shownHeaders(std::string_view passed, bool isHidden, bool isStranger)
+{
+    std::string headers(passed);
+    // He might have telephones pick up by themselves.
+    if (isStranger)
+        headers = withoutHeaders(headers, {"Alert-Info", "Answer-Mode", "Call-Info"});
+    // They tell who he is (RFC 3323 section 5.3).
+    if (isHidden)
+        headers = withoutHeaders(headers, {"Call-Info", "In-Reply-To", "Organization", "Subject"});
+    return headers;
+}

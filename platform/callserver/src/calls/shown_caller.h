@@ -17,3 +17,6 @@
 // Name and address, for From. `number`: as it is sent to this target.
 [[nodiscard]] std::string shownParty(const DialAnswer& answer, const CallMessage& request, std::string_view number,
                                      std::string_view host);
+
+// What of the headers of his requests goes on. `isStranger`: nobody knows who he is.
+[[nodiscard]] std::string shownHeaders(std::string_view passed, bool isHidden, bool isStranger);
