@@ -1,11 +1,38 @@
 // How calls end: refused, cancelled, hung up, lost.
 #include "callserver/calls_fixture.h"
+#include "trace/message_trace.h"
+
+#include <algorithm>
 
 namespace {
 
 using Statuses = std::vector<int>;
 
 class CallsEndingTest : public CallsFixture {};
+
+TEST_F(CallsEndingTest, ATraceSaysWhyTheCalledUserDoesNotRing)
+{
+    const auto stepOf = [this](const std::string& from, const std::string& to, int status) {
+        lines.clear();
+        EXPECT_EQ(call(from, to)->status(), status) << to;
+        const std::string last = lines.empty() ? std::string() : lines.back();
+        return last.substr(std::min(last.find("Refused"), last.size()));
+    };
+    changeUser("2001", [](Cdb_usr_info& user) { user.flags |= kUsrHideNumber; });
+    changeUser("2002", [](Cdb_usr_info& user) { user.flags |= kUsrRejectAnonymous; });
+    changeUser("2003", [](Cdb_usr_info& user) { user.flags |= kUsrDoNotDisturb; });
+    changeUser("2004", [](Cdb_usr_info& user) { user.maxCalls = 1; });
+    changeUser("2005", [](Cdb_usr_info& user) { user.flags &= ~uint32_t{kUsrCallWaiting}; });
+    EXPECT_EQ(stepOf("2001", "2002", 433), "") << "nobody traces it";
+    messageTrace().beginCalls(MessageTrace::Whose::Called, "200");
+    EXPECT_EQ(stepOf("2001", "2002", 433), "Refused with 433: local user 2002 does not want anonymous calls.");
+    EXPECT_EQ(stepOf("2001", "2003", 486), "Refused with 486: local user 2003 is not to be disturbed.");
+    EXPECT_EQ(stepOf("2001", "2001", 480), "Refused with 480: local user 2001 has no telephone that could ring.");
+    talk("2004", "2005");
+    EXPECT_EQ(stepOf("2001", "2004", 486), "Refused with 486: local user 2004 has reached his limit of calls.");
+    EXPECT_EQ(stepOf("2001", "2005", 486), "Refused with 486: local user 2005 is busy, and no more calls may wait.");
+    messageTrace().end();
+}
 
 TEST_F(CallsEndingTest, EachSideMayHangUp)
 {

@@ -177,16 +177,16 @@ void Call::tryTargets()
     }
     const auto user = _host.findUser(target.name);
     if (user == nullptr) {
-        fail({404});
+        refuse(target, {404, "does not exist any more"});
         return;
     }
-    if (const int refusal = refusalOf(*user); refusal != 0) {
-        fail({refusal});
+    if (const Refusal refusal = refusalOf(*user); refusal.status != 0) {
+        refuse(target, refusal);
         return;
     }
     const std::vector<Telephone> telephones = telephonesFor(*user);
     if (telephones.empty()) {
-        fail({480});
+        refuse(target, {480, "has no telephone that could ring"});
         return;
     }
     _calledShare.begin(_host.users(), target.name, false);
@@ -201,18 +201,24 @@ void Call::tryTargets()
     reschedule();
 }
 
-// Why the user does not ring; 0: he does.
-int Call::refusalOf(const Cdb_usr_info& user) const
+void Call::refuse(const DialTarget& target, const Refusal& refusal)
+{
+    _host.traceStep(*this, "Refused with " + std::to_string(refusal.status) + ": local user " + target.name + " " +
+                               refusal.why + ".");
+    fail({refusal.status});
+}
+
+Call::Refusal Call::refusalOf(const Cdb_usr_info& user) const
 {
     const std::string name(BclFieldText(user.usrName));
     const UserCalls& calls = _host.users();
     if (user.hasFlag(kUsrRejectAnonymous) && (_isAnonymous || _answer.caller.empty()))
-        return 433;
+        return {433, "does not want anonymous calls"};
     if (user.hasFlag(kUsrDoNotDisturb))
-        return 486;
+        return {486, "is not to be disturbed"};
     if (user.maxCalls > 0 && calls.ofUser(name) >= static_cast<unsigned>(user.maxCalls))
-        return 486;
-    return calls.mayRing(user) ? 0 : 486;
+        return {486, "has reached his limit of calls"};
+    return calls.mayRing(user) ? Refusal{} : Refusal{486, "is busy, and no more calls may wait"};
 }
 
 // The telephone that calls does not ring itself.

@@ -96,6 +96,8 @@ public:
     // A line of the server log on a call that is refused for the server's own sake; repetitions are left out for a
     // while.
     virtual void refused(const std::string& caller, const SipSource& source, const std::string& reason) = 0;
+    // One more step, behind those of the dial plan, for whoever traces the call.
+    virtual void traceStep(const Call& call, const std::string& text) = 0;
 };
 
 class Call final : public ServerTransactionListener {
@@ -224,7 +226,13 @@ private:
     [[nodiscard]] std::optional<int> otherSide(int number) const;
 
     void tryTargets();
-    [[nodiscard]] int refusalOf(const Cdb_usr_info& user) const;
+    // Why the user does not ring. No status: he does.
+    struct Refusal {
+        int status = 0;
+        const char* why = "";
+    };
+    [[nodiscard]] Refusal refusalOf(const Cdb_usr_info& user) const;
+    void refuse(const DialTarget& target, const Refusal& refusal);
     [[nodiscard]] std::vector<Telephone> telephonesFor(const Cdb_usr_info& user);
     [[nodiscard]] std::string passedHeaders(int from, const CallMessage& request) const;
     void invite(size_t branch);

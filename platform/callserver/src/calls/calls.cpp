@@ -157,6 +157,12 @@ void Calls::replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransac
         call->onReplace(leg, request, std::move(transaction));
 }
 
+void Calls::traceStep(const Call& call, const std::string& text)
+{
+    if (messageTrace().follows(call.legAt(Call::kCaller)->dialog.callId))
+        ServerLog("Trace: call %d: %s", call.number(), text.c_str());
+}
+
 DialAnswer Calls::analyzeFor(const std::string& user, const std::string& number, const Call& call,
                              const CallCounts& counts)
 {

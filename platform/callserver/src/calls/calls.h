@@ -109,6 +109,7 @@ private:
     void wake(Call& call, int64_t atMs) override;
     void finished(Call& call) override;
     void refused(const std::string& caller, const SipSource& source, const std::string& reason) override;
+    void traceStep(const Call& call, const std::string& text) override;
 
     Registrar& _registrar;
     RefusalLog& _refusals;
