@@ -26,7 +26,7 @@ constexpr int kPerSecond = 500;
 constexpr int kBurstMs = 20;
 constexpr int kEvents = kCdrTimes; // of one call
 constexpr int kBetween = 100;      // calls that start between two events of one call
-constexpr int kRestMs = 1000; // until what filled the window is painted
+constexpr int kRestMs = 1000;      // until what filled the window is painted
 constexpr int kLookMs = 200;
 constexpr int kEndColumn = 11;
 
