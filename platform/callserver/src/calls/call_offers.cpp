@@ -203,8 +203,10 @@ void Call::cancelExchange(const std::string& headers)
 // Whoever was to get a place by it does not; whoever has left it meanwhile has left the call.
 void Call::closeExchange()
 {
-    const std::optional<int> place = _exchange ? _exchange->place : std::nullopt;
-    const int late = _exchange ? _exchange->from : kCaller;
+    if (!_exchange)
+        return;
+    const std::optional<int> place = _exchange->place;
+    const int late = _exchange->from;
     partFromExchange();
     _exchange.reset();
     if (!place)
