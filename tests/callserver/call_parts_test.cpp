@@ -214,6 +214,22 @@ TEST(HeldAnswer, BrokenTextsAreNoStreams)
     EXPECT_EQ(heldAnswer("m=audio 7 ", "o"), head + "m=audio 0 \r\n");
 }
 
+TEST(NextOrigin, HasAVersionHigherByOne)
+{
+    EXPECT_EQ(nextOrigin("- 7 1 IN IP4 192.0.2.1"), "- 7 2 IN IP4 192.0.2.1");
+    EXPECT_EQ(nextOrigin("- 7 0 IN IP4 192.0.2.1"), "- 7 1 IN IP4 192.0.2.1");
+    EXPECT_EQ(nextOrigin("- 7 199 IN IP4 192.0.2.1"), "- 7 200 IN IP4 192.0.2.1");
+    EXPECT_EQ(nextOrigin("- 7 99 IN IP4 192.0.2.1"), "- 7 100 IN IP4 192.0.2.1");
+    EXPECT_EQ(nextOrigin("- 7 18446744073709551615 IN"), "- 7 18446744073709551616 IN");
+    EXPECT_EQ(nextOrigin("- 7 99999999999999999999 IN"), "- 7 100000000000000000000 IN");
+}
+
+TEST(NextOrigin, IsTheSameWithoutAVersion)
+{
+    for (const char* const origin : {"", " ", "-", "- 7", "- 7 1", "- 7 x IN", "- 7 -1 IN", "- 7 1x IN", "- 7  IN"})
+        EXPECT_EQ(nextOrigin(origin), origin);
+}
+
 TEST(UriText, WhatAUserPartMayNotHoldIsEscaped)
 {
     EXPECT_EQ(sipUri("2001", "host:5060"), "sip:2001@host:5060");

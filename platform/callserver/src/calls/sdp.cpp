@@ -1,8 +1,7 @@
 #include "calls/sdp.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
+#include <cstddef>
 
 namespace {
 
@@ -93,14 +92,24 @@ std::string heldAnswer(std::string_view offer, std::string_view origin)
 
 std::string nextOrigin(std::string_view origin)
 {
+    std::string next(origin);
     // user, session, version, and where it is
     const size_t session = origin.find(' ');
     const size_t version = session == std::string_view::npos ? session : origin.find(' ', session + 1);
     const size_t end = version == std::string_view::npos ? version : origin.find(' ', version + 1);
-    uint64_t number = 0;
-    if (end == std::string_view::npos ||
-        std::from_chars(origin.data() + version + 1, origin.data() + end, number).ptr != origin.data() + end)
-        return std::string(origin);
-    std::string next(origin.substr(0, version + 1));
-    return next.append(std::to_string(number + 1)).append(origin.substr(end));
+    if (end == std::string_view::npos)
+        return next;
+    const size_t begin = version + 1;
+    const std::string_view digits = origin.substr(begin, end - begin);
+    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
+        return next;
+    // It may have more digits than an integer takes (RFC 4566 section 9).
+    for (size_t i = end; i-- > begin;) {
+        if (next[i] != '9') {
+            ++next[i];
+            return next;
+        }
+        next[i] = '0';
+    }
+    return next.insert(begin, 1, '1');
 }
