@@ -347,6 +347,42 @@ protected:
     }
 };
 
+TEST_F(KeptOfferTest, IsStillWaitedForWhenItsCallerCancelsItLate)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    answer(passed, 100);
+    passAlive(Call::kOfferMs / 1000 - 1);
+    cancel(reinvite);
+    EXPECT_TRUE(passed->isCancelled);
+    passAlive(Call::kGoodbyeMs / 1000 - 1);
+    EXPECT_TRUE(passed->isHeard);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->status(), 491);
+    answer(passed, 200, kAnswer);
+    EXPECT_EQ(passed->acks.size(), 1U);
+    EXPECT_EQ(reinvite->statuses(), (Statuses{487}));
+    const SentPtr back = next("INVITE");
+    EXPECT_EQ(back->request.body.data, kOfferAgain);
+    answer(back, 200, kAnswer);
+    hangUp(made);
+    expectNothingLeft();
+}
+
+TEST_F(KeptOfferTest, IsGivenUpAWhileAfterItsCancel)
+{
+    Talk made = talk();
+    const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
+    const SentPtr passed = next("INVITE");
+    answer(passed, 100);
+    passAlive(Call::kOfferMs / 1000 - 1);
+    cancel(reinvite);
+    passAlive(Call::kGoodbyeMs / 1000);
+    EXPECT_FALSE(passed->isHeard);
+    EXPECT_EQ(send(made.called, SipMethod::Invite, kHold)->statuses(), Statuses{});
+    EXPECT_TRUE(hasNext("INVITE"));
+}
+
 TEST_F(KeptOfferTest, IsGivenUp)
 {
     Talk made = talk();

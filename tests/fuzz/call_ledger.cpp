@@ -19,6 +19,9 @@ void CallLedger::look()
 {
     for (; sent.size() < _transport.sent.size(); sent.push_back({_transport.sent[sent.size()], _clock.steadyMs()}))
         checkNew(_transport.sent[sent.size()]->request);
+    for (Sent& one : sent)
+        if (one.request->isCancelled && !one.cancelledAtMs)
+            one.cancelledAtMs = _clock.steadyMs();
     for (Heard& one : heard)
         if (const size_t awaited = one.request->reliable.size() + (one.awaitsAck() ? 1 : 0); awaited > one.awaited) {
             one.awaited = awaited;
@@ -53,12 +56,16 @@ bool CallLedger::mayBeEnded(const CallRequestOut& bye) const
            });
 }
 
-// RFC 3261 section 14.1: one INVITE at a time, in whatever direction.
+// RFC 3261 section 14.1: one INVITE at a time, in whatever direction. One that was cancelled is over after a while
+// (section 9.1), whatever its telephone says.
 void CallLedger::checkTurn(const CallRequestOut& request) const
 {
+    constexpr int64_t kOverMs = 64'000;
+    constexpr int64_t kCancelledMs = 32'000; // 64*T1
+    const int64_t now = _clock.steadyMs();
     for (const Sent& one : sent)
         require(!one.isInvite() || one.request->request.callId != request.callId || one.isTold ||
-                _clock.steadyMs() - one.atMs > 64'000);
+                now - one.atMs > kOverMs || (one.cancelledAtMs && now - *one.cancelledAtMs >= kCancelledMs));
     for (const Heard& one : heard)
         require(!one.isInvite() || one.request->request.callId != request.callId || one.request->isDecided);
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -23,6 +24,7 @@ struct Sent {
     bool hasProvisional = false;
     int final = 0;       // by the telephone
     bool isTold = false; // its final answer was heard
+    std::optional<int64_t> cancelledAtMs{};
     [[nodiscard]] bool isInvite() const { return request->request.method == "INVITE"; }
     [[nodiscard]] bool isInitial() const { return tagOf(request->request.to).empty(); }
 };

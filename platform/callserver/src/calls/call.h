@@ -262,7 +262,7 @@ private:
     void end(int status, std::string_view headers, std::optional<int> exceptLeg = std::nullopt);
     void sendBye(CallLeg& leg, std::string_view headers);
     void sendOwedBye();
-    void giveUpExchange(int64_t now);
+    void giveUpExchange();
     void giveUpBranches();
     void giveUpArrivals(bool isUdpOnly);
     void cancelBranches(size_t except, const std::string& headers);

@@ -196,6 +196,9 @@ void Call::sendOffer()
 void Call::cancelExchange(const std::string& headers)
 {
     _exchange->isCancelled = true;
+    // A success that is under way has to be confirmed (RFC 3261 section 9.1).
+    if (_exchange->untilMs != 0)
+        _exchange->untilMs = std::max(_exchange->untilMs, _host.clock().steadyMs() + kGoodbyeMs);
     if (_exchange->client != nullptr && _exchange->isInvite)
         _exchange->client->cancel(headers);
 }
@@ -442,17 +445,15 @@ void Call::onRelayAnswer(uint64_t number, const CallMessage& response)
 }
 
 // A side holds an offer without an answer. The call is as it was before; an answer that comes late is taken back.
-void Call::giveUpExchange(int64_t now)
+void Call::giveUpExchange()
 {
     Exchange& late = *_exchange;
-    if (std::exchange(late.isCancelled, true)) {
+    if (late.isCancelled) {
         leg(late.to).sent = late.before;
         late.isFinal = true;
         closeExchange();
         return;
     }
     late.server->answer({500, {}, headerLine("Retry-After", std::to_string(kRetryAfter))});
-    if (late.isInvite)
-        late.client->cancel({});
-    late.untilMs = now + kGoodbyeMs;
+    cancelExchange({});
 }

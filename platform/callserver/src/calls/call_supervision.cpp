@@ -32,7 +32,7 @@ void Call::step()
         _goodbyeAtMs = 0;
     }
     if (_exchange && _exchange->untilMs != 0 && now >= _exchange->untilMs)
-        giveUpExchange(now);
+        giveUpExchange();
     if (_referral && _referral->retryAtMs != 0 && now >= _referral->retryAtMs)
         goOnReferring();
     if (_isEnded)
