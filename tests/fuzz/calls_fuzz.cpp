@@ -25,8 +25,12 @@ constexpr int kTransactionSeconds = 32; // RFC 3261 section 17, 64*T1: how long 
 constexpr int kEndSeconds = 600;
 constexpr int kLongStep = 7; // s; where much time passes
 
-constexpr std::array kAudio = {"v=0\r\nm=audio 4000 RTP/AVP 8\r\n", "v=0\r\nm=audio 4000 RTP/AVP 8\r\na=sendonly\r\n",
+constexpr std::array kAudio = {"v=0\r\no=- 1 1 IN IP4 192.0.2.1\r\nm=audio 4000 RTP/AVP 8\r\n",
+                               "v=0\r\no=- 1 2 IN IP4 192.0.2.1\r\nm=audio 4000 RTP/AVP 8\r\na=sendonly\r\n",
                                "v=0\r\nm=audio 4000 RTP/AVP 8\r\nm=video 4002 RTP/AVP 96\r\n", "m=video"};
+constexpr const char* kSeveral = "--x\r\nContent-Type: application/sdp\r\n\r\n"
+                                 "v=0\r\no=- 1 9 IN IP4 192.0.2.1\r\nm=audio 4000 RTP/AVP 8\r\n\r\n"
+                                 "--x\r\nContent-Type: text/plain\r\n\r\nhello\r\n--x--\r\n";
 
 struct Method {
     SipMethod method;
@@ -144,6 +148,8 @@ private:
         const unsigned kind = _input.upTo(7);
         if (kind < kAudio.size())
             return {"application/sdp", {}, kAudio.at(kind)};
+        if (kind == 6)
+            return {"multipart/mixed;boundary=x", {}, kSeveral};
         return kind == 7 ? SipBody{"application/dtmf-relay", {}, "Signal=1"} : SipBody();
     }
 
