@@ -4,6 +4,7 @@
 #include "fuzz/calls_under_fuzz.h"
 #include "fuzz/fuzz_checks.h"
 #include "fuzz/open_gate.h"
+#include "fuzz/packet_socket.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
 #include "sip/stack_sockets.h"
@@ -13,14 +14,12 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <array>
 #include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <memory>
-#include <poll.h>
 #include <sofia-sip/su_time.h>
 #include <string>
 #include <sys/socket.h>
@@ -35,13 +34,12 @@ extern uint64_t (*_su_nanotime)(uint64_t* ns); // NOLINT(bugprone-reserved-ident
 
 namespace {
 
-constexpr size_t kMaxParts = 12;      // of one input
-constexpr size_t kMaxPacket = 65'000; // bytes; about what UDP carries
-constexpr size_t kMaxAnswers = 2000;  // to one input: repetitions, with each step of the clock
-constexpr int kAnswerMs = 30'000;     // a bound; loopback loses nothing
-constexpr int kMaxPorts = 20;         // until one is free
-constexpr int kStepSeconds = 2;       // so much the clock moves at once
-constexpr int kLastSeconds = 60;      // what is kept of ended calls is gone then
+constexpr size_t kMaxParts = 12;     // of one input
+constexpr size_t kMaxAnswers = 2000; // to one input: repetitions, with each step of the clock
+constexpr int kAnswerMs = 30'000;    // a bound; loopback loses nothing
+constexpr int kMaxPorts = 20;        // until one is free
+constexpr int kStepSeconds = 2;      // so much the clock moves at once
+constexpr int kLastSeconds = 60;     // what is kept of ended calls is gone then
 constexpr uint64_t kNsPerSecond = 1'000'000'000;
 constexpr uint64_t kStartSeconds = 3'900'000'000; // NTP; any moment
 
@@ -283,15 +281,7 @@ public:
             note(packet);
         }
     }
-    [[nodiscard]] std::string receive(int timeoutMs) const
-    {
-        pollfd waiting = {_fd, POLLIN, 0};
-        std::array<char, kMaxPacket> bytes;
-        if (poll(&waiting, 1, timeoutMs) <= 0)
-            return {};
-        const ssize_t size = recv(_fd, bytes.data(), bytes.size(), 0);
-        return {bytes.data(), static_cast<size_t>(std::max<ssize_t>(size, 0))};
-    }
+    [[nodiscard]] std::string receive(int timeoutMs) const { return receivePacket(_fd, timeoutMs); }
 
 private:
     void note(const std::string& packet)

@@ -2,6 +2,7 @@
 // program but for the limits of what one source may send. Every answer must be one, and the server must live on.
 #include "fuzz/fuzz_checks.h"
 #include "fuzz/open_gate.h"
+#include "fuzz/packet_socket.h"
 #include "fuzz/registrar_under_fuzz.h"
 #include "sip/sip_agent.h"
 #include "sip/sip_stack.h"
@@ -12,12 +13,10 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <array>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
-#include <poll.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -25,10 +24,9 @@
 
 namespace {
 
-constexpr size_t kMaxPackets = 4;     // of one input
-constexpr size_t kMaxPacket = 65'000; // bytes; about what UDP carries
-constexpr int kAnswerMs = 30'000;     // a bound; loopback loses nothing
-constexpr int kStartMs = 100;         // between tries until the server listens
+constexpr size_t kMaxPackets = 4; // of one input
+constexpr int kAnswerMs = 30'000; // a bound; loopback loses nothing
+constexpr int kStartMs = 100;     // between tries until the server listens
 constexpr int kMaxStartTries = 600;
 
 class Handler final : public NoCalls {
@@ -101,15 +99,7 @@ public:
                    endCallId() + "\r\nCSeq: 1 OPTIONS\r\nContent-Length: 0\r\n\r\n");
     }
     [[nodiscard]] std::string endCallId() const { return "end-of-input-" + std::to_string(_serial) + "@fuzz"; }
-    [[nodiscard]] std::string receive(int timeoutMs) const
-    {
-        pollfd waiting = {_fd, POLLIN, 0};
-        std::array<char, kMaxPacket> bytes;
-        if (poll(&waiting, 1, timeoutMs) <= 0)
-            return {};
-        const ssize_t size = recv(_fd, bytes.data(), bytes.size(), 0);
-        return {bytes.data(), static_cast<size_t>(std::max<ssize_t>(size, 0))};
-    }
+    [[nodiscard]] std::string receive(int timeoutMs) const { return receivePacket(_fd, timeoutMs); }
 
 private:
     int _fd;
