@@ -333,7 +333,7 @@ protected:
     SentPtr keptOffer(Talk& made)
     {
         const HeardPtr reinvite = send(made.caller, SipMethod::Invite, kHold);
-        const SentPtr passed = next("INVITE");
+        SentPtr passed = next("INVITE");
         answer(passed, 100);
         passAlive(Call::kOfferMs / 1000 - 1);
         EXPECT_EQ(reinvite->statuses(), Statuses{});

@@ -474,7 +474,7 @@ private:
             dropUdp();
             break;
         default:
-            passMs(_input.upTo(255) * 10);
+            passMs(int64_t{10} * _input.upTo(255));
         }
     }
 
