@@ -36,6 +36,24 @@ TEST_F(CallsTakesTest, AnotherTelephoneOfTheUserTakesTheCall)
     expectNothingLeft();
 }
 
+// The gate would drop the ACK of a stranger's call, and the stack repeat the refusal until it comes.
+TEST_F(CallsTakesTest, ARefusalIsOfACallUntilItIsConfirmed)
+{
+    Talk made = talk("2001", "2003");
+    PhoneDialog unknown = made.called;
+    unknown.tag = "other";
+    const FakePhone third = phone("2004");
+    for (const PhoneDialog& wanted : {made.called, unknown}) {
+        const HeardPtr refused = take(third, wanted);
+        EXPECT_GE(refused->status(), 300);
+        EXPECT_TRUE(server().has(refused->request.callId, sourceKey(third.source.address)));
+        pass(Calls::kLingerMs / 1000 + 1);
+        EXPECT_FALSE(server().has(refused->request.callId, sourceKey(third.source.address)));
+    }
+    hangUp(made);
+    expectNothingLeft();
+}
+
 TEST_F(CallsTakesTest, ACallThatCannotBeTakenStaysWhereItIs)
 {
     Talk made = talk("2001", "2003");

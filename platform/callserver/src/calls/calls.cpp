@@ -145,6 +145,7 @@ void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransact
 // Nobody takes a call but the user who has it.
 void Calls::replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
+    lingerFor(request); // also where it is refused, and makes no leg
     int leg = Call::kCaller;
     Call* const call = findLeg(*request.replaces, leg);
     const auto user = _admitted.kind == SourceKind::User ? _userRows.now().find(_admitted.name) : nullptr;
@@ -220,6 +221,14 @@ void Calls::removeLeg(const Dialog& dialog)
 {
     if (_legs.erase(dialog.localTag) != 0)
         _lingering.push_back({_clock.steadyMs() + kLingerMs, dialog.callId, dialog.localTag});
+}
+
+void Calls::lingerFor(const CallMessage& invite)
+{
+    Held& held = _callIds[invite.callId];
+    if (held.legs++ == 0)
+        held.source = sourceKey(invite.source.address);
+    _lingering.push_back({_clock.steadyMs() + kLingerMs, invite.callId, {}});
 }
 
 void Calls::dropCallId(const std::string& callId)

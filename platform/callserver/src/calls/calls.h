@@ -83,6 +83,8 @@ private:
     };
 
     [[nodiscard]] CallVerdict judgeWithin(const CallMessage& request) const;
+    // The answer to it may be confirmed, whatever it is.
+    void lingerFor(const CallMessage& invite);
     void dropCallId(const std::string& callId);
     // Begins to trace the call when its numbers are traced.
     static void traceFrom(const CallMessage& request, const std::string& caller, const std::string& called);
