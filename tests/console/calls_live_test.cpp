@@ -18,16 +18,16 @@ namespace {
 class CallsLive : public ConsoleFixture {
 protected:
     // Users 1000 and 1001 with their telephones; both views are shown.
-    void start()
+    void SetUp() override
     {
+        ConsoleFixture::SetUp();
         const uint16_t port = keepServerLocal(2);
         buildWindow().show();
         pressMenu({"&Windows", "Real-time call records"});
         pressMenu({"&Data", "Local users"});
         caller = std::make_unique<CallPhone>(port, "1000");
         called = std::make_unique<CallPhone>(port, "1001");
-        ASSERT_TRUE(
-            waitUntil([port, this] { return SipClient("127.0.0.1", port).request("OPTIONS", "x").status == 200; }));
+        ASSERT_NO_FATAL_FAILURE(waitForServer(port));
         caller->registerNow();
         called->registerNow();
         expectIcons("idle_user.png", "idle_user.png");
@@ -80,7 +80,6 @@ protected:
 
 TEST_F(CallsLive, ACallGoesBlackBlueRedAndGrayAndTheUsersFollow)
 {
-    start();
     caller->invite("1001");
     invite = called->expect("INVITE");
     EXPECT_TRUE(waitUntil([this] { return isColoured(Qt::black); }));
@@ -101,7 +100,6 @@ TEST_F(CallsLive, ACallGoesBlackBlueRedAndGrayAndTheUsersFollow)
 
 TEST_F(CallsLive, TheRowSaysWhoCalledWhomAndWhen)
 {
-    start();
     ring();
     ASSERT_TRUE(waitUntil([this] { return isColoured(Qt::blue); }));
     EXPECT_EQ(cell(0), "1");
@@ -129,7 +127,6 @@ TEST_F(CallsLive, TheRowSaysWhoCalledWhomAndWhen)
 
 TEST_F(CallsLive, ReleasingAllCallsHangsUpOnBothSides)
 {
-    start();
     ring();
     answer();
     ASSERT_TRUE(waitUntil([this] { return isColoured(Qt::red); }));
@@ -142,7 +139,6 @@ TEST_F(CallsLive, ReleasingAllCallsHangsUpOnBothSides)
 
 TEST_F(CallsLive, TheCallStatusIsATableInTheLogAndNoneWithoutCalls)
 {
-    start();
     const int before = logLines();
     const auto press = [this] { pressMenu({GetLangItem(36), GetLangItem(271)}); };
     press();

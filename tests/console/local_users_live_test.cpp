@@ -39,6 +39,7 @@ protected:
             fill(store);
         }
         buildWindow().show();
+        ASSERT_NO_FATAL_FAILURE(waitForServer(_port));
         _page = window->findChild<Cfrm_local_users*>();
         ASSERT_NE(_page, nullptr) << "made with the first show of the window";
         ASSERT_FALSE(_page->isVisible());

@@ -22,7 +22,7 @@ protected:
         ConsoleFixture::SetUp();
         port = keepServerLocal(2);
         buildWindow().show();
-        ASSERT_TRUE(waitUntil([this] { return !linesWith(ready(port)).isEmpty(); }));
+        waitForServer(port);
     }
 
     static QLineEdit& field(QDialog& shown, int label)

@@ -104,6 +104,12 @@ bool ConsoleFixture::waitUntil(const std::function<bool()>& condition)
     return true;
 }
 
+void ConsoleFixture::waitForServer(uint16_t port) const
+{
+    const QString line = QStringLiteral("SIP over UDP is ready on 127.0.0.1:%1.").arg(port);
+    ASSERT_TRUE(waitUntil([&] { return logTexts().contains(line); })) << logTexts().join('\n').toStdString();
+}
+
 QTextEdit& ConsoleFixture::logView() const
 {
     return *window->findChild<QTextEdit*>();

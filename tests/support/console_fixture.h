@@ -44,6 +44,9 @@ protected:
     // keepServerLocal, buildWindow and the first show, which starts the server.
     Cfrm_main& startConsole();
 
+    // Handles events until the server that was started says that it hears packets on that port of 127.0.0.1: what comes
+    // before is lost.
+    void waitForServer(uint16_t port) const;
     // Handles events until the condition holds; false when it never did.
     static bool waitUntil(const std::function<bool()>& condition);
 
