@@ -66,6 +66,29 @@ protected:
         select(row);
         press(Delete);
     }
+    // The first row, until none is left.
+    void deleteAll(int rows)
+    {
+        while (rows-- > 0) {
+            deleteRow(0);
+            EXPECT_EQ(model().rowCount(), rows);
+        }
+    }
+    // Whoever searches is asked for the plan and the number of a rule.
+    void expectSearchFor(const char* plan, const char* number)
+    {
+        boxes.expectInput(item(373), item(291), "default", plan);
+        boxes.expectInput(item(373), item(292), QString(), number);
+    }
+    // Each of these questions may be left open.
+    void searchInVain()
+    {
+        boxes.expectInputToCancel(item(373), item(291), "default");
+        press(Query);
+        boxes.expectInput(item(373), item(291), "default", "night");
+        boxes.expectInputToCancel(item(373), item(292), QString());
+        press(Query);
+    }
     // As when the page is opened from the menu once more.
     void showAgain()
     {

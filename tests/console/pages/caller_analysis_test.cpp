@@ -1,11 +1,8 @@
 // The page of the caller number analysis.
 #include "bcl2/text.h"
 #include "frm_ana_clr_nbr.h"
-#include "support/editor_roundtrip.h"
-#include "support/page_fixture.h"
+#include "support/editor_page_fixture.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QTreeView>
 #include <QtTest>
 
@@ -22,11 +19,11 @@ Analysis analysis(const char* prefix, const char* plan = "", unsigned transition
     return record;
 }
 
-class CallerAnalysis : public PageFixture {
+class CallerAnalysis : public EditorFixture {
 protected:
     void SetUp() override
     {
-        PageFixture::SetUp();
+        EditorFixture::SetUp();
         for (const unsigned id : {7u, 8u}) {
             Cdb_nbr_trans_data transition;
             transition.transid = id;
@@ -35,7 +32,7 @@ protected:
             ASSERT_EQ(store().DbNbrTransSet(transition), kDbOk);
         }
     }
-    [[nodiscard]] QString title() const { return item(221); }
+    [[nodiscard]] QString title() const override { return item(221); }
     void keep(const Analysis& record) { ASSERT_EQ(store().DbNbrClrAnaSet(record), kDbOk); }
     Analysis stored(const char* prefix)
     {
@@ -45,21 +42,13 @@ protected:
     }
     static QComboBox& transition(QDialog& editor) { return input<QComboBox>(editor, 223); }
     static QComboBox& plan(QDialog& editor) { return input<QComboBox>(editor, 224); }
-    static QLineEdit& edit(QDialog& editor, int label) { return input<QLineEdit>(editor, label); }
-    void add(const std::function<void(QDialog&)>& fill)
+    // With the prefix 41.
+    void add(const Use& fill)
     {
-        boxes.expectEditor(title(), [=](QDialog& editor) {
+        EditorFixture::add([fill](QDialog& editor) {
             edit(editor, 222).setText("41");
             fill(editor);
-            pressOk(editor);
         });
-        press(Add);
-    }
-    void editFirst(const std::function<void(QDialog&)>& use)
-    {
-        select(0);
-        boxes.expectEditor(title(), use);
-        press(Edit);
     }
 };
 
@@ -76,8 +65,8 @@ TEST_F(CallerAnalysis, AddOpensWithTheDefaultsWhateverWasThereBefore)
 {
     keep(analysis("9", "night", 7));
     open<Cfrm_ana_clr_nbr>();
-    editFirst([](QDialog& editor) { pressCancel(editor); });
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    editRow(0, [](QDialog& editor) { pressCancel(editor); });
+    expectEditor([](QDialog& editor) {
         EXPECT_TRUE(edit(editor, 222).isEnabled());
         EXPECT_EQ(edit(editor, 222).text() + edit(editor, 283).text(), QString());
         EXPECT_EQ(transition(editor).currentText(), "no change");
@@ -99,7 +88,7 @@ TEST_F(CallerAnalysis, AddStoresATypedPlanAndAppendsTheRow)
     EXPECT_EQ(row(1), (QStringList{"41", QString::fromUtf8("Zürich"), "8", "branch"}));
     EXPECT_STREQ(stored("41").dialPlan, "branch");
     EXPECT_EQ(stored("41").transId, 8u);
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         EXPECT_GE(plan(editor).findText("branch"), 0) << "it can be chosen from now on";
         pressCancel(editor);
     });
@@ -112,7 +101,7 @@ TEST_F(CallerAnalysis, AnEmptyPlanIsStoredEmptyAndStaysSo)
     add([](QDialog& editor) { plan(editor).clearEditText(); });
     EXPECT_STREQ(stored("41").dialPlan, "");
     const int& writes = countWrites();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(plan(editor).currentText(), QString());
         pressOk(editor);
     });
@@ -142,7 +131,7 @@ TEST_F(CallerAnalysis, EveryInputHasItsOwnBytesOfTheRecord)
     trip.defaults = bytesOf(Analysis());
     trip.putBack = [&] { keep(record); };
     trip.stored = [&] { return bytesOf(stored("41")); };
-    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(use); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) { editRow(0, use); };
     trip.inputs = {{Input::Edit, 283, {whole(&Analysis::description)}},
                    {Input::Combo, 223, {whole(&Analysis::transId)}},
                    {Input::Combo, 224, {whole(&Analysis::dialPlan)}}};
@@ -156,7 +145,7 @@ TEST_F(CallerAnalysis, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
     keep(analysis("5"));
     keep(analysis("6"));
     open<Cfrm_ana_clr_nbr>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         keep(analysis("1"));
         frame().hide();
         frame().show();
@@ -173,7 +162,7 @@ TEST_F(CallerAnalysis, WhatTheStoreCannotWriteIsShownAllTheSame)
     refuseWrites();
     add([](QDialog&) {});
     EXPECT_EQ(column(0), (QStringList{"1", "41"}));
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         edit(editor, 283).setText("new");
         pressOk(editor);
     });
@@ -184,7 +173,7 @@ TEST_F(CallerAnalysis, WhatTheStoreCannotWriteIsShownAllTheSame)
 TEST_F(CallerAnalysis, AnEmptyPrefixIsRefusedInWords)
 {
     open<Cfrm_ana_clr_nbr>();
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         pressOk(editor);
         EXPECT_EQ(editor.result(), QDialog::Rejected);
     });
@@ -212,7 +201,7 @@ TEST_F(CallerAnalysis, EditRefreshesItsRowInPlaceAndLocksThePrefix)
     keep(analysis("1", "default", 7));
     keep(analysis("2"));
     open<Cfrm_ana_clr_nbr>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_FALSE(edit(editor, 222).isEnabled());
         EXPECT_EQ(edit(editor, 222).text(), "1");
         EXPECT_EQ(transition(editor).currentData().toUInt(), 7u);
@@ -231,7 +220,7 @@ TEST_F(CallerAnalysis, AddingAPrefixThatExistsSaysSoAndStoresNothing)
 {
     keep(analysis("41", "night"));
     open<Cfrm_ana_clr_nbr>();
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         edit(editor, 222).setText("41");
         pressOk(editor);
     });
@@ -267,7 +256,7 @@ TEST_F(CallerAnalysis, SearchEditsARecordAndLeavesTheListUntilRefresh)
     keep(analysis("1", "default"));
     open<Cfrm_ana_clr_nbr>();
     boxes.expectInput(item(373), item(222), QString(), "1");
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         plan(editor).setEditText("night");
         pressOk(editor);
     });
@@ -276,7 +265,7 @@ TEST_F(CallerAnalysis, SearchEditsARecordAndLeavesTheListUntilRefresh)
     EXPECT_EQ(cell(0, 3), "default");
     const int& writes = countWrites();
     boxes.expectInput(item(373), item(222), QString(), "1");
-    boxes.expectEditor(title(), [](QDialog& editor) { pressOk(editor); });
+    expectEditor([](QDialog& editor) { pressOk(editor); });
     press(Query);
     EXPECT_EQ(writes, 0);
     boxes.expectInput(item(373), item(222), QString(), "2");

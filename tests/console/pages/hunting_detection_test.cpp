@@ -1,7 +1,6 @@
 // The page of the numbers that lead to hunting groups.
 #include "console/pages/hunting_pages.h"
 #include "frm_hg_dect.h"
-#include "support/editor_roundtrip.h"
 
 #include <QCheckBox>
 #include <QTreeView>
@@ -30,11 +29,6 @@ protected:
         return record;
     }
     [[nodiscard]] size_t storedRules() { return store().rows<Detection>().get()->size(); }
-    void expectSearchFor(const char* plan, const char* number)
-    {
-        boxes.expectInput(item(373), item(291), "default", plan);
-        boxes.expectInput(item(373), item(292), QString(), number);
-    }
 };
 
 TEST_F(HuntingDetection, IsListedByDialPlanThenNumber)
@@ -77,8 +71,7 @@ TEST_F(HuntingDetection, AnEmptyNumberIsRefusedInWords)
 {
     keepGroup(5);
     open<Cfrm_hg_dect>();
-    expectRefusal(item(77), "Please configure called number prefix.", [](QDialog&) {});
-    press(Add);
+    addToBeRefused(item(77), "Please configure called number prefix.", [](QDialog&) {});
     EXPECT_EQ(storedRules(), 0u);
 }
 
@@ -105,7 +98,7 @@ TEST_F(HuntingDetection, AddOpensEmptyWhateverWasThereBefore)
     keepGroup(6);
     keepRule("night", "80", 6);
     open<Cfrm_hg_dect>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(combo(editor, 291).currentText() + edit(editor, 292).text(), "night80");
         EXPECT_EQ(combo(editor, 282).currentData().toInt(), 6);
         pressCancel(editor);
@@ -153,7 +146,7 @@ TEST_F(HuntingDetection, EditCanChangeTheGroupOnlyAndMovesTheRowToTheEnd)
     trip.kept = {whole(&Detection::reserved)};
     trip.check();
     press(Refresh);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         combo(editor, 282).setCurrentIndex(1);
         pressOk(editor);
     });
@@ -170,7 +163,7 @@ TEST_F(HuntingDetection, EditTakesTheRowAndNotTheStore)
     keepRule("default", "80", 6);
     open<Cfrm_hg_dect>();
     ASSERT_EQ(store().DbHGUpdateDetect(detection("default", "80", 7)), kDbOk);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(combo(editor, 282).currentData().toInt(), 6);
         pressCancel(editor);
     });
@@ -180,13 +173,13 @@ TEST_F(HuntingDetection, ARuleOfAGroupThatIsGoneShowsTheFirstGroupAndKeepsItsOwn
 {
     keepRule("default", "80", 9);
     open<Cfrm_hg_dect>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(combo(editor, 282).currentIndex(), -1);
         pressOk(editor);
     });
     EXPECT_EQ(stored("default", "80").groupID, 9u);
     keepGroup(5);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(combo(editor, 282).currentData().toInt(), 5);
         pressOk(editor);
     });
@@ -199,7 +192,7 @@ TEST_F(HuntingDetection, OneThatWasDeletedUnderItsEditorStaysDeletedAndItsRowAsI
     keepGroup(6);
     keepRule("default", "80", 5);
     open<Cfrm_hg_dect>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         ASSERT_EQ(store().DbHGDelDetect("default", "80"), kDbOk);
         combo(editor, 282).setCurrentIndex(1);
         pressOk(editor);
@@ -233,7 +226,7 @@ TEST_F(HuntingDetection, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
     keepRule("default", "80", 5);
     keepRule("default", "9", 5);
     open<Cfrm_hg_dect>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         keepRule("default", "1", 5);
         frame().hide();
         frame().show();
@@ -248,11 +241,7 @@ TEST_F(HuntingDetection, DeleteRemovesTheRowAlsoOfARuleThatIsGone)
     keepRule("night", "80", 5);
     open<Cfrm_hg_dect>();
     ASSERT_EQ(store().DbHGDelDetect("default", "80"), kDbOk);
-    for (int rows = 1; rows >= 0; --rows) {
-        select(0);
-        press(Delete);
-        EXPECT_EQ(model().rowCount(), rows);
-    }
+    deleteAll(2);
     EXPECT_EQ(storedRules(), 0u);
 }
 
@@ -274,11 +263,7 @@ TEST_F(HuntingDetection, SearchAsksForPlanAndNumberAndLeavesTheListUntilRefresh)
     expectSearchFor("default", "80");
     boxes.expect(item(443), item(442));
     press(Query);
-    boxes.expectInputToCancel(item(373), item(291), "default");
-    press(Query);
-    boxes.expectInput(item(373), item(291), "default", "night");
-    boxes.expectInputToCancel(item(373), item(292), QString());
-    press(Query);
+    searchInVain();
 }
 
 } // namespace

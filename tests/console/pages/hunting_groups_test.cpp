@@ -42,11 +42,6 @@ protected:
         });
         press(Add);
     }
-    void addToBeRefused(const QString& boxTitle, const QString& text, const std::function<void(QDialog&)>& fill)
-    {
-        expectRefusal(boxTitle, text, fill);
-        press(Add);
-    }
 };
 
 // A store whose two handles read different files.
@@ -259,7 +254,7 @@ TEST_F(HuntingGroups, TheQueueSwitchesItsFields)
         EXPECT_EQ(edit(editor, 332).isEnabled(), on);
         EXPECT_EQ(edit(editor, 333).isEnabled(), on);
     };
-    editFirst([&](QDialog& editor) {
+    editRow(0, [&](QDialog& editor) {
         expectQueue(editor, true);
         EXPECT_EQ(edit(editor, 332).text() + "/" + edit(editor, 333).text(), "5/60");
         queue(editor).click();
@@ -289,7 +284,7 @@ TEST_F(HuntingGroups, AddOpensOnTheDefaultsWhateverWasThereBefore)
     BclCopyStr(record.name, "old");
     keep(record);
     open<Cfrm_hg_info>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_FALSE(edit(editor, 282).isEnabled());
         EXPECT_EQ(edit(editor, 282).text(), "5");
         pressCancel(editor);
@@ -310,7 +305,7 @@ TEST_F(HuntingGroups, AnEditedRowMovesToTheEndUntilRefresh)
     for (const unsigned id : {1u, 2u, 3u})
         keepGroup(id);
     open<Cfrm_hg_info>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         edit(editor, 283).setText("new");
         pressOk(editor);
     });
@@ -328,7 +323,7 @@ TEST_F(HuntingGroups, EditReadsTheStoreAndNotTheRow)
     Group changed = stored(5);
     BclCopyStr(changed.name, "meanwhile");
     ASSERT_EQ(store().DbUpdateHuntingGroup(changed), kDbOk);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(edit(editor, 283).text(), "meanwhile");
         pressCancel(editor);
     });
@@ -340,7 +335,7 @@ TEST_F(HuntingGroups, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
     keepGroup(5);
     keepGroup(6);
     open<Cfrm_hg_info>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         keepGroup(1);
         frame().hide();
         frame().show();
@@ -371,7 +366,7 @@ TEST_F(HuntingGroups, EveryInputHasItsOwnBytesOfTheRecord)
         press(Refresh);
     };
     trip.stored = [&] { return bytesOf(stored(5)); };
-    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(use); };
+    trip.edit = [&](const std::function<void(QDialog&)>& use) { editRow(0, use); };
     const RecordBytes counter = whole(&Group::queueCounter);
     const RecordBytes duration = whole(&Group::queueDuration);
     trip.inputs = {
@@ -399,7 +394,7 @@ TEST_F(HuntingGroups, AStrategyFromAboveIsKeptUntilAnotherIsChosen)
     keep(record);
     open<Cfrm_hg_info>();
     for (int at = 0; at < 2; ++at) {
-        editFirst([&](QDialog& editor) { // the first row comes last
+        editRow(0, [&](QDialog& editor) { // the first row comes last
             EXPECT_EQ(strategy(editor, 411).isChecked(), at == 1);
             EXPECT_FALSE(strategy(editor, 412).isChecked());
             pressOk(editor);
@@ -408,13 +403,13 @@ TEST_F(HuntingGroups, AStrategyFromAboveIsKeptUntilAnotherIsChosen)
     EXPECT_EQ(stored(5).strategy, 7);
     EXPECT_EQ(stored(6).strategy, 1) << "what is below 1 shows as 1";
     EXPECT_EQ(column(2), (QStringList{"Unknown", item(411)}));
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_FALSE(strategy(editor, 411).isChecked()) << "that of the group before";
         strategy(editor, 412).click();
         pressOk(editor);
     });
     EXPECT_EQ(stored(5).strategy, 2);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         strategy(editor, 412).click();
         EXPECT_FALSE(strategy(editor, 411).isChecked());
         pressCancel(editor);
@@ -425,7 +420,7 @@ TEST_F(HuntingGroups, WhatTheStoreRefusesIsShownAllTheSame)
 {
     keepGroup(5, "old");
     open<Cfrm_hg_info>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         ASSERT_EQ(store().DbDelHuntingGroup(5), kDbOk);
         edit(editor, 283).setText("new");
         pressOk(editor);
@@ -444,11 +439,7 @@ TEST_F(HuntingGroups, DeleteRemovesTheRowAlsoOfAGroupThatIsGone)
     keepGroup(6);
     open<Cfrm_hg_info>();
     ASSERT_EQ(store().DbDelHuntingGroup(5), kDbOk);
-    for (int rows = 1; rows >= 0; --rows) {
-        select(0);
-        press(Delete);
-        EXPECT_EQ(model().rowCount(), rows);
-    }
+    deleteAll(2);
     EXPECT_EQ(storedGroups(), 0u);
 }
 

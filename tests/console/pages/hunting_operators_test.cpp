@@ -82,8 +82,7 @@ TEST_F(HuntingOperators, AnEmptyNumberIsRefusedInWords)
 {
     keepGroup(5);
     open<Cfrm_hg_oper>();
-    expectRefusal(item(77), "Please configure operator number.", [](QDialog&) {});
-    press(Add);
+    addToBeRefused(item(77), "Please configure operator number.", [](QDialog&) {});
     EXPECT_TRUE(storedOperators().empty());
 }
 
@@ -96,11 +95,10 @@ TEST_F(HuntingOperators, ANumberThatIsInAnyGroupIsRefusedInWords)
     keepOperator(longest.toUtf8().constData(), 5);
     open<Cfrm_hg_oper>();
     for (const QString& number : {QStringLiteral("1001"), longest, longest + "2"}) {
-        expectRefusal(item(77), "There is an operator.", [=](QDialog& editor) {
+        addToBeRefused(item(77), "There is an operator.", [=](QDialog& editor) {
             edit(editor, 287).setText(number);
             combo(editor, 288).setCurrentIndex(1);
         });
-        press(Add);
     }
     EXPECT_EQ(model().rowCount(), 2);
     EXPECT_EQ(storedOperators()["1001"].first, 5u);
@@ -149,11 +147,7 @@ TEST_F(HuntingOperators, DeleteRemovesTheRowAlsoOfAnOperatorThatIsGone)
     keepOperator("1002", 5);
     open<Cfrm_hg_oper>();
     ASSERT_EQ(store().DbRemoveHGOperator("1001"), kDbOk);
-    for (int rows = 1; rows >= 0; --rows) {
-        select(0);
-        press(Delete);
-        EXPECT_EQ(model().rowCount(), rows);
-    }
+    deleteAll(2);
     EXPECT_TRUE(storedOperators().empty());
 }
 

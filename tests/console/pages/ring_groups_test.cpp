@@ -2,14 +2,9 @@
 #include "bcl2/text.h"
 #include "frm_rg_detection.h"
 #include "frm_rg_user.h"
-#include "support/editor_roundtrip.h"
-#include "support/page_fixture.h"
+#include "support/editor_page_fixture.h"
 
-#include <QComboBox>
-#include <QLineEdit>
 #include <QTreeView>
-
-#include <functional>
 
 namespace {
 
@@ -18,29 +13,14 @@ using Detection = Cdb_rg_detection;
 
 const QString kBadGroup = QStringLiteral("Please configure a valid group ID.");
 
-class RingPages : public PageFixture {
-protected:
-    static QLineEdit& edit(QDialog& editor, int label) { return input<QLineEdit>(editor, label); }
-    void expectRefusal(const QString& title, const QString& text, const std::function<void(QDialog&)>& fill)
-    {
-        boxes.expectEditor(title, [fill](QDialog& editor) {
-            fill(editor);
-            pressOk(editor);
-            EXPECT_EQ(editor.result(), QDialog::Rejected);
-        });
-        boxes.expect(item(77), text);
-        press(Add);
-    }
-};
-
-class RingMembers : public RingPages {
+class RingMembers : public EditorFixture {
 protected:
     void SetUp() override
     {
         PageFixture::SetUp();
         ASSERT_EQ(store().DbAddUserMany(1000, 3, "secret"), kDbOk);
     }
-    [[nodiscard]] QString title() const { return item(459); }
+    [[nodiscard]] QString title() const override { return item(459); }
     static Member member(unsigned group, const char* user)
     {
         Member record;
@@ -56,7 +36,7 @@ protected:
     [[nodiscard]] size_t storedMembers() { return store().rows<Member>().get()->size(); }
     void add(const QString& group, const QString& user)
     {
-        boxes.expectEditor(title(), [=](QDialog& editor) {
+        expectEditor([=](QDialog& editor) {
             edit(editor, 458).setText(group);
             edit(editor, 459).setText(user);
             pressOk(editor);
@@ -65,7 +45,7 @@ protected:
     }
     void addToBeRefused(const QString& group, const QString& user, const QString& text)
     {
-        expectRefusal(title(), text, [=](QDialog& editor) {
+        EditorFixture::addToBeRefused(item(77), text, [=](QDialog& editor) {
             edit(editor, 458).setText(group);
             edit(editor, 459).setText(user);
         });
@@ -132,7 +112,7 @@ TEST_F(RingMembers, AddOpensEmptyWhateverWasThereBefore)
 {
     open<Cfrm_rg_user>();
     add("1", "1000");
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         EXPECT_EQ(edit(editor, 458).text() + edit(editor, 459).text(), QString());
         pressCancel(editor);
     });
@@ -145,11 +125,7 @@ TEST_F(RingMembers, DeleteRemovesTheRowAlsoOfAMemberWhoIsGone)
     keep(2, "1000");
     open<Cfrm_rg_user>();
     ASSERT_EQ(store().DbRGUserDel(member(1, "1000")), kDbOk);
-    for (int rows = 1; rows >= 0; --rows) {
-        select(0);
-        press(Delete);
-        EXPECT_EQ(model().rowCount(), rows);
-    }
+    deleteAll(2);
     EXPECT_EQ(storedMembers(), 0u);
 }
 
@@ -162,9 +138,9 @@ TEST_F(RingMembers, ADoubleClickOpensNothing)
     EXPECT_EQ(model().rowCount(), 1);
 }
 
-class RingDetection : public RingPages {
+class RingDetection : public EditorFixture {
 protected:
-    [[nodiscard]] QString title() const { return item(293); }
+    [[nodiscard]] QString title() const override { return item(293); }
     static QComboBox& plan(QDialog& editor) { return input<QComboBox>(editor, 224); }
     static Detection detection(const char* plan, const char* number, unsigned group = 0, const char* name = "")
     {
@@ -192,17 +168,6 @@ protected:
         edit(editor, 283).setText(name);
         edit(editor, 458).setText(group);
     }
-    void editFirst(const std::function<void(QDialog&)>& use)
-    {
-        select(0);
-        boxes.expectEditor(title(), use);
-        press(Edit);
-    }
-    void expectSearchFor(const char* plan, const char* number)
-    {
-        boxes.expectInput(item(373), item(291), "default", plan);
-        boxes.expectInput(item(373), item(292), QString(), number);
-    }
 };
 
 TEST_F(RingDetection, IsListedByDialPlanThenNumber)
@@ -220,7 +185,7 @@ TEST_F(RingDetection, AddStoresAndAppendsTheRow)
 {
     keep("night", "1", 10);
     open<Cfrm_rg_detection>();
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         plan(editor).setCurrentText("night");
         fill(editor, "0801", "0x10", QString::fromUtf8("Küche"));
         pressOk(editor);
@@ -235,7 +200,7 @@ TEST_F(RingDetection, AGroupIsAnyNumberButZeroAndComesBeforeTheKey)
 {
     open<Cfrm_rg_detection>();
     for (const char* group : {"", "0", "none", "-1"})
-        expectRefusal(title(), kBadGroup, [group](QDialog& editor) { fill(editor, "", group); });
+        addToBeRefused(item(77), kBadGroup, [group](QDialog& editor) { fill(editor, "", group); });
     EXPECT_EQ(storedRules(), 0u);
     EXPECT_EQ(model().rowCount(), 0);
 }
@@ -243,7 +208,7 @@ TEST_F(RingDetection, AGroupIsAnyNumberButZeroAndComesBeforeTheKey)
 TEST_F(RingDetection, AnEmptyNumberIsRefusedInWords)
 {
     open<Cfrm_rg_detection>();
-    expectRefusal(title(), "Invalid index items.", [](QDialog& editor) { fill(editor, "", "1"); });
+    addToBeRefused(item(77), "Invalid index items.", [](QDialog& editor) { fill(editor, "", "1"); });
     EXPECT_EQ(storedRules(), 0u);
 }
 
@@ -251,7 +216,7 @@ TEST_F(RingDetection, AKeyThatExistsIsRefusedInWords)
 {
     keep("default", "801", 1, "old");
     open<Cfrm_rg_detection>();
-    expectRefusal(title(), item(460), [](QDialog& editor) { fill(editor, "801", "2"); });
+    addToBeRefused(item(77), item(460), [](QDialog& editor) { fill(editor, "801", "2"); });
     EXPECT_EQ(model().rowCount(), 1);
     EXPECT_EQ(stored("default", "801").groupID, 1u);
     EXPECT_STREQ(stored("default", "801").name, "old");
@@ -262,14 +227,14 @@ TEST_F(RingDetection, WhatTheStoreRefusesIsNotAddedAndNothingIsSaid)
     keep("default", "1", 1);
     open<Cfrm_rg_detection>();
     refuseWrites();
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         fill(editor, "801", "2");
         pressOk(editor);
         EXPECT_EQ(editor.result(), QDialog::Rejected);
     });
     press(Add);
     EXPECT_EQ(model().rowCount(), 1);
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         fill(editor, "1", "2");
         pressOk(editor);
         EXPECT_EQ(editor.result(), QDialog::Rejected);
@@ -281,13 +246,13 @@ TEST_F(RingDetection, AddOpensEmptyWhateverWasThereBefore)
 {
     keep("night", "801", 5, "old");
     open<Cfrm_rg_detection>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(plan(editor).currentText() + edit(editor, 292).text() + edit(editor, 283).text(), "night801old");
         EXPECT_EQ(edit(editor, 458).text(), "5");
         pressCancel(editor);
     });
     keep("weekend", "801", 5);
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         EXPECT_GE(plan(editor).findText("weekend"), 0) << "plans that came meanwhile are offered";
         EXPECT_EQ(plan(editor).currentText(), "default");
         EXPECT_TRUE(plan(editor).isEnabled());
@@ -303,7 +268,7 @@ TEST_F(RingDetection, EditUpdatesItsRowInPlace)
     keep("default", "801", 1, "old");
     keep("default", "802", 2);
     open<Cfrm_rg_detection>();
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_FALSE(plan(editor).isEnabled());
         EXPECT_FALSE(edit(editor, 292).isEnabled());
         edit(editor, 283).setText("new");
@@ -320,7 +285,7 @@ TEST_F(RingDetection, EditReadsTheStoreAndNotTheRow)
     keep("default", "801", 1, "old");
     open<Cfrm_rg_detection>();
     keep("default", "801", 4, "meanwhile");
-    editFirst([](QDialog& editor) {
+    editRow(0, [](QDialog& editor) {
         EXPECT_EQ(edit(editor, 283).text() + edit(editor, 458).text(), "meanwhile4");
         pressCancel(editor);
     });
@@ -336,26 +301,18 @@ TEST_F(RingDetection, EveryInputHasItsOwnBytesOfTheRecord)
     keep("night", "801", 5, "Sales");
     open<Cfrm_rg_detection>();
     const Detection record = stored("night", "801");
-    EditorRoundTrip trip;
-    trip.record = bytesOf(record);
-    trip.defaults = bytesOf(Detection());
-    trip.putBack = [&] {
-        ASSERT_EQ(store().DbRGDetectionSet(record), kDbOk);
-        press(Refresh);
-    };
-    trip.stored = [&] { return bytesOf(stored("night", "801")); };
-    trip.edit = [&](const std::function<void(QDialog&)>& use) { editFirst(use); };
-    trip.inputs = {{Input::Edit, 283, {whole(&Detection::name)}}, {Input::Edit, 458, {whole(&Detection::groupID)}}};
-    trip.locked = {{Input::Combo, 224, {whole(&Detection::dialPlan)}}, {Input::Edit, 292, {whole(&Detection::cldNbr)}}};
-    trip.kept = {whole(&Detection::reserved)};
-    trip.check();
+    checkInputsOf<Detection>(
+        record, [&] { ASSERT_EQ(store().DbRGDetectionSet(record), kDbOk); }, [this] { return stored("night", "801"); },
+        {{Input::Edit, 283, {whole(&Detection::name)}}, {Input::Edit, 458, {whole(&Detection::groupID)}}},
+        {{Input::Combo, 224, {whole(&Detection::dialPlan)}}, {Input::Edit, 292, {whole(&Detection::cldNbr)}}},
+        {whole(&Detection::reserved)});
 }
 
 TEST_F(RingDetection, OneThatWasDeletedUnderItsEditorComesBackWithOk)
 {
     keep("default", "801", 1);
     open<Cfrm_rg_detection>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         ASSERT_EQ(store().DbRGDetectionDel(detection("default", "801").index()), kDbOk);
         edit(editor, 458).setText("3");
         pressOk(editor);
@@ -369,7 +326,7 @@ TEST_F(RingDetection, EditFindsItsRowAgainWhenThePageWasReloadedMeanwhile)
     keep("default", "801", 1);
     keep("default", "802", 2);
     open<Cfrm_rg_detection>();
-    editFirst([this](QDialog& editor) {
+    editRow(0, [this](QDialog& editor) {
         keep("default", "1", 1);
         frame().hide();
         frame().show();
@@ -386,11 +343,7 @@ TEST_F(RingDetection, DeleteRemovesTheRowAlsoOfARuleThatIsGone)
     keep("night", "801", 1);
     open<Cfrm_rg_detection>();
     ASSERT_EQ(store().DbRGDetectionDel(detection("default", "801").index()), kDbOk);
-    for (int rows = 1; rows >= 0; --rows) {
-        select(0);
-        press(Delete);
-        EXPECT_EQ(model().rowCount(), rows);
-    }
+    deleteAll(2);
     EXPECT_EQ(storedRules(), 0u);
 }
 
@@ -399,7 +352,7 @@ TEST_F(RingDetection, SearchAsksForPlanAndNumberAndLeavesTheListUntilRefresh)
     keep("night", "801", 5, "old");
     open<Cfrm_rg_detection>();
     expectSearchFor("night", "801");
-    boxes.expectEditor(title(), [](QDialog& editor) {
+    expectEditor([](QDialog& editor) {
         EXPECT_FALSE(edit(editor, 292).isEnabled());
         edit(editor, 283).setText("new");
         pressOk(editor);
@@ -410,11 +363,7 @@ TEST_F(RingDetection, SearchAsksForPlanAndNumberAndLeavesTheListUntilRefresh)
     expectSearchFor("default", "801");
     boxes.expect(item(443), item(442));
     press(Query);
-    boxes.expectInputToCancel(item(373), item(291), "default");
-    press(Query);
-    boxes.expectInput(item(373), item(291), "default", "night");
-    boxes.expectInputToCancel(item(373), item(292), QString());
-    press(Query);
+    searchInVain();
 }
 
 } // namespace
