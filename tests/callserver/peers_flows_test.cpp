@@ -1,36 +1,13 @@
 // Call flows between two telephones, message by message as both see them (RFC 3665 section 3, RFC 5359 section 2).
 #include "callserver/two_telephones.h"
 
-#include "cachedb2/usr_info.h"
-
 namespace {
 
-const std::string kHeld = std::string(CallPhone::kOffer) + "a=sendonly\r\n";
-const std::string kHolding = std::string(CallPhone::kAnswer) + "a=recvonly\r\n";
 const std::string kInactive = std::string(CallPhone::kAnswer) + "a=inactive\r\n";
 const std::string kOtherAnswer = std::string(CallPhone::kAnswer) + "a=ptime:20\r\n";
 
-constexpr int kQuietMs = 200; // what comes at once over loopback has come by then
-
 class FlowsTest : public TwoTelephones {
 protected:
-    void expectQuiet()
-    {
-        EXPECT_TRUE(caller->hearsNothing(kQuietMs));
-        EXPECT_TRUE(called->hearsNothing(kQuietMs));
-    }
-    // `one` offers, `other` answers.
-    static void exchange(CallPhone& one, CallPhone& other, const std::string& offer, const std::string& answer)
-    {
-        one.send("INVITE", offer);
-        const PhoneMessage heard = other.expect("INVITE");
-        EXPECT_EQ(heard.body(), offer);
-        other.answer(heard, 200, answer);
-        other.expect("ACK");
-        const PhoneMessage success = one.expect("200");
-        EXPECT_EQ(success.body(), answer);
-        one.ack(success);
-    }
     // The request of one within the dialog, and its answer by the other.
     static void ask(CallPhone& one, CallPhone& other, const std::string& method, int status)
     {
@@ -486,27 +463,6 @@ TEST_F(FlowsTest, WhatAnswersTwiceIsHungUpWhereItIsNotWhereItSays)
     called->answer(called->expect("BYE"), 200);
     EXPECT_TRUE(victim.hearsNothing(kQuietMs));
     hangUp();
-}
-
-// RFC 5407 section 3.2.3: an offer that a BYE has met gets its answer all the same, and that is repeated until it is
-// confirmed.
-TEST_F(FlowsTest, AnOfferThatAByeHasMetIsConfirmed)
-{
-    startTelephones();
-    for (const int status : {487, 200}) {
-        caller->invite("2002");
-        called->answer(called->expect("INVITE"), 200, CallPhone::kAnswer);
-        called->expect("ACK");
-        caller->ack(caller->expect("200"));
-        caller->send("INVITE", CallPhone::kOffer);
-        const PhoneMessage offer = called->expect("INVITE");
-        called->send("BYE");
-        called->expect("200");
-        caller->expect("487");
-        called->answer(offer, status, status == 200 ? CallPhone::kAnswer : "");
-        called->expect("ACK");
-        caller->answer(caller->expect("BYE"), 200);
-    }
 }
 
 // RFC 3261 section 18.1.1: what is too large for a datagram comes over a connection, which is soon closed.

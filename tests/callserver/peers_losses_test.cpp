@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr int kQuietMs = 200;       // what comes at once over loopback has come by then
 constexpr int kPatienceMs = 60'000; // a bound; what is repeated comes within seconds
 
 class LossesTest : public TwoTelephones {
@@ -18,11 +17,6 @@ protected:
         called->answer(invite, 180);
         ringing = caller->expect("180");
         caller->learn(ringing);
-    }
-    void expectQuiet()
-    {
-        EXPECT_TRUE(caller->hearsNothing(kQuietMs));
-        EXPECT_TRUE(called->hearsNothing(kQuietMs));
     }
     // The same once more, as if its answer had been lost.
     static void expectAgain(CallPhone& phone, const PhoneMessage& former)
@@ -85,6 +79,31 @@ TEST_F(LossesTest, AnOldSuccessAfterTheEndIsNoCall)
     EXPECT_EQ(again.header("CSeq"), ack.header("CSeq"));
     expectQuiet();
     EXPECT_EQ(events.count("call "), 4U);
+}
+
+// RFC 3665 section 3.10: a telephone that is not there any more. One that wakes up is hung up.
+TEST_F(LossesTest, AnInviteThatNobodyAnswersIsRepeatedUntilItIsGivenUp)
+{
+    startTelephones([](Cdb_fac_mgr& filled) {
+        Cdb_usr_info user;
+        ASSERT_EQ(filled.DbGetUsrInfo("2002", user), kDbOk);
+        user.noAnsTime = 60; // longer than the stack waits
+        ASSERT_EQ(filled.DbSetLocalUserData(user), kDbOk);
+    });
+    caller->invite("2002");
+    invite = called->expect("INVITE");
+    // RFC 3261 section 17.1.1.2: after 0.5, 1.5, 3.5, 7.5, 15.5 and 31.5 s
+    for (int i = 0; i < 6; ++i)
+        expectAgain(*called, invite);
+    const PhoneMessage failure = caller->expect("408");
+    caller->confirmFailure(failure);
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 408"));
+    EXPECT_EQ(events.count("call "), 2U) << "start and end";
+    EXPECT_EQ(events.count("state 2002 2"), 0U) << "never rang";
+    called->answer(invite, 200, CallPhone::kAnswer);
+    called->expect("ACK");
+    called->answer(called->expect("BYE"), 200);
+    expectQuiet();
 }
 
 TEST_F(LossesTest, ARingingThatComesAfterTheAnswerIsNotPassed)

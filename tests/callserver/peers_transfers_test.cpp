@@ -3,31 +3,9 @@
 
 namespace {
 
-constexpr const char* kOther = "v=0\r\no=- 9 1 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
-                               "m=audio 40010 RTP/AVP 8\r\n";
-
-class TransfersTest : public TwoTelephones {
+class TransfersTest : public ThreeTelephones {
 protected:
-    // A third one of 2003.
-    void startThree()
-    {
-        startTelephones();
-        third = std::make_unique<CallPhone>(port, "2003");
-        third->registerNow();
-    }
-
-    static void talk(CallPhone& caller, CallPhone& called)
-    {
-        caller.invite(called.user());
-        called.answer(called.expect("INVITE"), 200, CallPhone::kAnswer);
-        caller.ack(caller.expect("200"));
-        called.expect("ACK");
-    }
-
-    std::string referTo(const std::string& uri) const
-    {
-        return "Refer-To: <sip:" + uri + "@127.0.0.1:" + std::to_string(port) + ">";
-    }
+    std::string referTo(const std::string& user) const { return "Refer-To: " + at(user); }
 
     // Confirms a NOTIFY, and gives the first line of what it tells.
     static std::string notified(CallPhone& phone)
@@ -38,18 +16,6 @@ protected:
         phone.answer(notify, 200);
         return notify.body().substr(0, notify.body().find("\r\n"));
     }
-
-    // The tag of the header.
-    static std::string tagOf(const std::string& header) { return header.substr(header.find(";tag=") + 5); }
-
-    // As Replaces names the dialog in which the telephone got that INVITE.
-    static std::string dialogOf(const PhoneMessage& invite, const CallPhone& phone)
-    {
-        return invite.header("Call-ID") + ";to-tag=" + tagOf(invite.header("From")) + ";from-tag=q" +
-               std::to_string(phone.port());
-    }
-
-    std::unique_ptr<CallPhone> third;
 };
 
 TEST_F(TransfersTest, ACallIsSentOnWithoutAsking)
@@ -176,7 +142,7 @@ TEST_F(TransfersTest, WhoHasCallsJoinedMayLeaveBothWhileOneRings)
 TEST_F(TransfersTest, ACallMovesToAnotherTelephoneOfItsUser)
 {
     startTelephones();
-    const PhoneMessage invite = TwoTelephones::talk();
+    const PhoneMessage invite = talk();
 
     CallPhone mobile(port, "2002");
     mobile.invite("2002", kOther, {"Require: replaces", "Replaces: " + dialogOf(invite, *called)});
@@ -224,22 +190,6 @@ TEST_F(TransfersTest, ACallThatRingsIsTakenWithAnotherTelephoneOfItsUser)
     mobile.expect("200");
     caller->answer(caller->expect("BYE"), 200);
     EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 200"));
-}
-
-TEST_F(TransfersTest, ATelephoneSendsTheCallOn)
-{
-    startThree();
-    caller->invite("2002");
-    called->answer(called->expect("INVITE"), 302, {}, {"Contact: <sip:2003@192.0.2.77>"});
-    called->expect("ACK");
-    const PhoneMessage invite = third->expect("INVITE");
-    caller->expect("181");
-    third->answer(invite, 200, CallPhone::kAnswer);
-    caller->ack(caller->expect("200"));
-    third->expect("ACK");
-    caller->send("BYE");
-    third->answer(third->expect("BYE"), 200);
-    EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200"));
 }
 
 TEST_F(TransfersTest, ReplacesOrReferToThatCannotBeReadAreRefused)

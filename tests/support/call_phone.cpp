@@ -12,11 +12,6 @@ namespace {
 
 constexpr int kPatienceMs = static_cast<int>(kTestPatience.count()) * 1000;
 
-std::string withoutTag(const std::string& header)
-{
-    return header.substr(0, header.find(";tag="));
-}
-
 // "<uri>;params" or "uri"
 std::string uriOf(const std::string& header)
 {
@@ -97,6 +92,7 @@ std::string CallPhone::outOfDialog(const std::string& method, const std::string&
     const std::string host = "127.0.0.1:" + std::to_string(_serverPort);
     _inviteUri = "sip:" + to + "@" + host;
     _remote = "<" + _inviteUri + ">";
+    _inviteTo = _remote;
     _inviteVia = via();
     _inviteCseq = ++_cseq;
     return method + " " + _inviteUri + " SIP/2.0\r\n" + _inviteVia + "Max-Forwards: 70\r\nFrom: " + _local +
@@ -186,8 +182,10 @@ bool CallPhone::hearsNothing(int timeoutMs)
         if (left <= 0)
             return true;
         const PhoneMessage message = hear(static_cast<int>(left));
-        if (!message.isNone() && _heard.insert(message.text).second)
-            return false;
+        if (message.isNone() || !_heard.insert(message.text).second)
+            continue;
+        ADD_FAILURE() << _user << " expected nothing and heard\n" << message.text;
+        return false;
     }
 }
 
@@ -226,13 +224,18 @@ void CallPhone::send(const std::string& method, const std::string& body, const s
     const bool isAck = method == "ACK";
     if (!isAck)
         ++_cseq;
-    if (method == "INVITE")
+    const std::string ownVia = via();
+    if (method == "INVITE") {
         _inviteCseq = _cseq;
+        _inviteVia = ownVia;
+        _inviteUri = _target;
+        _inviteTo = _remote;
+    }
     std::string routes;
     for (const std::string& route : _routes)
         routes += "Route: " + route + "\r\n";
     const std::string needed = method == "INVITE" || method == "UPDATE" ? "Contact: " + contact() + "\r\n" : "";
-    _client.send(method + " " + _target + " SIP/2.0\r\n" + via() + routes + "Max-Forwards: 70\r\nFrom: " + _local +
+    _client.send(method + " " + _target + " SIP/2.0\r\n" + ownVia + routes + "Max-Forwards: 70\r\nFrom: " + _local +
                  "\r\nTo: " + _remote + "\r\nCall-ID: " + _callId +
                  "\r\nCSeq: " + std::to_string(isAck ? _inviteCseq : _cseq) + " " + method + "\r\n" + needed +
                  joined(headers) + lengthLines(body));
@@ -241,7 +244,10 @@ void CallPhone::send(const std::string& method, const std::string& body, const s
 void CallPhone::ack(const PhoneMessage& success, const std::string& body)
 {
     learn(success);
+    const unsigned last =
+        std::exchange(_inviteCseq, static_cast<unsigned>(std::strtoul(success.header("CSeq").c_str(), nullptr, 10)));
     send("ACK", body);
+    _inviteCseq = last;
 }
 
 void CallPhone::sendForInvite(const std::string& method, const std::string& to)
@@ -253,7 +259,7 @@ void CallPhone::sendForInvite(const std::string& method, const std::string& to)
 
 void CallPhone::cancel()
 {
-    sendForInvite("CANCEL", withoutTag(_remote));
+    sendForInvite("CANCEL", _inviteTo);
 }
 
 void CallPhone::confirmFailure(const PhoneMessage& failure)

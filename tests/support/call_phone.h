@@ -55,9 +55,9 @@ public:
     void answerAs(const std::string& tag) { _tag = tag; }
     // A request within the dialog, with the next CSeq (ACK: that of the INVITE).
     void send(const std::string& method, const std::string& body = {}, const std::vector<std::string>& headers = {});
-    // Takes the dialog from an answer to the own INVITE, and confirms it.
+    // Takes the dialog from an answer to an own INVITE, not always the last one, and confirms it.
     void ack(const PhoneMessage& success, const std::string& body = {});
-    // Confirms a failure of the own INVITE.
+    // Confirms a failure of the last own INVITE.
     void confirmFailure(const PhoneMessage& failure);
     // Takes the dialog from an early answer.
     void learn(const PhoneMessage& answer);
@@ -91,8 +91,9 @@ private:
     std::string _remote; // To of them
     std::string _target; // URI
     std::vector<std::string> _routes;
-    std::string _inviteVia;
+    std::string _inviteVia; // of the last INVITE
     std::string _inviteUri;
+    std::string _inviteTo;
     unsigned _cseq = 0;
     unsigned _inviteCseq = 0;
     unsigned _branch = 0;
