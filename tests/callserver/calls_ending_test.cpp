@@ -8,7 +8,20 @@ namespace {
 
 using Statuses = std::vector<int>;
 
-class CallsEndingTest : public CallsFixture {};
+class CallsEndingTest : public CallsFixture {
+protected:
+    struct Begun {
+        HeardPtr invite;
+        SentPtr branch;
+    };
+    // The telephone of 2002 has answered 2001 so; nobody has confirmed it.
+    Begun begun(int status, const std::string& body = {})
+    {
+        Begun made{call("2001", "2002"), next("INVITE")};
+        answer(made.branch, status, body);
+        return made;
+    }
+};
 
 TEST_F(CallsEndingTest, ATraceSaysWhyTheCalledUserDoesNotRing)
 {
@@ -74,9 +87,7 @@ TEST_F(CallsEndingTest, ACancelBeforeAnyAnswerReachesTheTelephone)
 
 TEST_F(CallsEndingTest, ACancelWhileItRingsReachesTheTelephone)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     cancel(invite);
     EXPECT_EQ(invite->statuses(), (Statuses{100, 180, 487}));
     EXPECT_TRUE(branch->isCancelled);
@@ -87,9 +98,7 @@ TEST_F(CallsEndingTest, ACancelWhileItRingsReachesTheTelephone)
 
 TEST_F(CallsEndingTest, AnAnswerThatCrossesACancelIsConfirmedAndHungUp)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     cancel(invite);
     answer(branch, 200, kAnswer);
     EXPECT_EQ(invite->status(), 487);
@@ -102,9 +111,7 @@ TEST_F(CallsEndingTest, AnAnswerThatCrossesACancelIsConfirmedAndHungUp)
 
 TEST_F(CallsEndingTest, ACancelAfterTheAnswerDoesNothing)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
+    const auto [invite, branch] = begun(200, kAnswer);
     cancel(invite);
     EXPECT_EQ(invite->statuses(), (Statuses{100, 200}));
     EXPECT_FALSE(branch->isCancelled);
@@ -170,9 +177,7 @@ TEST_F(CallsEndingTest, ATelephoneThatCannotBeReachedEndsTheCall)
 
 TEST_F(CallsEndingTest, ACallThatNobodyAnswersEndsAfterHalfAMinute)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     pass(29);
     EXPECT_EQ(invite->status(), 180);
     pass(1);
@@ -186,9 +191,7 @@ TEST_F(CallsEndingTest, ACallThatNobodyAnswersEndsAfterHalfAMinute)
 TEST_F(CallsEndingTest, AUserMayHaveATimeOfHisOwn)
 {
     changeUser("2002", [](Cdb_usr_info& user) { user.noAnsTime = 100; });
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     pass(99);
     EXPECT_EQ(invite->status(), 180);
     pass(1);
@@ -209,9 +212,7 @@ TEST_F(CallsEndingTest, AnAnsweredCallIsNotEndedByTheTimeToAnswer)
 
 TEST_F(CallsEndingTest, ACallerMayLeaveBeforeTheAnswer)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     PhoneDialog caller = callerOf(invite, phone("2001"));
     EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
     EXPECT_EQ(invite->status(), 487);
@@ -222,9 +223,7 @@ TEST_F(CallsEndingTest, ACallerMayLeaveBeforeTheAnswer)
 
 TEST_F(CallsEndingTest, ATelephoneThatHangsUpBeforeItsAnswerCameIsUnavailable)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 180);
+    const auto [invite, branch] = begun(180);
     PhoneDialog called = calledOf(branch, phone("2002"));
     EXPECT_EQ(send(called, SipMethod::Bye)->status(), 200);
     EXPECT_EQ(invite->status(), 480);
@@ -233,9 +232,7 @@ TEST_F(CallsEndingTest, ATelephoneThatHangsUpBeforeItsAnswerCameIsUnavailable)
 
 TEST_F(CallsEndingTest, TheServersByeWaitsForTheCallersAck)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
+    const auto [invite, branch] = begun(200, kAnswer);
     PhoneDialog called = calledOf(branch, phone("2002"));
     EXPECT_EQ(send(called, SipMethod::Bye)->status(), 200);
     EXPECT_FALSE(hasNext("BYE"));
@@ -247,9 +244,7 @@ TEST_F(CallsEndingTest, TheServersByeWaitsForTheCallersAck)
 
 TEST_F(CallsEndingTest, AByeThatHadToWaitKeepsItsReason)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
+    const auto [invite, branch] = begun(200, kAnswer);
     PhoneDialog called = calledOf(branch, phone("2002"));
     send(called, SipMethod::Bye, {}, [](CallMessage& bye) { bye.passed = "Reason: Q.850;cause=16\r\n"; });
     ack(invite);
@@ -258,9 +253,7 @@ TEST_F(CallsEndingTest, AByeThatHadToWaitKeepsItsReason)
 
 TEST_F(CallsEndingTest, ACallerWhoNeverConfirmsIsHungUp)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
+    const auto [invite, branch] = begun(200, kAnswer);
     FakeCallTransport::leaveUnconfirmed(invite);
     const std::string first = next("BYE")->request.callId;
     const std::string second = next("BYE")->request.callId;
@@ -272,9 +265,7 @@ TEST_F(CallsEndingTest, ACallerWhoNeverConfirmsIsHungUp)
 
 TEST_F(CallsEndingTest, ACallerWhoNeverConfirmsACallThatIsOverIsHungUpToo)
 {
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr branch = next("INVITE");
-    answer(branch, 200, kAnswer);
+    const auto [invite, branch] = begun(200, kAnswer);
     PhoneDialog called = calledOf(branch, phone("2002"));
     send(called, SipMethod::Bye);
     FakeCallTransport::leaveUnconfirmed(invite);

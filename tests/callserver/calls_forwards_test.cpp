@@ -1,6 +1,8 @@
 // Telephones that send a call on to another number.
 #include "callserver/calls_fixture.h"
 
+#include <utility>
+
 namespace {
 
 using Statuses = std::vector<int>;
@@ -8,6 +10,19 @@ using Texts = std::vector<std::string>;
 
 class CallsForwardsTest : public CallsFixture {
 protected:
+    struct Two {
+        HeardPtr invite;
+        SentPtr first;
+        SentPtr second;
+    };
+    // 2001 calls 2002, who has two telephones.
+    Two callTwo()
+    {
+        addPhone("2002");
+        HeardPtr invite = call("2001", "2002");
+        SentPtr first = next("INVITE");
+        return {std::move(invite), std::move(first), next("INVITE")};
+    }
     void sendOn(const SentPtr& branch, const std::string& number, int status = 302)
     {
         answer(branch, status, {}, [&](CallMessage& response) {
@@ -96,10 +111,7 @@ TEST_F(CallsForwardsTest, AnswersWithoutANumberAreFailures)
 
 TEST_F(CallsForwardsTest, TheOtherTelephonesOfTheUserRingOn)
 {
-    addPhone("2002");
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr first = next("INVITE");
-    const SentPtr second = next("INVITE");
+    const auto [invite, first, second] = callTwo();
     sendOn(first, "2003");
     EXPECT_FALSE(hasNext("INVITE"));
     answer(second, 486);
@@ -110,10 +122,7 @@ TEST_F(CallsForwardsTest, TheOtherTelephonesOfTheUserRingOn)
 
 TEST_F(CallsForwardsTest, ANumberIsCalledWhenTheOtherTelephonesHaveRungOutTheirTime)
 {
-    addPhone("2002");
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr first = next("INVITE");
-    const SentPtr second = next("INVITE");
+    const auto [invite, first, second] = callTwo();
     answer(second, 180);
     sendOn(first, "2003");
     pass(29);
@@ -137,10 +146,7 @@ TEST_F(CallsForwardsTest, ANumberIsCalledWhenTheOtherTelephonesHaveRungOutTheirT
 
 TEST_F(CallsForwardsTest, AnAnswerThatCrossesTheEndOfItsTimeIsConfirmedAndHungUp)
 {
-    addPhone("2002");
-    const HeardPtr invite = call("2001", "2002");
-    const SentPtr first = next("INVITE");
-    const SentPtr second = next("INVITE");
+    const auto [invite, first, second] = callTwo();
     sendOn(first, "2003");
     pass(31);
     const SentPtr forwarded = next("INVITE");

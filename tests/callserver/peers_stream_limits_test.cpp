@@ -93,9 +93,7 @@ protected:
     {
         SipClient client("127.0.0.1", port, Transport::Tcp);
         const std::string text = client.requestText("OPTIONS", "1000", {});
-        client.send(text);
-        const int fd = accepted();
-        EXPECT_EQ(received(fd, text.size()), text);
+        const int fd = reached(client, text);
         close(fd);
     }
     // What the stack gets of one more connection.
@@ -103,6 +101,14 @@ protected:
     {
         pollfd waiting = {stack, POLLIN, 0};
         return poll(&waiting, 1, kLongMs) == 1 ? accept4(stack, nullptr, nullptr, SOCK_CLOEXEC) : -1;
+    }
+    // Over a connection that has said nothing yet; gives the stack's end of it.
+    [[nodiscard]] int reached(const SipClient& client, const std::string& text) const
+    {
+        client.send(text);
+        const int fd = accepted();
+        EXPECT_EQ(received(fd, text.size()), text);
+        return fd;
     }
     static std::string received(int fd, size_t size)
     {
@@ -162,9 +168,7 @@ TEST_F(StreamLimitsTest, StrangerThatIsIdleIsClosedAndOneThatIsKnownStays)
     SipClient known("127.0.0.1", port, Transport::Tcp);
     SipClient stranger("127.0.0.1", port, Transport::Tcp);
     const std::string text = known.requestText("OPTIONS", "1000", {});
-    known.send(text);
-    const int ofKnown = accepted();
-    ASSERT_EQ(received(ofKnown, text.size()), text);
+    const int ofKnown = reached(known, text);
     server.flows().setKnown({"127.0.0.1", known.port(), kTransportTcp});
     stranger.send(stranger.requestText("OPTIONS", "1000", {}));
     EXPECT_TRUE(stranger.waitForEnd());
@@ -222,9 +226,7 @@ TEST_F(StreamLimitsTest, StrangersAboveTheirNumberEndTheOldestAndKnownOnesStay)
     StreamServer& server = start(limits);
     SipClient known("127.0.0.1", port, Transport::Tcp);
     const std::string text = known.requestText("OPTIONS", "1000", {});
-    known.send(text);
-    const int ofKnown = accepted();
-    ASSERT_EQ(received(ofKnown, text.size()), text);
+    const int ofKnown = reached(known, text);
     server.flows().setKnown({"127.0.0.1", known.port(), kTransportTcp});
     std::list<SipClient> strangers;
     for (size_t i = 0; i < 3 * limits.strangers; ++i)
@@ -234,9 +236,7 @@ TEST_F(StreamLimitsTest, StrangersAboveTheirNumberEndTheOldestAndKnownOnesStay)
         strangers.pop_front();
     }
     for (SipClient& last : strangers) {
-        last.send(text);
-        const int fd = accepted();
-        EXPECT_EQ(received(fd, text.size()), text);
+        const int fd = reached(last, text);
         close(fd);
     }
     known.send(text);
@@ -261,9 +261,7 @@ TEST_F(StreamLimitsTest, DeniedAddressLosesItsConnectionsAndGetsNoNewOnes)
     StreamServer& server = start(endless());
     SipClient known("127.0.0.1", port, Transport::Tcp);
     const std::string text = known.requestText("OPTIONS", "1000", {});
-    known.send(text);
-    const int ofKnown = accepted();
-    ASSERT_EQ(received(ofKnown, text.size()), text);
+    const int ofKnown = reached(known, text);
     server.flows().setKnown({"127.0.0.1", known.port(), kTransportTcp});
     SipClient stranger("127.0.0.1", port, Transport::Tcp);
     server.setIpList(listOf("127.0.0.0/8", kDeny));
@@ -281,9 +279,7 @@ TEST_F(StreamLimitsTest, AllowedAddressIsNotShutOut)
     StreamServer& server = start(endless());
     SipClient before("127.0.0.1", port, Transport::Tcp);
     const std::string text = before.requestText("OPTIONS", "1000", {});
-    before.send(text);
-    const int fd = accepted();
-    ASSERT_EQ(received(fd, text.size()), text);
+    const int fd = reached(before, text);
     server.setIpList(listOf("127.0.0.1", kAllow));
     server.shutOut("127.0.0.1", SystemClock().steadyMs() + kEndlessMs);
     waitForTheServer(server);
@@ -311,9 +307,7 @@ TEST_F(StreamLimitsTest, AllowedAddressIsNoStranger)
     std::vector<int> fds;
     for (SipClient& telephone : telephones) {
         const std::string text = telephone.requestText("OPTIONS", "1000", {});
-        telephone.send(text);
-        fds.push_back(accepted());
-        EXPECT_EQ(received(fds.back(), text.size()), text);
+        fds.push_back(reached(telephone, text));
     }
     const std::string text = telephones.front().requestText("OPTIONS", "1000", {});
     std::string many;
@@ -334,9 +328,7 @@ TEST_F(StreamLimitsTest, AddressThatIsAllowedNoMoreIsAStrangerAgain)
     waitForTheServer(server);
     SipClient telephone("127.0.0.1", port, Transport::Tcp);
     const std::string text = telephone.requestText("OPTIONS", "1000", {});
-    telephone.send(text);
-    const int fd = accepted();
-    ASSERT_EQ(received(fd, text.size()), text);
+    const int fd = reached(telephone, text);
     server.setIpList(std::make_shared<const IpList>());
     EXPECT_TRUE(telephone.waitForEnd());
     close(fd);
