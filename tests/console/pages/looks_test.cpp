@@ -1,26 +1,33 @@
 // How tables, tabs, boxes and inputs look where the room is small, the palette dark or the layout mirrored.
 #include "common/dialog_buttons.h"
+#include "common/form_grid.h"
 #include "common/form_tabs.h"
 #include "common/input_box.h"
 #include "common/lang_res.h"
 #include "common/record_view.h"
-#include "common/two_lines.h"
+#include "common/text_lines.h"
 #include "common/warning_box.h"
 #include "start_up.h"
 #include "support/page_fixture.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QStandardItemModel>
 #include <QTabBar>
 #include <QToolButton>
+#include <QToolTip>
+#include <QVBoxLayout>
+#include <QtTest/QTest>
 
 #include <algorithm>
 #include <cmath>
@@ -78,6 +85,13 @@ protected:
         return best;
     }
 
+    static void pointAt(QWidget& widget, const QPoint& place)
+    {
+        QToolTip::showText({}, {});
+        QHelpEvent event(QEvent::ToolTip, place, widget.mapToGlobal(place));
+        QCoreApplication::sendEvent(&widget, &event);
+    }
+
     QStandardItemModel _model;
     std::unique_ptr<Crecord_view> _view;
 };
@@ -107,7 +121,7 @@ TEST_F(Looks, AColumnHasRoomForWhatComesLater)
     _view = std::make_unique<Crecord_view>(nullptr);
     _view->setModel(&_model);
     _view->expectValue(1, QStringLiteral("000.000.000.000:00000"));
-    _view->resize(100, 100);
+    _view->resize(280, 100);
     _view->show();
     _view->fitColumns();
     _model.setItem(0, 1, new QStandardItem(address));
@@ -118,12 +132,62 @@ TEST_F(Looks, AColumnHasRoomForWhatComesLater)
 TEST_F(Looks, LinesBreakWhereTheyBecomeNarrowest)
 {
     const QFontMetrics font(QApplication::font());
-    EXPECT_EQ(OnTwoLines("a bb cc", font), QStringLiteral("a bb\ncc"));
-    EXPECT_EQ(OnTwoLines("Time-condition", font), QStringLiteral("Time-\ncondition"));
-    EXPECT_EQ(OnTwoLines("Beschreibung", font), QStringLiteral("Beschreibung"));
-    EXPECT_EQ(OnTwoLines(" a", font), QStringLiteral(" a"));
-    EXPECT_EQ(OnTwoLines("a-", font), QStringLiteral("a-"));
-    EXPECT_EQ(OnTwoLines("", font), QString());
+    EXPECT_EQ(OnLines("a bb cc", 2, font), QStringLiteral("a bb\ncc"));
+    EXPECT_EQ(OnLines("aa bb cc", 3, font), QStringLiteral("aa\nbb\ncc"));
+    EXPECT_EQ(OnLines("aa bb cc", 1, font), QStringLiteral("aa bb cc"));
+    EXPECT_EQ(OnLines("Time-condition", 2, font), QStringLiteral("Time-\ncondition"));
+    EXPECT_EQ(OnLines("Beschreibung", 2, font), QStringLiteral("Beschreibung"));
+    EXPECT_EQ(OnLines(" a", 2, font), QStringLiteral(" a"));
+    EXPECT_EQ(OnLines("a-", 2, font), QStringLiteral("a-"));
+    EXPECT_EQ(OnLines("", 2, font), QString());
+    EXPECT_EQ(OnLines("被叫号码", 2, font), QStringLiteral("被叫\n号码"));
+}
+
+TEST_F(Looks, LongValuesAreCutBeforeTheTableScrolls)
+{
+    const QString text = QStringLiteral("What somebody wrote about it at some length");
+    table({"Number", "Description", "Kind"}, 1000);
+    _model.item(0, 1)->setText(text);
+    _view->resize(300, 200);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(_view->horizontalScrollBar()->maximum(), 0);
+    EXPECT_LT(_view->columnWidth(1), _view->sizeHintForIndex(_model.index(0, 1)).width());
+    EXPECT_GE(_view->columnWidth(0), _view->fontMetrics().horizontalAdvance("Number"));
+    pointAt(*_view->viewport(), _view->visualRect(_model.index(0, 0)).center());
+    EXPECT_EQ(QToolTip::text(), QString());
+    pointAt(*_view->viewport(), _view->visualRect(_model.index(0, 1)).center());
+    EXPECT_EQ(QToolTip::text(), text);
+}
+
+TEST_F(Looks, ATitleThatIsCutShowsUnderThePointer)
+{
+    table({"Beschreibung", "Zeitbedingung", "No"}, 120);
+    QWidget& heads = *_view->header()->viewport();
+    pointAt(heads, {_view->columnViewportPosition(2) + 3, 5});
+    EXPECT_EQ(QToolTip::text(), QString());
+    pointAt(heads, {_view->columnViewportPosition(1) + 3, 5});
+    EXPECT_EQ(QToolTip::text(), QStringLiteral("Zeitbedingung"));
+}
+
+TEST_F(Looks, ColumnsFollowTheWindowUntilTheUserChoosesWidths)
+{
+    table({"Number", "Description"}, 300);
+    const int narrow = _view->columnWidth(0);
+    _view->resize(600, 200);
+    QCoreApplication::processEvents();
+    const int wide = _view->columnWidth(0);
+    EXPECT_GT(wide, narrow);
+    QWidget& heads = *_view->header()->viewport();
+    const QPoint edge(wide - 1, 5);
+    QTest::mousePress(&heads, Qt::LeftButton, {}, edge);
+    QMouseEvent drag(QEvent::MouseMove, edge + QPoint(40, 0), Qt::NoButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(&heads, &drag);
+    QTest::mouseRelease(&heads, Qt::LeftButton, {}, edge + QPoint(40, 0));
+    const int chosen = _view->columnWidth(0);
+    EXPECT_NE(chosen, wide);
+    _view->resize(900, 200);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(_view->columnWidth(0), chosen);
 }
 
 TEST_F(Looks, ColouredRowsCanBeReadOnADarkGround)
@@ -139,6 +203,27 @@ TEST_F(Looks, ColouredRowsCanBeReadOnADarkGround)
         paintRow(ink);
         EXPECT_GT(contrastOfRow(), 4.0) << ink;
     }
+}
+
+TEST_F(Looks, ALockedInputStandsOutOnADarkGround)
+{
+    QPalette dark(QColor(0x35, 0x35, 0x35));
+    dark.setColor(QPalette::Base,
+                  QColor(0x23, 0x23, 0x23)); // locked, too: palettes of some desktops do not tell them apart
+    QApplication::setPalette(dark);
+    QWidget place;
+    Cform_grid grid(new QVBoxLayout(&place));
+    QLineEdit* const open = grid.addEdit(283);
+    QLineEdit* const locked = grid.addEdit(283);
+    locked->setEnabled(false);
+    place.show();
+    QCoreApplication::processEvents();
+    const auto groundOf = [](QWidget& input) {
+        const QImage image = input.grab().toImage();
+        return image.pixelColor(image.width() / 2, image.height() / 2);
+    };
+    EXPECT_EQ(groundOf(*open), QColor(0x23, 0x23, 0x23));
+    EXPECT_EQ(groundOf(*locked), QColor(0x35, 0x35, 0x35));
 }
 
 TEST_F(Looks, ColoursOfRowsStayOnALightGround)
@@ -273,6 +358,21 @@ TEST_F(MirroredLooks, LabelsBeginAtTheRight)
     const auto [left, right] = inkOf(label.grab().toImage());
     EXPECT_GT(left, 200);
     EXPECT_LT(left, right);
+}
+
+TEST_F(MirroredLooks, WhatIsChosenReadsInTheOrderOfItsWords)
+{
+    const auto picture = [](const QString& text) {
+        QComboBox box;
+        box.addItem(text);
+        box.resize(300, 30);
+        box.show();
+        QCoreApplication::processEvents();
+        return box.grab().toImage();
+    };
+    const QString text = QStringLiteral("0445500 Line");
+    EXPECT_EQ(picture(text), picture(QChar(0x202a) + text)) << "embedded from left to right";
+    EXPECT_NE(picture(text), picture(QStringLiteral("Line 0445500")));
 }
 
 } // namespace

@@ -22,7 +22,8 @@ namespace {
 // By the direction of the layout: left to themselves, labels follow the direction of their letters.
 constexpr Qt::Alignment kLabelAlignment = Qt::AlignLeft | Qt::AlignVCenter;
 
-// A locked key is still there to be read: the toolkit's grey is too faint for that. The role is that of the text.
+// A locked key is still there to be read: the toolkit's grey is too faint for that. The role is that of the text. Its
+// ground is that of the window: some palettes have it as dark, or as light, as that of an open input.
 void keepReadable(QWidget* input, QPalette::ColorRole role)
 {
     constexpr double kStrength = 0.65;
@@ -30,6 +31,7 @@ void keepReadable(QWidget* input, QPalette::ColorRole role)
     QColor ink = palette.color(QPalette::Active, role);
     ink.setAlphaF(kStrength);
     palette.setColor(QPalette::Disabled, role, ink);
+    palette.setColor(QPalette::Disabled, QPalette::Base, palette.color(QPalette::Active, QPalette::Window));
     input->setPalette(palette);
 }
 

@@ -1,6 +1,6 @@
 #include "common/form_tabs.h"
 
-#include "common/two_lines.h"
+#include "common/text_lines.h"
 
 #include <QStyleOptionTab>
 #include <QStylePainter>
@@ -49,7 +49,7 @@ protected:
 private:
     static constexpr int kMargin = 4; // pixels at both sides of a title
 
-    [[nodiscard]] QString titleOf(int index) const { return OnTwoLines(tabText(index), fontMetrics()); }
+    [[nodiscard]] QString titleOf(int index) const { return OnLines(tabText(index), 2, fontMetrics()); }
 
     void paintTab(QStylePainter& painter, int index) const
     {

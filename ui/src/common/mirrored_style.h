@@ -4,8 +4,8 @@
 #include <QProxyStyle>
 
 // Keeps the text of a button beside its image (the toolkit's styles turn the alignment round twice and push it to the
-// far edge) and lets labels and inputs begin at the right (left to themselves they follow the direction of their
-// letters). Owned by the application.
+// far edge), lets labels and inputs begin at the right (left to themselves they follow the direction of their letters),
+// and what is chosen from a box read in the order of its words. Owned by the application.
 class Cmirrored_style : public QProxyStyle {
 public:
     using QProxyStyle::polish;

@@ -1,0 +1,10 @@
+// Titles that are too long for one line.
+#pragma once
+
+#include <QString>
+
+class QFontMetrics;
+
+// The text on at most so many lines, broken where it becomes narrowest: in the place of a blank, behind a hyphen,
+// between characters that stand for syllables or words. A text without such a place stays.
+[[nodiscard]] QString OnLines(const QString& text, int lines, const QFontMetrics& font);
