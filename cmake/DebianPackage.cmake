@@ -13,7 +13,7 @@ set(CPACK_DEBIAN_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS hicolor-icon-theme)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "hicolor-icon-theme, qttranslations5-l10n")
 # Certificates of web sites, pages in the browser, texts in every language of the console, Wayland without X.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "ca-certificates, fonts-dejavu-core, fonts-wqy-microhei, qtwayland5, xdg-utils")
 

@@ -2,7 +2,7 @@
 
 build_packages=(g++ cmake ninja-build ccache pkg-config
     qtbase5-dev libsofia-sip-ua-dev libsqlite3-dev libcurl4-openssl-dev libssl-dev libminiupnpc-dev libmariadb-dev libjemalloc-dev)
-run_packages=(fonts-dejavu-core fonts-wqy-microhei ca-certificates)
+run_packages=(qttranslations5-l10n fonts-dejavu-core fonts-wqy-microhei ca-certificates)
 display_packages=(xvfb)
 wayland_packages=(qtwayland5)
 test_packages=(libgtest-dev mariadb-server-core sip-tester baresip-core sipvicious python3 iproute2 openssl xvfb xauth openbox trayer x11-utils xdotool

@@ -25,10 +25,13 @@ constexpr std::string_view kEnglish = "ui/lang/res.english";
 // Items that show together in one menu, so that each needs a letter of its own.
 constexpr std::array<int, 7> kMenuBar = {1, 15, 20, 24, 36, 47, 50};
 constexpr std::array<int, 4> kFileMenu = {3, 14, 269, 2};
+// Behind the items of a translation: what the program says in English of its own accord.
+constexpr std::string_view kMessages = "[messages]";
 // A language is named in itself, so that whoever is lost in a foreign one finds back.
 constexpr std::array<int, 2> kOwnNames = {4, 5};
 
 using Items = std::map<int, std::string>;
+using Messages = std::map<std::string, std::string, std::less<>>; // by their English texts
 
 // 0 when it is no decimal number of 1 to kLastItem without leading zeros.
 int itemNumber(std::string_view key)
@@ -85,13 +88,30 @@ Faults byteFaults(std::string_view content)
 
 struct Parsed {
     Items items;
+    Messages messages;
     Faults faults; // of the form: sections, keys, their order, lengths and blanks of the texts
 };
+
+bool isText(std::string_view text)
+{
+    return !text.empty() && text.size() <= kMaxTextBytes && trimmed(text) == text;
+}
+
+void parseMessage(std::string_view line, const std::string& where, Parsed& parsed)
+{
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos || !isText(line.substr(0, equals)) || !isText(line.substr(equals + 1))) {
+        parsed.faults.push_back(where + "no message and its text, parted by an equals sign without blanks");
+    } else if (!parsed.messages.emplace(line.substr(0, equals), line.substr(equals + 1)).second) {
+        parsed.faults.push_back(where + "the message stands there twice");
+    }
+}
 
 Parsed parse(std::string_view content)
 {
     Parsed parsed;
     bool isSectionSeen = false;
+    bool areMessagesSeen = false;
     int last = 0;
     size_t number = 0;
     for (const std::string_view line : linesOf(content)) {
@@ -103,9 +123,17 @@ Parsed parse(std::string_view content)
             isSectionSeen = true;
             continue;
         }
+        if (line == kMessages && isSectionSeen && !areMessagesSeen) {
+            areMessagesSeen = true;
+            continue;
+        }
+        if (areMessagesSeen) {
+            parseMessage(line, where, parsed);
+            continue;
+        }
         const size_t equals = line.find('=');
         if (!isSectionSeen || equals == std::string_view::npos) {
-            parsed.faults.push_back(where + "neither comment, key nor the one section [text] before all keys");
+            parsed.faults.push_back(where + "neither comment, key nor the section [text] before all keys");
             continue;
         }
         const int item = itemNumber(line.substr(0, equals));
@@ -117,7 +145,7 @@ Parsed parse(std::string_view content)
         if (item <= last) {
             parsed.faults.push_back(where + "the key is not above the one before");
         }
-        if (text.empty() || text.size() > kMaxTextBytes || trimmed(text) != text) {
+        if (!isText(text)) {
             parsed.faults.push_back(where + "the text is empty, over 1499 bytes or has blanks at an end");
         }
         last = item;
@@ -280,6 +308,68 @@ Faults sourceFaults(const std::vector<SourceFile>& sources, const Items& items)
     return faults;
 }
 
+// English that is shown to the user where the language has a text for it: literals that read as a title or a sentence.
+// Lines of the log stay English.
+std::set<std::string> messagesOf(std::string_view source)
+{
+    std::set<std::string> messages;
+    const std::string code = withoutComments(source);
+    for (const std::string_view line : linesOf(code)) {
+        constexpr std::string_view kNotShown[] = {"displayLog(", ".set(", "append(", "QFont ", "GetLangItem("};
+        const auto isIn = [line](std::string_view call) { return line.find(call) != std::string_view::npos; };
+        if (std::any_of(std::begin(kNotShown), std::end(kNotShown), isIn) || line.starts_with("#")) {
+            continue;
+        }
+        for (size_t at = line.find('"'); at != std::string_view::npos; at = line.find('"', at + 1)) {
+            const size_t end = line.find('"', at + 1);
+            const std::string_view text = trimmed(line.substr(at + 1, end - at - 1));
+            const bool isBegin = !text.empty() && (isupper(static_cast<unsigned char>(text[0])) || text[0] == '\'');
+            if (isBegin && text.find(' ') != std::string_view::npos) {
+                messages.emplace(text);
+            }
+            at = end;
+            if (at == std::string_view::npos) {
+                break;
+            }
+        }
+    }
+    return messages;
+}
+
+std::set<std::string> messagesOf(const std::vector<SourceFile>& sources)
+{
+    std::set<std::string> messages;
+    for (const SourceFile& source : sources) {
+        if (isCpp(source.path)) {
+            messages.merge(messagesOf(source.text));
+        }
+    }
+    return messages;
+}
+
+// Messages without a text, and texts of messages that nobody shows.
+Faults messageFaults(const std::vector<SourceFile>& sources, const Messages& messages)
+{
+    Faults faults;
+    for (const std::string& english : messagesOf(sources)) {
+        if (!messages.contains(english)) {
+            faults.push_back("no text for: " + english);
+        }
+    }
+    for (const auto& [english, text] : messages) {
+        const auto holds = [&english = english](const SourceFile& source) {
+            return source.text.find('"' + english) != std::string::npos;
+        };
+        if (std::none_of(sources.begin(), sources.end(), holds)) {
+            faults.push_back("no source has: " + english);
+        }
+        if (placeholders(english) != placeholders(text)) {
+            faults.push_back("other placeholders than in English: " + text);
+        }
+    }
+    return faults;
+}
+
 std::vector<SourceFile> langFiles()
 {
     std::vector<SourceFile> files = filesBelow("ui/lang");
@@ -367,6 +457,20 @@ TEST(LangFiles, HaveATextForEveryItemThatTheSourcesUse)
     }
 }
 
+TEST(LangFiles, HaveATextForEveryMessageOfTheSources)
+{
+    const std::vector<SourceFile> sources = filesBelow("ui/src");
+    EXPECT_GT(messagesOf(sources).size(), 40u);
+    for (const SourceFile& file : langFiles()) {
+        const Messages messages = parse(file.text).messages;
+        if (file.path == kEnglish) {
+            EXPECT_TRUE(messages.empty()) << "they stand in the sources";
+        } else {
+            expectNone(file.path, messageFaults(sources, messages));
+        }
+    }
+}
+
 TEST(LangRules, BadBytesAreRefused)
 {
     EXPECT_TRUE(byteFaults("1=\xE4\xB8\xAD \xC3\xA4 \xF0\x9F\x93\x9E\n").empty());
@@ -392,6 +496,29 @@ TEST(LangRules, BadFormIsRefused)
         EXPECT_FALSE(parse("[text]\n" + lines + "\n").faults.empty()) << lines;
     }
     EXPECT_FALSE(parse("1=a\n[text]\n").faults.empty());
+}
+
+TEST(LangRules, BadMessagesAreRefused)
+{
+    const Parsed good = parse("[text]\n1=a\n\n[messages]\nNo way.=Nein = nein\nno=nein\n");
+    EXPECT_TRUE(good.faults.empty()) << toText(good.faults);
+    EXPECT_EQ(good.items.size(), 1u);
+    EXPECT_EQ(good.messages, (Messages{{"No way.", "Nein = nein"}, {"no", "nein"}}));
+    for (const std::string lines :
+         {"No way.", "=nein", "No way.=", "No way. =nein", "No way.= nein", "a=b\na=c", "[messages]", "[more]"}) {
+        EXPECT_FALSE(parse("[text]\n1=a\n[messages]\n" + lines + "\n").faults.empty()) << lines;
+    }
+    EXPECT_FALSE(parse("[messages]\na=b\n").faults.empty());
+}
+
+TEST(LangRules, AMessageWithoutTextIsFoundInTheSources)
+{
+    const SourceFile source{"ui/src/a.cpp", "#include \"No way.h\"\n// \"No comment.\"\nf(\"No way. \", \"NoWay\");\n"
+                                            "displayLog(\"A line.\");\ng(\"no way\", \"'No' or %s\");\n"};
+    EXPECT_EQ(messagesOf(source.text), (std::set<std::string>{"No way.", "'No' or %s"}));
+    EXPECT_TRUE(messageFaults({source}, {{"No way.", "Nein"}, {"'No' or %s", "%s"}, {"no way", "nein"}}).empty());
+    EXPECT_EQ(messageFaults({source}, {{"No way.", "Nein"}}).size(), 1u);
+    EXPECT_EQ(messageFaults({source}, {{"No way.", "Nein"}, {"'No' or %s", "%u"}, {"Never", "Nie"}}).size(), 2u);
 }
 
 TEST(LangRules, ATranslationThatLeavesEnglishIsRefused)

@@ -7,6 +7,7 @@
 #include "common/form_grid.h"
 #include "common/lang_res.h"
 #include "common/read_rows.h"
+#include "common/translations.h"
 #include "common/warning_box.h"
 
 #include <QVBoxLayout>
@@ -30,7 +31,7 @@ QString routeTypeText(uint32_t type)
         if (value == type)
             return GetLangItem(item);
     }
-    return QStringLiteral("Unknown");
+    return MessageText(QStringLiteral("Unknown"));
 }
 
 } // namespace

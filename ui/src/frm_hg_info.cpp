@@ -6,6 +6,7 @@
 #include "common/lang_res.h"
 #include "common/qstr.h"
 #include "common/read_rows.h"
+#include "common/translations.h"
 #include "common/warning_box.h"
 
 #include <QAbstractButton>
@@ -32,7 +33,7 @@ QString strategyText(int strategy)
     case kLongestIdle:
         return GetLangItem(412);
     default:
-        return QStringLiteral("Unknown");
+        return MessageText(QStringLiteral("Unknown"));
     }
 }
 

@@ -8,6 +8,7 @@
 #include "common/lang_res.h"
 #include "common/qstr.h"
 #include "common/read_rows.h"
+#include "common/translations.h"
 
 #include <QButtonGroup>
 #include <QComboBox>
@@ -26,7 +27,7 @@ QString typeText(unsigned type)
     case kRouteTrunk:
         return GetLangItem(215);
     default:
-        return QStringLiteral("Unknown");
+        return MessageText(QStringLiteral("Unknown"));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "common/form_grid.h"
 #include "common/lang_res.h"
 #include "common/read_rows.h"
+#include "common/translations.h"
 #include "common/warning_box.h"
 
 #include <QButtonGroup>
@@ -34,7 +35,7 @@ QString typeText(unsigned type)
     case kTransDelete:
         return GetLangItem(196);
     default:
-        return QStringLiteral("Unknown");
+        return MessageText(QStringLiteral("Unknown"));
     }
 }
 

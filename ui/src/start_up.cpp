@@ -3,6 +3,7 @@
 #include "cachedb2/switch_variants.h"
 #include "common/lang_res.h"
 #include "common/mirrored_style.h"
+#include "common/translations.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -29,6 +30,7 @@ void PrepareApplication()
     QApplication::setWindowIcon(QIcon(QStringLiteral(":images/plx_64x64.png")));
     QApplication::setQuitOnLastWindowClosed(false); // the last window hides in the tray
     InitSwitchVariants();
+    InitTranslations(gVarGuiLang); // before the direction of the layout, which the toolkit takes from its translation
     QApplication::setLayoutDirection(static_cast<Qt::LayoutDirection>(gVarGuiLayoutDir));
     if (QApplication::layoutDirection() == Qt::RightToLeft) {
         auto* const style = new Cmirrored_style;

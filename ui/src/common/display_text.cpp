@@ -1,6 +1,7 @@
 #include "common/display_text.h"
 
 #include "common/lang_res.h"
+#include "common/translations.h"
 
 #include <array>
 
@@ -19,7 +20,7 @@ QString GetBoolString(unsigned char value)
 
 QString GetWeekStr(Ebcl_week day)
 {
-    return day < kDayItems.size() ? GetLangItem(kDayItems.at(day)) : kUnknown;
+    return day < kDayItems.size() ? GetLangItem(kDayItems.at(day)) : MessageText(kUnknown);
 }
 
 QString GetDPString(int point)
@@ -42,11 +43,11 @@ QString actionToStr(unsigned char action)
     case 1:
         return GetLangItem(446);
     default:
-        return kUnknown;
+        return MessageText(kUnknown);
     }
 }
 
 QString GetTransitionText(uint32_t transitionId)
 {
-    return transitionId == 0 ? QStringLiteral("no change") : QString::number(transitionId);
+    return transitionId == 0 ? MessageText(QStringLiteral("no change")) : QString::number(transitionId);
 }

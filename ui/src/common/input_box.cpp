@@ -1,6 +1,7 @@
 #include "common/input_box.h"
 
 #include "common/dialog_buttons.h"
+#include "common/translations.h"
 
 #include <QDialogButtonBox>
 #include <QInputDialog>
@@ -16,8 +17,8 @@ unsigned InputBox(QString& out, QWidget* parent, const QString& title, const QSt
     QInputDialog box(parent);
     box.setInputMode(QInputDialog::TextInput);
     box.setTextEchoMode(QLineEdit::Normal);
-    box.setWindowTitle(title);
-    box.setLabelText(label);
+    box.setWindowTitle(MessageText(title));
+    box.setLabelText(MessageText(label));
     box.setTextValue(text);
     const QSize size = box.sizeHint(); // makes the buttons, which come with the layout
     DressButtons(box.findChild<QDialogButtonBox*>());

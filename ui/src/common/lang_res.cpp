@@ -22,17 +22,25 @@ constexpr size_t kItemBuffer = 1500; // bytes: 1499 of text, far above the longe
 struct LangFile {
     int code;
     const char* name;
+    const char* locale;
 };
 // 6 is the second code of Chinese systems; codes that are missing here have no file of their own.
 constexpr std::array<LangFile, 6> kLangFiles = {{
-    {1, "res.chinese"},
-    {6, "res.chinese"},
-    {3, "res.spanish"},
-    {5, "res.japanese"},
-    {7, "res.german"},
-    {9, "res.russian"},
+    {1, "res.chinese", "zh_CN"},
+    {6, "res.chinese", "zh_CN"},
+    {3, "res.spanish", "es"},
+    {5, "res.japanese", "ja"},
+    {7, "res.german", "de"},
+    {9, "res.russian", "ru"},
 }};
-constexpr const char* kDefaultFile = "res.english";
+constexpr LangFile kDefaultFile = {0, "res.english", "en"};
+
+const LangFile& fileOf(int code)
+{
+    const auto* const file =
+        std::find_if(kLangFiles.begin(), kLangFiles.end(), [code](const LangFile& each) { return each.code == code; });
+    return file == kLangFiles.end() ? kDefaultFile : *file;
+}
 
 // Numbers beyond int are no item either: -1 gives the default as they do.
 QString itemOf(unsigned id, const char* def)
@@ -45,11 +53,14 @@ QString itemOf(unsigned id, const char* def)
 
 unsigned GetLangureResFile(int code, Cbcl_tmp_str* path)
 {
-    const auto* const file =
-        std::find_if(kLangFiles.begin(), kLangFiles.end(), [code](const LangFile& each) { return each.code == code; });
     BclGetCurrDir(*path);
-    path->appendText(file == kLangFiles.end() ? kDefaultFile : file->name);
+    path->appendText(fileOf(code).name);
     return 0;
+}
+
+QString GetLangLocale(int code)
+{
+    return QString::fromLatin1(fileOf(code).locale);
 }
 
 unsigned InitLangureRes(int code)

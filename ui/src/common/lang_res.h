@@ -18,6 +18,9 @@ extern QStringList gStrPlxRes;
 // Sets `path` to the language file of the code in the current directory. Returns 0.
 unsigned GetLangureResFile(int code, Cbcl_tmp_str* path);
 
+// The name of the language of the code, as the toolkit names its own translations: "de", "zh_CN".
+QString GetLangLocale(int code);
+
 // Fills the list from that file; items that the file lacks, or all when there is no file, are empty texts. The list is
 // filled once in a process: a second call changes nothing. Returns 0.
 unsigned InitLangureRes(int code);

@@ -2,6 +2,7 @@
 
 #include "common/dialog_buttons.h"
 #include "common/lang_res.h"
+#include "common/translations.h"
 
 #include <QDialogButtonBox>
 #include <QIcon>
@@ -27,8 +28,8 @@ void PlxWarningBox(const QString& title, const QString& text)
     QMessageBox box;
     box.setIcon(QMessageBox::Warning);
     dressIcon(box);
-    box.setWindowTitle(title);
-    box.setText(text);
+    box.setWindowTitle(MessageText(title));
+    box.setText(MessageText(text));
     box.setStandardButtons(QMessageBox::Ok); // it would come with the show, too late to be dressed
     DressButtons(box.findChild<QDialogButtonBox*>());
     box.exec();
