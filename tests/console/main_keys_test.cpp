@@ -4,6 +4,7 @@
 #include "log_view.h"
 #include "support/accessible_tree.h"
 #include "support/console_fixture.h"
+#include "support/help_spy.h"
 #include "support/key_walk.h"
 
 #include <QApplication>
@@ -125,6 +126,14 @@ TEST_F(MainKeys, TheKeyboardReadsAndClearsTheLog)
     EXPECT_TRUE(logView().textCursor().hasSelection());
     typeKey(Qt::Key_Delete);
     EXPECT_TRUE(logView().toPlainText().isEmpty());
+}
+
+TEST_F(MainKeys, F1OpensTheStartOfTheHelp)
+{
+    HelpSpy help;
+    showActive();
+    typeKey(Qt::Key_F1);
+    EXPECT_EQ(help.takeOpened(), QStringList("help/index.html"));
 }
 
 TEST_F(MainKeys, ShortcutsAreTakenOnce)

@@ -6,12 +6,14 @@
 #include "callserver/app.h"
 #include "callserver/event_ids.h"
 #include "common/desktop.h"
+#include "common/help_topic.h"
 #include "log_view.h"
 #include "product.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
+#include <QShortcut>
 
 namespace {
 
@@ -65,6 +67,7 @@ void Cfrm_main::setupUi()
     setupToolbar();
     setupLogWin();
     setupTrayIcon();
+    new QShortcut(QKeySequence(Qt::Key_F1), this, [] { openHelpPage(kHelpStartPage); });
 }
 
 void Cfrm_main::establishSignalAndSlots()

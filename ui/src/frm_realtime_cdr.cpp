@@ -5,6 +5,7 @@
 #include "callserver/event_ids.h"
 #include "common/accessible_names.h"
 #include "common/desktop.h"
+#include "common/help_topic.h"
 #include "common/lang_res.h"
 #include "common/record_view.h"
 #include "common/row_finder.h"
@@ -117,7 +118,9 @@ void Cfrm_realtime_cdr::_setupUI()
     _view->setUniformRowHeights(true); // else each changed cell would have its whole row measured
     setCentralWidget(_view);
     _setupView();
-    new QShortcut(QKeySequence(Qt::Key_Escape), this, [this] { close(); }); // as lists do
+    // As lists do.
+    new QShortcut(QKeySequence(Qt::Key_Escape), this, [this] { close(); });
+    new QShortcut(QKeySequence(Qt::Key_F1), this, [] { openHelpPage(kHelpCallRecords); });
 }
 
 void Cfrm_realtime_cdr::_setupToolbar()

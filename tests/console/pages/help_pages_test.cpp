@@ -326,6 +326,16 @@ TEST_P(HelpPages, EveryTopicHasItsPlace)
     }
 }
 
+TEST_P(HelpPages, WindowsWithoutATopicHaveTheirPlace)
+{
+    for (const QString& page : {kHelpStartPage, kHelpCallRecords}) {
+        openHelpPage(page);
+        EXPECT_EQ(takeAddress(), page);
+        const QString place = page.section('#', 1);
+        EXPECT_TRUE(place.isEmpty() || read(pages().filePath("index.html")).places.contains(place));
+    }
+}
+
 TEST_P(HelpPages, LinksAndStyleSheetsLeadSomewhere)
 {
     const QStringList all = pagesOf(GetParam());

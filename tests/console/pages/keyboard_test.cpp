@@ -239,6 +239,8 @@ TEST_F(KeyboardInWindow, WorksOnThePageOfCallsInProgress)
     EXPECT_EQ(QApplication::focusWidget(), page.centralWidget());
     expectEveryControlReached(page);
     expectButtonsHaveKeys(page);
+    typeKey(Qt::Key_F1);
+    EXPECT_EQ(help.takeOpened(), QStringList("help/index.html#records"));
     typeKey(Qt::Key_Escape);
     EXPECT_FALSE(page.isVisible());
 }

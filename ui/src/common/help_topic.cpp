@@ -5,7 +5,6 @@
 
 #include <QDesktopServices>
 #include <QFileInfo>
-#include <QString>
 #include <QUrl>
 
 #include <array>
@@ -63,13 +62,16 @@ QUrl addressOf(const QString& page)
 
 } // namespace
 
-void openHelpTopic(Ehelp_topics topic)
+void openHelpPage(const QString& page)
 {
-    if (topic < 0 || topic >= kHelpTopics)
-        return;
-    const QLatin1String page(kPages.at(topic));
     const QUrl chinese = addressOf(QLatin1String(kChineseRoot) + page);
     // A page that is not translated yet is better read in English than not at all.
     const bool isChinese = gVarGuiLang == kChinese && QFileInfo::exists(chinese.toLocalFile());
     QDesktopServices::openUrl(isChinese ? chinese : addressOf(QLatin1String(kEnglishRoot) + page));
+}
+
+void openHelpTopic(Ehelp_topics topic)
+{
+    if (topic >= 0 && topic < kHelpTopics)
+        openHelpPage(QLatin1String(kPages.at(topic)));
 }

@@ -1,6 +1,8 @@
 // The pages of the documentation, one per topic.
 #pragma once
 
+#include <QString>
+
 // Numbered as the table of pages.
 enum Ehelp_topics : int {
     kHelpNone = -1,
@@ -38,3 +40,8 @@ enum Ehelp_topics : int {
 // lie in the folder "help" of the current directory, beside the language files. A number that is no topic does nothing.
 // GUI thread.
 void openHelpTopic(Ehelp_topics topic);
+
+// The same with pages that are no topic, by their place below the folder of their language.
+inline const QString kHelpStartPage = QStringLiteral("index.html");
+inline const QString kHelpCallRecords = QStringLiteral("index.html#records");
+void openHelpPage(const QString& page);
