@@ -141,6 +141,9 @@ TEST_F(Looks, LinesBreakWhereTheyBecomeNarrowest)
     EXPECT_EQ(OnLines("a-", 2, font), QStringLiteral("a-"));
     EXPECT_EQ(OnLines("", 2, font), QString());
     EXPECT_EQ(OnLines("被叫号码", 2, font), QStringLiteral("被叫\n号码"));
+    EXPECT_EQ(OnLines("レベル", 3, font), QStringLiteral("レベル"));
+    for (const QString& line : OnLines("ダイヤルプラン", 3, font).split('\n'))
+        EXPECT_GE(line.size(), 2);
 }
 
 TEST_F(Looks, LongValuesAreCutBeforeTheTableScrolls)

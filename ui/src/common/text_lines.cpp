@@ -3,6 +3,12 @@
 #include <QFontMetrics>
 #include <QTextBoundaryFinder>
 
+namespace {
+
+constexpr int kShortestLine = 2; // characters: a lone one does not read as part of the title
+
+} // namespace
+
 QString OnLines(const QString& text, int lines, const QFontMetrics& font)
 {
     if (lines < 2)
@@ -12,7 +18,7 @@ QString OnLines(const QString& text, int lines, const QFontMetrics& font)
     QTextBoundaryFinder finder(QTextBoundaryFinder::Line, text);
     for (int at = finder.toNextBoundary(); at > 0 && at < text.size(); at = finder.toNextBoundary()) {
         const QString upper = text.left(at).trimmed();
-        if (upper.isEmpty())
+        if (upper.size() < kShortestLine || text.size() - at < kShortestLine)
             continue;
         const QString broken = upper + QLatin1Char('\n') + OnLines(text.mid(at), lines - 1, font);
         const int width = font.size(0, broken).width();
