@@ -265,7 +265,7 @@ TEST_F(LossesTest, ReliableAnswersOfTheTelephoneInWrongOrderArePassedInTheirs)
         caller->send("PRACK", "", {"RAck: " + progress.header("RSeq") + " 2 INVITE"});
         const PhoneMessage prack = called->expect("PRACK");
         EXPECT_EQ(prack.header("RAck"), rseq + invite.header("CSeq"));
-        if (std::string(next).size() != 0)
+        if (*next != '\0')
             progress = caller->expect(next);
         called->answer(prack, 200);
         caller->expect("200");

@@ -159,7 +159,7 @@ TEST_P(RemoteBookingsOnAServer, AreRepeatedWhenABalanceChangesMeanwhile)
                     ++debits;
         });
     // On a slow machine the others may be in the way for longer than an operation lasts.
-    const auto insist = [this](const std::function<Result()>& once) {
+    const auto insist = [](const std::function<Result()>& once) {
         Result result = Result::Unavailable;
         EXPECT_TRUE(waitUntil([&] { return (result = once()) != Result::Unavailable; }));
         return result;
