@@ -34,7 +34,7 @@ protected:
     {
         EXPECT_EQ(refer(by, number)->status(), 202);
         notified();
-        const SentPtr branch = next("INVITE");
+        SentPtr branch = next("INVITE");
         answer(branch, 200, kThird);
         answer(next("INVITE"), 200, kFourth);
         notified();

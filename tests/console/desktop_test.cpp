@@ -60,7 +60,7 @@ protected:
         program.setPlatform(QStringLiteral("xcb"));
         program.start();
         EXPECT_TRUE(waitUntil([] { return !windowsNamed(kCaption).isEmpty(); })) << program.output().toStdString();
-        const QString id = QString::fromLatin1(windowsNamed(kCaption));
+        QString id = QString::fromLatin1(windowsNamed(kCaption));
         run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
         run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("alt+F4")});
         return id;
