@@ -69,6 +69,8 @@ TEST(NumericHosts, TheStackHearsOfAnAddressWhatTheCLibrarySays)
     freeaddrinfo(theirs);
     for (const char* node : {"192.0.2.256", "localhost"})
         EXPECT_EQ(su_getaddrinfo(node, "5060", &hints, &ours), EAI_NONAME) << node;
+    hints.ai_family = AF_INET6;
+    EXPECT_NE(su_getaddrinfo("192.0.2.1", "5060", &hints, &ours), 0);
 }
 
 } // namespace

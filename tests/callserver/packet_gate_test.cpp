@@ -91,6 +91,16 @@ TEST_F(PacketGateTest, WhatIsNoSipIsDropped)
         EXPECT_TRUE(isParsable(packet)) << packet;
 }
 
+TEST_F(PacketGateTest, ABareCarriageReturnIsFoundWhereverItStands)
+{
+    const std::string start = "OPTIONS sip:a SIP/2.0\r\na: ";
+    for (size_t before = 0; before < 600; ++before) {
+        const std::string header = start + std::string(before, 'b');
+        EXPECT_FALSE(isParsable(header + "\rc\r\n\r\n")) << before;
+        EXPECT_TRUE(isParsable(header + "\r\nc: d\r\n\r\n")) << before;
+    }
+}
+
 TEST_F(PacketGateTest, HeaderThatWouldHoldTheParserIsDropped)
 {
     std::string lines = "OPTIONS sip:a SIP/2.0\r\n";

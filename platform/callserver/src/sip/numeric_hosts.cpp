@@ -61,7 +61,8 @@ addrinfo* ofV4Literal(const char* node, const char* service, const addrinfo* hin
 {
     in_addr host{};
     if (node == nullptr || service == nullptr || hints == nullptr || hints->ai_socktype != SOCK_DGRAM ||
-        (hints->ai_flags & ~AI_NUMERICHOST) != 0 || inet_pton(AF_INET, node, &host) != 1)
+        hints->ai_family == AF_INET6 || (hints->ai_flags & ~AI_NUMERICHOST) != 0 ||
+        inet_pton(AF_INET, node, &host) != 1)
         return nullptr;
     uint16_t port = 0;
     const std::string_view digits(service);
