@@ -91,7 +91,7 @@ std::unique_ptr<ClientTransaction> FakeCallTransport::send(const CallRequestOut&
     return std::make_unique<FakeClient>(std::move(made));
 }
 
-void FakeCallTransport::sendAck(const CallRequestOut& ack, const ClientTransaction& invite)
+void FakeCallTransport::sendAck(const CallRequestOut& ack, ClientTransaction& invite)
 {
     dynamic_cast<const FakeClient&>(invite).sent()->acks.push_back(ack);
 }

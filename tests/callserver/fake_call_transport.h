@@ -44,7 +44,7 @@ public:
 
     [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
                                                           ResponseHandler onResponse) override;
-    void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
+    void sendAck(const CallRequestOut& ack, ClientTransaction& invite) override;
     void sendAck(const CallRequestOut& ack) override { strayAcks.push_back(ack); }
     [[nodiscard]] std::string localHost(const SipSource& peer) override
     {

@@ -132,6 +132,33 @@ TEST_F(LossesTest, AByeIsRepeatedUntilItIsAnswered)
     expectQuiet();
 }
 
+TEST_F(LossesTest, ARepeatedSuccessIsConfirmedAgain)
+{
+    startTelephones();
+    caller->invite("2002", "");
+    invite = called->expect("INVITE");
+    called->answer(invite, 200, CallPhone::kOffer);
+    caller->ack(caller->expect("200"), CallPhone::kAnswer);
+    const PhoneMessage ack = called->expect("ACK");
+    EXPECT_EQ(ack.body(), CallPhone::kAnswer);
+    for (int i = 0; i < 2; ++i) {
+        called->answer(invite, 200, CallPhone::kOffer);
+        expectAgain(*called, ack);
+    }
+
+    caller->send("INVITE", kHeld);
+    const PhoneMessage change = called->expect("INVITE");
+    called->answer(change, 200, kHolding);
+    const PhoneMessage confirmed = called->expect("ACK");
+    caller->ack(caller->expect("200"));
+    called->answer(change, 200, kHolding);
+    expectAgain(*called, confirmed);
+    called->answer(invite, 200, CallPhone::kOffer);
+    expectAgain(*called, ack);
+    expectQuiet();
+    hangUp();
+}
+
 TEST_F(LossesTest, AByeWhoseAnswerWasLostIsAnsweredAgain)
 {
     startTelephones();

@@ -90,7 +90,7 @@ void Calls::onStraySuccess(const CallMessage& response)
         return;
     if (const auto it = _legs.find(std::string_view(response.from.tag));
         it != _legs.end() && it->second.call->legAt(it->second.leg)->dialog.remoteTag == response.to.tag)
-        return; // that one is confirmed already, and the stack repeats its ACK
+        return; // that one is confirmed already
     std::vector<std::string>& hungUp = held->second.hungUp;
     const bool isNew = std::find(hungUp.begin(), hungUp.end(), response.to.tag) == hungUp.end();
     if (isNew && hungUp.size() >= kMaxStrays)

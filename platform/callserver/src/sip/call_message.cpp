@@ -42,6 +42,11 @@ bool CallMessage::allows(std::string_view wanted) const
     return false;
 }
 
+bool hasLineEnd(std::string_view value)
+{
+    return value.find('\r') != std::string_view::npos || value.find('\n') != std::string_view::npos;
+}
+
 std::string headerLine(std::string_view name, std::string_view value)
 {
     std::string line;

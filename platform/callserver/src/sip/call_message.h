@@ -155,6 +155,9 @@ struct CallAnswer {
     std::string contactUser{};
 };
 
+// Whether the value of a header would begin another one.
+[[nodiscard]] bool hasLineEnd(std::string_view value);
+
 // "Name: value" with its end.
 [[nodiscard]] std::string headerLine(std::string_view name, std::string_view value);
 

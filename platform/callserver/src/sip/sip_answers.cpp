@@ -342,7 +342,7 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
 {
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
-        if (isSuccessOfInvite(sip))
+        if (isSuccessOfInvite(sip) && !calls.repeatAck(sip))
             handler.onStraySuccess(callResponse(message, sip, sip->sip_status->st_status, source));
         msg_destroy(message);
         return;

@@ -79,6 +79,14 @@ SipSource sourceOfAddress(const sockaddr& address)
     return source;
 }
 
+SipSource localEnd(int fd)
+{
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    return getsockname(fd, generic, &size) == 0 ? sourceOfAddress(*generic) : SipSource{};
+}
+
 std::string canonicalAddress(const std::string& literal)
 {
     addrinfo hints{};

@@ -28,6 +28,9 @@ struct SourceKeyHash {
 // Literal and port; the transport stays UDP. Mapped IPv4 addresses become what they map. Any thread.
 [[nodiscard]] SipSource sourceOfAddress(const sockaddr& address);
 
+// Where the socket is bound; without an address when that cannot be told. Any thread.
+[[nodiscard]] SipSource localEnd(int fd);
+
 // A literal as sourceOfAddress() would write it; empty: it is none. Any thread.
 [[nodiscard]] std::string canonicalAddress(const std::string& literal);
 

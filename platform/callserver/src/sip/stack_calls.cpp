@@ -2,16 +2,16 @@
 
 #include "sip/call_parts.h"
 #include "sip/local_addresses.h"
+#include "sip/request_text.h"
 #include "sip/sip_stack.h"
 #include "sip/stack_client.h"
 #include "sip/stack_server.h"
+#include "sip/stack_sockets.h"
 #include "sip/stack_text.h"
 #include "sip/uri_text.h"
 #include "streams/flow_table.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <set>
@@ -24,6 +24,7 @@
 #include <sofia-sip/su_uniqueid.h>
 #include <sofia-sip/tport.h>
 #include <sofia-sip/tport_tag.h>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -54,9 +55,20 @@ std::string hostPort(const std::string& address, uint16_t port)
 
 std::string randomToken()
 {
-    std::array<char, 17> text{};
-    std::snprintf(text.data(), text.size(), "%08x%08x", su_random(), su_random());
-    return text.data();
+    static constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    for (const uint32_t number : {su_random(), su_random()})
+        for (int shift = 28; shift >= 0; shift -= 4)
+            text += kDigits[number >> shift & 0xf];
+    return text;
+}
+
+// Of a From or To as we write them: the tag comes last.
+std::string_view tagOf(std::string_view party)
+{
+    constexpr std::string_view kTag = ";tag=";
+    const size_t at = party.rfind(kTag);
+    return at == std::string_view::npos ? std::string_view() : party.substr(at + kTag.size());
 }
 
 // The stack keeps the pointer as long as the transaction. There are as many as this machine has had addresses.
@@ -72,6 +84,7 @@ struct StackCalls::Way {
     nta_agent_t* agent = nullptr;  // null: there is none
     tport_t* connection = nullptr; // over streams
     std::string ident;             // of the socket of UDP
+    uint16_t port = 0;             // likewise
     std::string local;             // host and port of our end
     std::string via;               // over streams: the Via that names it
 };
@@ -146,6 +159,7 @@ StackCalls::Way StackCalls::wayTo(const SipSource& peer)
         if (way.ident.empty())
             return way;
         way.agent = udp.agent;
+        way.port = udp.port;
         way.local = hostPort(way.ident, udp.port);
         return way;
     }
@@ -292,14 +306,46 @@ void StackCalls::sendCancel(const CallRequestOut& cancel, const std::string& via
         nta_outgoing_destroy(outgoing);
 }
 
-void StackCalls::sendAck(const CallRequestOut& ack, const ClientTransaction& invite)
+void StackCalls::sendAck(const CallRequestOut& ack, ClientTransaction& invite)
 {
-    sendAckOf(static_cast<const StackClientTransaction&>(invite).branch(), ack);
+    auto& client = static_cast<StackClientTransaction&>(invite);
+    if (sendAckPacket(ack, true))
+        client.finish();
+    else
+        sendAckOf(client.branch(), ack);
 }
 
 void StackCalls::sendAck(const CallRequestOut& ack)
 {
-    sendAckOf("z9hG4bK" + randomToken(), ack);
+    if (!sendAckPacket(ack, false))
+        sendAckOf("z9hG4bK" + randomToken(), ack);
+}
+
+bool StackCalls::sendAckPacket(const CallRequestOut& ack, bool isKept)
+{
+    if (ack.destination.transport != kTransportUdp)
+        return false;
+    const Way way = wayTo(ack.destination);
+    if (way.agent == nullptr)
+        return false;
+    // An ACK of a success is a transaction of its own (RFC 3261 section 13.2.2.4).
+    const std::string via = "SIP/2.0/UDP " + way.local + ";branch=z9hG4bK" + randomToken() + ";rport";
+    SentAcks::Ack sent{{way.ident, way.port}, ack.destination, requestText(ack, via, {})};
+    if (sent.text.empty() || !sendPacket(sent.from, sent.to, sent.text))
+        return false;
+    if (isKept)
+        _acks.keep({tagOf(ack.from), tagOf(ack.to), ack.cseq}, std::move(sent), nowMs());
+    return true;
+}
+
+bool StackCalls::repeatAck(const sip_t* success)
+{
+    const char* const localTag = success->sip_from->a_tag;
+    const char* const remoteTag = success->sip_to->a_tag;
+    if (localTag == nullptr || remoteTag == nullptr)
+        return false;
+    const SentAcks::Ack* ack = _acks.find({localTag, remoteTag, success->sip_cseq->cs_seq}, nowMs());
+    return ack != nullptr && sendPacket(ack->from, ack->to, ack->text);
 }
 
 void StackCalls::sendAckOf(const std::string& branch, const CallRequestOut& ack)

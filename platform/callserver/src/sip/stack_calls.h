@@ -2,6 +2,7 @@
 // speaks the stack's types.
 #pragma once
 
+#include "sip/sent_acks.h"
 #include "sip/transactions.h"
 
 #include <cstdint>
@@ -44,8 +45,10 @@ public:
 
     [[nodiscard]] std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
                                                           ResponseHandler onResponse) override;
-    void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) override;
+    void sendAck(const CallRequestOut& ack, ClientTransaction& invite) override;
     void sendAck(const CallRequestOut& ack) override;
+    // Answers a success that belongs to no transaction any more with the ACK that it had before. False: it had none.
+    [[nodiscard]] bool repeatAck(const sip_t* success);
     [[nodiscard]] std::string localHost(const SipSource& peer) override;
 
 private:
@@ -63,6 +66,8 @@ private:
     // "<sip:user@host;transport=tcp>"
     [[nodiscard]] std::string contactText(const std::string& user, const SipSource& peer);
     [[nodiscard]] msg_t* makeRequest(const CallRequestOut& request, const Way& way);
+    // Of our own socket of UDP, without the stack. False: there is no way like that; nothing was sent.
+    [[nodiscard]] bool sendAckPacket(const CallRequestOut& ack, bool isKept);
     // The stack answers repetitions of the success of an INVITE with this branch with it.
     void sendAckOf(const std::string& branch, const CallRequestOut& ack);
     // `via`: of the INVITE that it is for, over a stream.
@@ -80,6 +85,7 @@ private:
     uint64_t _sent = 0;                                    // requests
     uint64_t _taken = 0;                                   // likewise
     std::unordered_map<std::string, LocalAddress> _locals; // by address of the peer
+    SentAcks _acks;
     std::unordered_set<StackClientTransaction*> _clients;
     std::unordered_set<StackServerTransaction*> _servers;
 };

@@ -25,6 +25,12 @@ StackClientTransaction::~StackClientTransaction()
     nta_outgoing_destroy(_outgoing);
 }
 
+void StackClientTransaction::finish()
+{
+    if (_outgoing != nullptr)
+        nta_outgoing_destroy(std::exchange(_outgoing, nullptr));
+}
+
 void StackClientTransaction::begin(nta_agent_t* agent, nta_outgoing_t* outgoing, bool isInvite)
 {
     _agent = agent;

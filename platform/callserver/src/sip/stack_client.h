@@ -28,6 +28,8 @@ public:
     [[nodiscard]] uint64_t number() const { return _number; }
     // No final answer has come.
     [[nodiscard]] bool isOpen() const { return !_isFinal; }
+    // It has told all that matters; the stack keeps it as long as the answer may be repeated.
+    void finish();
     // Its agent is about to be destroyed, and its transaction with it.
     void forget() { _outgoing = nullptr; }
     // Tells that no answer will come.

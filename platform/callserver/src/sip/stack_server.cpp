@@ -1,6 +1,7 @@
 #include "sip/stack_server.h"
 
 #include "sip/call_parts.h"
+#include "sip/request_text.h"
 #include "sip/stack_calls.h"
 #include "sip/stack_text.h"
 

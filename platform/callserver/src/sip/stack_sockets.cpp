@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <netdb.h>
 #include <sofia-sip/su.h>
+#include <sofia-sip/su_addrinfo.h>
 #include <string>
 #include <sys/ioctl.h>
 #include <utility>
@@ -37,6 +39,11 @@ enum class SocketKind : uint8_t { Unknown, Datagram, Other };
 struct StackSockets {
     PacketFilter* filter = nullptr;
     std::vector<SocketKind> kinds; // by descriptor
+    struct Bound {
+        int fd;
+        SipSource address;
+    };
+    std::vector<Bound> bound; // of packets
     uint64_t received = 0;
 
     // The packet that was read and not yet taken.
@@ -62,8 +69,10 @@ struct StackSockets {
             const bool isKnown = getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
             kinds[index] = isKnown && type == SOCK_DGRAM ? SocketKind::Datagram : SocketKind::Other;
             const int isWanted = 1;
-            if (kinds[index] == SocketKind::Datagram)
+            if (kinds[index] == SocketKind::Datagram) {
                 (void)setsockopt(fd, SOL_SOCKET, SO_TIMESTAMPNS, &isWanted, sizeof isWanted);
+                bound.push_back({fd, localEnd(fd)});
+            }
         }
         return kinds[index] == SocketKind::Datagram;
     }
@@ -162,6 +171,15 @@ size_t sizeOf(const su_iovec_t* parts, size_t count)
     return size;
 }
 
+void sendFrom(int fd, const sockaddr& to, socklen_t size, std::string_view packet)
+{
+    trace(MessageTrace::Way::Sent, to, packet);
+    // An error that an earlier packet met (its receiver is gone) is told to the next one; that has done no wrong.
+    for (int i = 0; i < kMaxSends; ++i)
+        if (sendto(fd, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT, &to, size) >= 0 || errno == EAGAIN)
+            return;
+}
+
 StackSockets& sockets()
 {
     static StackSockets& instance = *new StackSockets; // never destroyed: its thread runs until the process is gone
@@ -178,6 +196,7 @@ void setPacketFilter(PacketFilter* filter)
 void forgetStackSockets()
 {
     sockets().kinds.clear();
+    sockets().bound.clear();
     sockets().waitingFd = -1;
 }
 
@@ -213,15 +232,25 @@ std::optional<int64_t> packetWaitMs()
 
 void answerPacket(std::string_view packet)
 {
-    StackSockets& all = sockets();
-    const auto* to = reinterpret_cast<const sockaddr*>(&all.waitingSource);
-    trace(MessageTrace::Way::Sent, *to, packet);
-    // An error that an earlier packet met (its receiver is gone) is told to the next one; that has done no wrong.
-    for (int i = 0; i < kMaxSends; ++i)
-        if (sendto(all.handledFd, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT, to,
-                   all.waitingSourceSize) >= 0 ||
-            errno == EAGAIN)
-            return;
+    const StackSockets& all = sockets();
+    sendFrom(all.handledFd, *reinterpret_cast<const sockaddr*>(&all.waitingSource), all.waitingSourceSize, packet);
+}
+
+bool sendPacket(const SipSource& from, const SipSource& to, std::string_view packet)
+{
+    const std::vector<StackSockets::Bound>& bound = sockets().bound;
+    const auto it = std::find_if(bound.begin(), bound.end(), [&](const StackSockets::Bound& one) {
+        return one.address.port == from.port && one.address.address == from.address;
+    });
+    su_addrinfo_t hints{};
+    hints.ai_flags = AI_NUMERICHOST;
+    hints.ai_socktype = SOCK_DGRAM;
+    su_addrinfo_t* info = nullptr;
+    if (it == bound.end() || su_getaddrinfo(to.address.c_str(), std::to_string(to.port).c_str(), &hints, &info) != 0)
+        return false;
+    sendFrom(it->fd, *info->ai_addr, info->ai_addrlen, packet);
+    su_freeaddrinfo(info);
+    return true;
 }
 
 extern "C" __attribute__((visibility("default"))) issize_t su_getmsgsize(su_socket_t s)

@@ -2,6 +2,8 @@
 // memory and parsing on it. SIP thread only.
 #pragma once
 
+#include "sip/sip_messages.h"
+
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -36,3 +38,6 @@ void forgetStackSockets();
 [[nodiscard]] std::optional<int64_t> packetWaitMs();
 // Sends a packet to where that one came from, from where it came to. Lost when the kernel has no room, as packets are.
 void answerPacket(std::string_view packet);
+// Sends a packet from the socket that is bound to an address of ours, as answerPacket() does. False: the stack has not
+// used one that is bound there, or the receiver's address is none; nothing was sent.
+[[nodiscard]] bool sendPacket(const SipSource& from, const SipSource& to, std::string_view packet);

@@ -100,19 +100,9 @@ std::string authorizationText(const sip_authorization_t* header)
     return text;
 }
 
-void addBodyLines(const SipBody& body, std::string& headers)
-{
-    if (body.isEmpty())
-        return;
-    if (!body.type.empty())
-        headers += headerLine("Content-Type", body.type);
-    headers += body.headers;
-}
-
 bool addHeader(msg_t* message, msg_hclass_t* kind, std::string_view name, const std::string& value)
 {
-    // It would begin another header.
-    if (value.find_first_of("\r\n") != std::string::npos)
+    if (hasLineEnd(value))
         return false;
     su_home_t* const home = msg_home(message);
     msg_header_t* const header = msg_header_make(home, kind, value.c_str());

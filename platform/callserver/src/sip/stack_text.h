@@ -18,8 +18,6 @@
 // The parameters as they came, in one text again: the stack has split them at their commas.
 [[nodiscard]] std::string authorizationText(const sip_authorization_t* header);
 
-// What the header says of a body: whole lines.
-void addBodyLines(const SipBody& body, std::string& headers);
 // Adds a header in the form that the stack knows, and as it is written; the first line has no name. False: the value is
 // none of that kind.
 [[nodiscard]] bool addHeader(msg_t* message, msg_hclass_t* kind, std::string_view name, const std::string& value);

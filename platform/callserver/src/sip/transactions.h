@@ -76,8 +76,8 @@ public:
     // Never null.
     [[nodiscard]] virtual std::unique_ptr<ClientTransaction> send(const CallRequestOut& request,
                                                                   ResponseHandler onResponse) = 0;
-    // The ACK of a success. Its repetitions are answered with it from now on.
-    virtual void sendAck(const CallRequestOut& ack, const ClientTransaction& invite) = 0;
+    // The ACK of a success. Its repetitions are answered with it from now on, and nothing more is heard of it.
+    virtual void sendAck(const CallRequestOut& ack, ClientTransaction& invite) = 0;
     // The ACK of a success that belongs to no transaction any more.
     virtual void sendAck(const CallRequestOut& ack) = 0;
     // Our end of the way to there, in the form of URIs ("192.0.2.1:5060", "[2001:db8::1]:5060").

@@ -61,14 +61,6 @@ void tune(int fd)
     setOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeoutMs);
 }
 
-SipSource localEnd(int fd)
-{
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    return getsockname(fd, generic, &size) == 0 ? sourceOfAddress(*generic) : SipSource{};
-}
-
 std::string listeningText(const std::string& address, uint16_t port)
 {
     if (address.empty())
