@@ -66,6 +66,24 @@ TEST_F(Registrations, WriteOfTheRowLeavesTheContacts)
     EXPECT_EQ(std::to_string(kUsrTalking), sql(path("runtime.db"), "select usrStage from tbl_sip_reg"));
 }
 
+TEST_F(Registrations, WriteOfTheStateLeavesTheRestOfTheRow)
+{
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({registered("1000", 3), registered("1001", 1)}));
+    Cdb_user_bindings talking;
+    talking.userName = "1000";
+    talking.hasRow = talking.isRowOnly = talking.isStageOnly = true;
+    talking.row.usrStage = kUsrTalking;
+    Cdb_user_bindings unknown = talking;
+    unknown.userName = "1002";
+    ASSERT_EQ(kDbOk, store().DbWriteRegistrations({unknown, talking}));
+    EXPECT_EQ("4", sql(path("runtime.db"), "select count(*) from tbl_sip_contact"));
+    EXPECT_EQ("2", sql(path("runtime.db"), "select count(*) from tbl_sip_reg"));
+    EXPECT_EQ(std::to_string(kUsrTalking),
+              sql(path("runtime.db"), "select usrStage from tbl_sip_reg where userName='1000' and prePort=5060"));
+    EXPECT_EQ(std::to_string(kUsrIdle),
+              sql(path("runtime.db"), "select usrStage from tbl_sip_reg where userName='1001'"));
+}
+
 TEST_F(Registrations, OfADeletedUserAreGone)
 {
     ASSERT_EQ(kDbOk, store().DbSetLocalUserData(user("1000")));

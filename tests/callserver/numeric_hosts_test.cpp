@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <array>
+#include <cerrno>
 #include <cstring>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <sofia-sip/msg.h>
 #include <sofia-sip/nta.h>
@@ -71,6 +75,35 @@ TEST(NumericHosts, TheStackHearsOfAnAddressWhatTheCLibrarySays)
         EXPECT_EQ(su_getaddrinfo(node, "5060", &hints, &ours), EAI_NONAME) << node;
     hints.ai_family = AF_INET6;
     EXPECT_NE(su_getaddrinfo("192.0.2.1", "5060", &hints, &ours), 0);
+}
+
+// Everything in this process that writes an address takes ours.
+TEST(NumericHosts, AddressesAreWrittenAsTheCLibraryWritesThem)
+{
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    for (const uint32_t address : {0U, 0xffffffffU, 0x7f000001U, 0x01020304U, 0x0a0064ffU, 0xc0000209U}) {
+        const in_addr value = {htonl(address)};
+        std::array<char, NI_MAXHOST> expected{};
+        sockaddr_in whole{};
+        whole.sin_family = AF_INET;
+        whole.sin_addr = value;
+        ASSERT_EQ(getnameinfo(reinterpret_cast<const sockaddr*>(&whole), sizeof whole, expected.data(), expected.size(),
+                              nullptr, 0, NI_NUMERICHOST),
+                  0);
+        text.fill('x');
+        ASSERT_EQ(inet_ntop(AF_INET, &value, text.data(), text.size()), text.data());
+        EXPECT_STREQ(text.data(), expected.data());
+        const auto length = static_cast<socklen_t>(std::strlen(expected.data()));
+        EXPECT_NE(inet_ntop(AF_INET, &value, text.data(), length + 1), nullptr);
+        errno = 0;
+        EXPECT_EQ(inet_ntop(AF_INET, &value, text.data(), length), nullptr) << "no room for the end";
+        EXPECT_EQ(errno, ENOSPC);
+    }
+    const in6_addr v6 = IN6ADDR_LOOPBACK_INIT;
+    EXPECT_STREQ(inet_ntop(AF_INET6, &v6, text.data(), text.size()), "::1");
+    errno = 0;
+    EXPECT_EQ(inet_ntop(AF_UNIX, &v6, text.data(), text.size()), nullptr);
+    EXPECT_EQ(errno, EAFNOSUPPORT);
 }
 
 } // namespace

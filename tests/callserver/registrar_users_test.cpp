@@ -41,10 +41,50 @@ TEST_F(RegistrarUsersTest, CallsChangeNothingButTheRow)
     EXPECT_TRUE(change.isStateNew);
     EXPECT_FALSE(change.isAgentNew || change.isAddressNew);
     EXPECT_TRUE(change.stored.isRowOnly);
+    EXPECT_TRUE(change.stored.isStageOnly);
     EXPECT_EQ(change.stored.row.usrStage, kUsrTalking);
-    EXPECT_STREQ(change.stored.row.preAddr, "192.0.2.1");
+    ASSERT_EQ(stored().size(), 1U);
+    EXPECT_EQ(stored().front().row.usrStage, kUsrTalking);
+    EXPECT_STREQ(stored().front().row.preAddr, "192.0.2.1");
+    registrar->setCallStage("1000", kUsrTalking);
+    EXPECT_TRUE(changes.empty()) << "nothing is different";
+    registrar->setCallStage("1000", kUsrOffline);
+    EXPECT_EQ(takeChange().stored.row.usrStage, kUsrIdle);
+    registrar->setCallStage("1000", kUsrTalking);
+    takeChanges();
     restart();
     EXPECT_NE(registrar->contactsOf("1000"), nullptr) << "a restart during the call";
+}
+
+TEST_F(RegistrarUsersTest, WhoCallsWithoutHavingRegisteredHasARowMeanwhile)
+{
+    registrar->setCallStage("1000", kUsrCallingOut);
+    UserChange change = takeChange();
+    EXPECT_TRUE(change.stored.hasRow);
+    EXPECT_FALSE(change.stored.isStageOnly) << "there was none";
+    EXPECT_STREQ(change.stored.row.userName, "1000");
+    registrar->setCallStage("1000", kUsrTalking);
+    EXPECT_TRUE(takeChange().stored.isStageOnly);
+    registrar->setCallStage("1000", kUsrOffline);
+    change = takeChange();
+    EXPECT_TRUE(change.isStateNew);
+    EXPECT_FALSE(change.stored.hasRow);
+    EXPECT_TRUE(stored().empty());
+}
+
+TEST_F(RegistrarUsersTest, RowOfACallThatOutlivesTheRegistrationStaysUntilItsEnd)
+{
+    registerFrom(kPhone);
+    registrar->setCallStage("1000", kUsrTalking);
+    takeChanges();
+    clock.passSeconds(2 * Registrar::kMaxExpires);
+    registrar->expire();
+    UserChange change = takeChange();
+    EXPECT_TRUE(change.stored.hasRow);
+    EXPECT_TRUE(change.isAddressNew);
+    EXPECT_EQ(change.stored.row.usrStage, kUsrTalking);
+    registrar->setCallStage("1000", kUsrOffline);
+    EXPECT_FALSE(takeChange().stored.hasRow);
 }
 
 TEST_F(RegistrarUsersTest, RowFollowsTheRecord)

@@ -42,7 +42,9 @@ struct Journal {
             entries.push_back((isBroken ? "failed " : "stored ") + user.userName + " " +
                               std::to_string(user.row.usrStage) +
                               (user.contacts.empty() ? "" : " at " + std::string(user.contacts.front().contact)) +
-                              (user.isRowOnly ? " row only" : ""));
+                              (user.isStageOnly ? " stage only"
+                               : user.isRowOnly ? " row only"
+                                                : ""));
         return isBroken ? 1 : 0;
     }
     void set(bool Journal::*flag, bool value)
@@ -107,6 +109,14 @@ protected:
     {
         UserChange result = change(user, state);
         result.stored.isRowOnly = true;
+        return result;
+    }
+    static UserChange stage(const std::string& user, uint8_t state)
+    {
+        UserChange result;
+        result.stored.userName = user;
+        result.stored.row.usrStage = state;
+        result.stored.hasRow = result.stored.isRowOnly = result.stored.isStageOnly = result.isStateNew = true;
         return result;
     }
     static std::string storedAs(const std::string& user, uint8_t state, const std::string& rest)
@@ -238,6 +248,31 @@ TEST_F(RegistrationWriterTest, StateOfACallKeepsTheContactsThatCouldNotBeWritten
     ASSERT_TRUE(writer.flush(kLongMs));
     const Entries all = journal.take();
     EXPECT_EQ(std::count(all.begin(), all.end(), storedAs("1000", kUsrTalking, " at sip:phone")), 1);
+}
+
+TEST_F(RegistrationWriterTest, StateAloneLeavesTheRestOfWhatWaitsBesideIt)
+{
+    journal.set(&Journal::isHeld, true);
+    start();
+    writer.add(change("1", 1)); // is written, and holds the writer
+    writer.add(registration("1000"));
+    writer.add(stage("1000", kUsrTalking));
+    writer.add(callState("1001", kUsrRinging));
+    writer.add(stage("1001", kUsrTalking));
+    writer.add(stage("1002", kUsrRinging));
+    writer.add(stage("1002", kUsrTalking));
+    writer.add(stage("1003", kUsrTalking));
+    writer.add(callState("1003", kUsrIdle));
+    writer.add(stage("1004", kUsrTalking));
+    writer.add(registration("1004"));
+    journal.set(&Journal::isHeld, false);
+    ASSERT_TRUE(writer.flush(kLongMs));
+    const Entries all = journal.take();
+    for (const std::string& entry :
+         {storedAs("1000", kUsrTalking, " at sip:phone"), storedAs("1001", kUsrTalking, " row only"),
+          storedAs("1002", kUsrTalking, " stage only"), storedAs("1003", kUsrIdle, " row only"),
+          storedAs("1004", kUsrIdle, " at sip:phone"), std::string("state 1002 " + std::to_string(kUsrRinging))})
+        EXPECT_EQ(std::count(all.begin(), all.end(), entry), 1) << entry;
 }
 
 TEST_F(RegistrationWriterTest, FlushGivesUpOnAStoreThatHangs)

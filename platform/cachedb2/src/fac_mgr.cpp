@@ -34,7 +34,8 @@ bool hasGoodKeys(const Cdb_user_bindings& user)
     };
     Cdb_sip_reg key;
     BclCopyText(key.userName, sizeof key.userName, user.userName, sizeof key.userName);
-    return isGood(registrationsTable(), key) && (!user.hasRow || isGood(registrationsTable(), user.row)) &&
+    const bool hasWholeRow = user.hasRow && !user.isStageOnly;
+    return isGood(registrationsTable(), key) && (!hasWholeRow || isGood(registrationsTable(), user.row)) &&
            std::all_of(user.contacts.begin(), user.contacts.end(),
                        [&](const Cdb_sip_contact& contact) { return isGood(contactsTable(), contact); });
 }
@@ -47,6 +48,19 @@ bool setContacts(DbConnection& db, DbStatement& clear, const Cdb_user_bindings& 
     return clear.stepDone() &&
            std::all_of(user.contacts.begin(), user.contacts.end(),
                        [&db](const Cdb_sip_contact& contact) { return contactsTable().set(db, &contact); });
+}
+
+// `update` is the statement that sets the state of a user's row, `clear` the one that removes the row.
+bool setRow(DbConnection& db, DbStatement& update, DbStatement& clear, const Cdb_user_bindings& user)
+{
+    if (user.hasRow && !user.isStageOnly)
+        return registrationsTable().set(db, &user.row);
+    DbStatement& statement = user.hasRow ? update : clear;
+    statement.reset();
+    statement.bindText(1, user.userName);
+    if (user.hasRow)
+        statement.bindInt(2, user.row.usrStage);
+    return statement.stepDone();
 }
 
 // The data folder of the options, made when it is that of this instance; empty when it cannot be used.
@@ -338,23 +352,15 @@ unsigned Cdb_fac_mgr::DbWriteRegistrations(const std::vector<Cdb_user_bindings>&
     const auto writeAll = [&changes](DbConnection& db) {
         DbStatement* clearContacts = db.cached("delete from tbl_sip_contact where userName=?1");
         DbStatement* clearRow = db.cached("delete from tbl_sip_reg where userName=?1");
-        if (clearContacts == nullptr || clearRow == nullptr)
+        DbStatement* updateStage = db.cached("update tbl_sip_reg set usrStage=?2 where userName=?1");
+        if (clearContacts == nullptr || clearRow == nullptr || updateStage == nullptr)
             return false;
-        for (const Cdb_user_bindings& user : changes) {
-            if (!user.isRowOnly && !setContacts(db, *clearContacts, user))
+        for (const Cdb_user_bindings& user : changes)
+            if ((!user.isRowOnly && !setContacts(db, *clearContacts, user)) ||
+                !setRow(db, *updateStage, *clearRow, user))
                 return false;
-            if (user.hasRow) {
-                if (!registrationsTable().set(db, &user.row))
-                    return false;
-                continue;
-            }
-            clearRow->reset();
-            clearRow->bindText(1, user.userName);
-            if (!clearRow->stepDone())
-                return false;
-        }
-        clearContacts->reset();
-        clearRow->reset();
+        for (DbStatement* statement : {clearContacts, clearRow, updateStage})
+            statement->reset();
         return true;
     };
     if (!std::all_of(changes.begin(), changes.end(), &hasGoodKeys)) {

@@ -45,11 +45,16 @@ struct Cdb_user_bindings {
     bool hasRow = false; // false: no row in tbl_sip_reg
     Cdb_sip_reg row;
     std::vector<Cdb_sip_contact> contacts;
-    bool isRowOnly = false; // the contacts of the user stay as they are stored
+    bool isRowOnly = false;   // the contacts of the user stay as they are stored
+    bool isStageOnly = false; // so does the rest of his row, which is there: usrStage is all that is told of it
 
     // Makes it what a later one leaves of it.
     void follow(Cdb_user_bindings&& later)
     {
+        if (later.isStageOnly) {
+            row.usrStage = later.row.usrStage;
+            return;
+        }
         if (later.isRowOnly) {
             later.contacts = std::move(contacts);
             later.isRowOnly = isRowOnly;

@@ -1,12 +1,11 @@
 #include "calls/dialog.h"
 
+#include "sip/hex_text.h"
 #include "sip/uri_text.h"
 
 #include <algorithm>
 #include <array>
-#include <cinttypes>
 #include <cstdint>
-#include <cstdio>
 #include <openssl/rand.h>
 #include <utility>
 
@@ -45,9 +44,7 @@ uint64_t randomNumber()
 
 std::string randomTag()
 {
-    std::array<char, 17> text{};
-    std::snprintf(text.data(), text.size(), "%016" PRIx64, randomNumber());
-    return text.data();
+    return hexText(randomNumber());
 }
 
 CallRequestOut Dialog::common(std::string_view method) const

@@ -73,6 +73,12 @@ bool isStoredWellEnough(const Binding& binding)
            binding.lifetimeMs <= binding.storedLifetimeMs && binding.lifetimeMs >= binding.storedLifetimeMs / 2;
 }
 
+// Of a user who is shown.
+uint8_t shownStage(const UserBindings& bindings)
+{
+    return bindings.callStage == kUsrOffline ? uint8_t{kUsrIdle} : bindings.callStage;
+}
+
 // A late packet of an earlier registration (RFC 3261 section 10.3, step 7).
 bool isOutdated(const Binding& binding, const RegisterRequest& request)
 {
@@ -120,10 +126,28 @@ void Registrar::setCallStage(const std::string& user, Eusr_stage stage)
         return;
     UserBindings& known = bindings == nullptr ? _table.get(user) : *bindings;
     known.callStage = stage;
+    // A row that is there for other reasons, or is still to be: nothing else of it changes with the calls.
+    if (known.shown.hasRow && (stage != kUsrOffline || !known.contacts.empty())) {
+        showStage(user, known);
+        return;
+    }
     if (ShownUser shown = shownNow(user, known); shown != known.shown)
         commit(user, {}, std::move(shown), Extent::RowOnly);
     else
         _table.update(user);
+}
+
+void Registrar::showStage(const std::string& user, UserBindings& bindings)
+{
+    const uint8_t stage = shownStage(bindings);
+    if (std::exchange(bindings.shown.stage, stage) == stage)
+        return;
+    UserChange change;
+    change.isStateNew = true;
+    change.stored.userName = user;
+    change.stored.hasRow = change.stored.isRowOnly = change.stored.isStageOnly = true;
+    change.stored.row.usrStage = stage;
+    _sink(std::move(change));
 }
 
 RegisterReply Registrar::handle(const RegisterRequest& request)
@@ -450,7 +474,7 @@ void Registrar::commit(const std::string& user, UserChange&& change, ShownUser&&
 ShownUser Registrar::shownNow(const std::string& user, const UserBindings& bindings)
 {
     const auto record = _users.now().find(user);
-    const uint8_t stage = bindings.callStage == kUsrOffline ? uint8_t{kUsrIdle} : bindings.callStage;
+    const uint8_t stage = shownStage(bindings);
     if (record != nullptr && record->hasFlag(kUsrIpAuth)) {
         const uint32_t port = record->ipPort <= kMaxPort ? record->ipPort : 0;
         return {true, stage, static_cast<uint16_t>(port), std::string(BclFieldText(record->ipAddr)), {}};

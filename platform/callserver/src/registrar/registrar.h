@@ -83,6 +83,8 @@ private:
     enum class Extent : uint8_t { All, RowOnly }; // of what is to be stored of a user
     void commit(const std::string& user, UserChange&& change);
     void commit(const std::string& user, UserChange&& change, ShownUser&& shown, Extent extent);
+    // Of a user whose row stays.
+    void showStage(const std::string& user, UserBindings& bindings);
     [[nodiscard]] ShownUser shownNow(const std::string& user, const UserBindings& bindings);
     [[nodiscard]] static Cdb_user_bindings storableRow(const std::string& user, const ShownUser& shown);
     void addContacts(Cdb_user_bindings& stored, const UserBindings& bindings) const;

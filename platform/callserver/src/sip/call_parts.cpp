@@ -95,6 +95,16 @@ SipParty partyOf(msg_t* message, const sip_addr_t* header)
     return party;
 }
 
+SipParty partyOf(msg_t* message, const sip_addr_t* header, Parties parties)
+{
+    if (parties == Parties::Whole)
+        return partyOf(message, header);
+    SipParty party;
+    if (header != nullptr && header->a_tag != nullptr)
+        party.tag = header->a_tag;
+    return party;
+}
+
 SipMethod methodOf(sip_method_t method)
 {
     switch (method) {
@@ -179,12 +189,12 @@ bool isDialable(const url_t* url)
 }
 
 // What requests and answers have alike.
-CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& source)
+CallMessage commonParts(msg_t* message, const sip_t* sip, const SipSource& source, Parties parties)
 {
     CallMessage result;
     result.source = source;
-    result.from = partyOf(message, sip->sip_from);
-    result.to = partyOf(message, sip->sip_to);
+    result.from = partyOf(message, sip->sip_from, parties);
+    result.to = partyOf(message, sip->sip_to, parties);
     if (sip->sip_call_id != nullptr)
         result.callId = sip->sip_call_id->i_id;
     if (sip->sip_cseq != nullptr) {
@@ -302,7 +312,7 @@ void addReferral(msg_t* message, const sip_t* sip, CallMessage& request)
 
 CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& source)
 {
-    CallMessage request = commonParts(message, sip, source);
+    CallMessage request = commonParts(message, sip, source, Parties::Whole);
     const url_t* uri = sip->sip_request->rq_url;
     request.requestUri = uriText(message, uri);
     request.requestUser = unescapedText(uri->url_user);
@@ -321,11 +331,11 @@ CallMessage callRequest(msg_t* message, const sip_t* sip, const SipSource& sourc
     return request;
 }
 
-CallMessage callResponse(msg_t* message, const sip_t* sip, int status, const SipSource& source)
+CallMessage callResponse(msg_t* message, const sip_t* sip, int status, const SipSource& source, Parties parties)
 {
     CallMessage response;
     if (sip != nullptr && message != nullptr && sip->sip_status != nullptr) {
-        response = commonParts(message, sip, source);
+        response = commonParts(message, sip, source, parties);
         if (sip->sip_status->st_phrase != nullptr)
             response.phrase = sip->sip_status->st_phrase;
     }

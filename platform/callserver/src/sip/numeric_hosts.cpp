@@ -1,11 +1,17 @@
 #include "sip/numeric_hosts.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <dlfcn.h>
 #include <netinet/in.h>
 #include <sofia-sip/su_addrinfo.h>
+#include <span>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -102,8 +108,9 @@ void drainStackStreams()
     }
 }
 
-// Stands in for the function of that name in the stack's library, which calls it through the dynamic linker: the
-// program's definition comes first as long as it is exported (see CMakeLists.txt).
+// The functions below stand in for those of the same names in the stack's library and in the C library, which the stack
+// calls through the dynamic linker: the program's definitions come first as long as they are exported (see
+// CMakeLists.txt).
 extern "C" __attribute__((visibility("default"))) int su_getaddrinfo(const char* node, const char* service,
                                                                      const su_addrinfo_t* hints, su_addrinfo_t** res)
 {
@@ -125,4 +132,30 @@ extern "C" __attribute__((visibility("default"))) void su_freeaddrinfo(su_addrin
         delete reinterpret_cast<OwnResult*>(list);
     else if (list != nullptr)
         freeaddrinfo(list);
+}
+
+// The stack writes the addresses of each packet several times, and the C library's function formats with sprintf().
+extern "C" __attribute__((visibility("default"))) const char* inet_ntop(int family, const void* address, char* text,
+                                                                        socklen_t size) noexcept
+{
+    if (family != AF_INET) {
+        using Function = const char* (*)(int, const void*, char*, socklen_t);
+        static const auto ofLibrary = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "inet_ntop"));
+        return ofLibrary(family, address, text, size);
+    }
+    std::array<char, INET_ADDRSTRLEN> digits{};
+    char* end = digits.data();
+    for (const uint8_t byte : std::span(static_cast<const uint8_t*>(address), sizeof(in_addr))) {
+        if (end != digits.data())
+            *end++ = '.';
+        end = std::to_chars(end, digits.data() + digits.size(), byte).ptr;
+    }
+    const auto length = static_cast<size_t>(end - digits.data());
+    if (size <= length) {
+        errno = ENOSPC;
+        return nullptr;
+    }
+    std::memcpy(text, digits.data(), length);
+    text[length] = '\0';
+    return text;
 }

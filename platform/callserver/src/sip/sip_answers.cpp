@@ -1,6 +1,7 @@
 #include "sip/sip_answers.h"
 
 #include "sip/call_parts.h"
+#include "sip/hex_text.h"
 #include "sip/message_lines.h"
 #include "sip/reply_text.h"
 #include "sip/sip_agent.h"
@@ -39,9 +40,7 @@ constexpr uint32_t kMaxCseq = 0x7fffffff; // RFC 3261 section 8.1.1.5
 // The same for a request that is sent again (RFC 3261 section 8.2.7): made of all of it.
 std::string toTag(std::string_view request)
 {
-    std::array<char, 17> digits{};
-    std::snprintf(digits.data(), digits.size(), "%016zx", std::hash<std::string_view>()(request));
-    return digits.data();
+    return hexText(std::hash<std::string_view>()(request));
 }
 
 // `headers`: whole lines with their ends.
@@ -343,7 +342,7 @@ void answerMessage(nta_agent_t* agent, msg_t* message, sip_t* sip, const SipSour
     const bool isRequest = sip != nullptr && sip->sip_request != nullptr;
     if (!isRequest || sip->sip_request->rq_method == sip_method_ack) {
         if (isSuccessOfInvite(sip) && !calls.repeatAck(sip))
-            handler.onStraySuccess(callResponse(message, sip, sip->sip_status->st_status, source));
+            handler.onStraySuccess(callResponse(message, sip, sip->sip_status->st_status, source, Parties::Whole));
         msg_destroy(message);
         return;
     }

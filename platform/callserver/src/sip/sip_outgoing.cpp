@@ -1,10 +1,10 @@
 #include "sip/sip_outgoing.h"
 
+#include "sip/hex_text.h"
 #include "streams/flow_table.h"
 
 #include "bcl2/uaddr.h"
 
-#include <cstdio>
 #include <memory>
 #include <sofia-sip/msg_header.h>
 #include <sofia-sip/nta.h>
@@ -31,9 +31,7 @@ std::string viaText(const SipSource& local, const std::string& branch)
 
 std::string randomToken()
 {
-    char text[17];
-    std::snprintf(text, sizeof text, "%08x%08x", su_random(), su_random());
-    return text;
+    return hexText(uint64_t{su_random()} << 32 | su_random());
 }
 
 // Owns itself until the final answer.

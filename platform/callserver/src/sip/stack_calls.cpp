@@ -1,6 +1,7 @@
 #include "sip/stack_calls.h"
 
 #include "sip/call_parts.h"
+#include "sip/hex_text.h"
 #include "sip/local_addresses.h"
 #include "sip/request_text.h"
 #include "sip/sip_stack.h"
@@ -55,12 +56,7 @@ std::string hostPort(const std::string& address, uint16_t port)
 
 std::string randomToken()
 {
-    static constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    for (const uint32_t number : {su_random(), su_random()})
-        for (int shift = 28; shift >= 0; shift -= 4)
-            text += kDigits[number >> shift & 0xf];
-    return text;
+    return hexText(uint64_t{su_random()} << 32 | su_random());
 }
 
 // Of a From or To as we write them: the tag comes last.
@@ -330,7 +326,11 @@ bool StackCalls::sendAckPacket(const CallRequestOut& ack, bool isKept)
         return false;
     // An ACK of a success is a transaction of its own (RFC 3261 section 13.2.2.4).
     const std::string via = "SIP/2.0/UDP " + way.local + ";branch=z9hG4bK" + randomToken() + ";rport";
-    SentAcks::Ack sent{{way.ident, way.port}, ack.destination, requestText(ack, via, {})};
+    SentAcks::Ack sent;
+    sent.from.address = way.ident;
+    sent.from.port = way.port;
+    sent.to = ack.destination;
+    sent.text = requestText(ack, via, {});
     if (sent.text.empty() || !sendPacket(sent.from, sent.to, sent.text))
         return false;
     if (isKept)

@@ -68,7 +68,8 @@ int StackClientTransaction::onAnswer(nta_outgoing_magic_t* magic, nta_outgoing_t
     const bool isOwn = sip == nullptr || nta_sip_is_internal(sip) != 0;
     msg_t* message = isOwn ? nullptr : nta_outgoing_getresponse(outgoing);
     const CallMessage response =
-        callResponse(message, isOwn ? nullptr : sip, status, isOwn ? SipSource() : self._destination);
+        callResponse(message, isOwn ? nullptr : sip, status, isOwn ? SipSource() : self._destination,
+                     isLate ? Parties::Whole : Parties::Tags);
     if (message != nullptr)
         msg_destroy(message);
     if (isLate) {
