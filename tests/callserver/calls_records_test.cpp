@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <thread>
 
 namespace {
@@ -142,6 +143,62 @@ TEST_F(CallsRecordsTest, AreStoredAtTheEndUnlessTheSystemSaysNo)
     call("2001", "9999");
     EXPECT_EQ(stored(), 1);
     EXPECT_EQ(recordTexts().back(), "2:end 404"); // told all the same
+}
+
+// Anybody can send INVITEs, each with another address that he makes up.
+TEST_F(CallsRecordsTest, StrangersFillNoDisk)
+{
+    constexpr int kBound = static_cast<int>(StrangerRecords::kPerHour);
+    std::thread([&started = cdrs] { started.run(); }).detach();
+    changeSystem([](Cdb_sys_data& system) { system.callFlags |= kSysAcceptUnknown; });
+    unsigned strangers = 0;
+    const auto callFromSomewhere = [&](const char* dialed) {
+        const std::string address = "203.0.113." + std::to_string(++strangers % 250);
+        return call(FakePhone{"somebody", {address, 5060, kTransportUdp}}, dialed);
+    };
+    const auto linesOfIt = [this] {
+        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.find("Unknown servers make many calls that nobody answers") != std::string::npos;
+        });
+    };
+    for (int i = 0; i < kBound - 1; ++i)
+        EXPECT_EQ(callFromSomewhere("9999")->status(), 404);
+    cancel(callFromSomewhere("2002"));
+    answer(next("INVITE"), 487);
+    EXPECT_EQ(stored(), kBound);
+    EXPECT_EQ(linesOfIt(), 0);
+    for (int i = 0; i < kBound; ++i)
+        callFromSomewhere("9999");
+    cancel(callFromSomewhere("2002"));
+    answer(next("INVITE"), 487);
+    EXPECT_EQ(stored(), kBound);
+    EXPECT_EQ(linesOfIt(), 1);
+    EXPECT_EQ(records.size(), 4U * kBound + 2) << "they are told all the same";
+
+    call("2001", "9999");
+    EXPECT_EQ(stored(), kBound + 1) << "a user answers for what he does";
+    const HeardPtr answered = callFromSomewhere("2002");
+    const SentPtr branch = next("INVITE");
+    answer(branch, 200, kAnswer);
+    ack(answered);
+    PhoneDialog called = calledOf(branch, phone("2002"));
+    EXPECT_EQ(send(called, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    EXPECT_EQ(stored(), kBound + 2) << "somebody has spoken to him";
+
+    pass(StrangerRecords::kHourMs / 1000 / kBound * 2);
+    for (int i = 0; i < 10; ++i)
+        callFromSomewhere("9999");
+    EXPECT_EQ(stored(), kBound + 4) << "there is room again, but not for all";
+    EXPECT_EQ(linesOfIt(), 1);
+    clock.passSeconds(StrangerRecords::kHourMs / 1000);
+    for (int i = 0; i < kBound + 1; ++i)
+        callFromSomewhere("9999");
+    EXPECT_EQ(stored(), 2 * kBound + 4);
+    EXPECT_EQ(linesOfIt(), 2) << "one an hour";
+    EXPECT_NE(lines.back().find("600 of them an hour are stored. Left out: " + std::to_string(kBound + 1 + 8 - 1 + 1)),
+              std::string::npos)
+        << lines.back();
 }
 
 TEST_F(CallsRecordsTest, TheStatusTableShowsTheCallsInProgress)

@@ -142,6 +142,7 @@ void Call::begin()
 void Call::beginRecord(const std::string& dialed)
 {
     _record = {};
+    _record.isStrangers = _source.kind == SourceKind::Unknown;
     _record.data.callId = _callId;
     BclCopyStr(_record.data.callerNbr, _answer.caller.c_str());
     BclCopyStr(_record.data.dialedNbr, dialed.c_str());

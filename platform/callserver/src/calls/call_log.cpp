@@ -46,6 +46,7 @@ void CallLog::end(CallRecord& record, int status)
         data.duration =
             static_cast<uint32_t>(std::max<Cbcl_timestamp>(0, data.times[kCdrEnd] - data.times[kCdrAnswer]));
     publish(record);
-    if ((_system.now().callFlags & kSysStoreCdr) != 0)
+    if ((_system.now().callFlags & kSysStoreCdr) != 0 &&
+        (!record.isStrangers || data.has(kCdrHasAnswer) || _strangers.take()))
         _store.add(record.id, data);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "calls/cdr_store.h"
+#include "calls/stranger_records.h"
 #include "callserver/call_record.h"
 #include "clock.h"
 
@@ -14,13 +15,14 @@
 struct CallRecord {
     int id = 0; // 0: none was begun
     Ccdr_record_data data;
+    bool isStrangers = false; // an unknown server has made the call
 };
 
 // Numbers the records, publishes them as kEvtCallRecord, and has those of ended legs stored. SIP thread.
 class CallLog {
 public:
     CallLog(const SnapshotBox<Cdb_sys_data>& system, const Clock& clock, CdrStore& store)
-        : _system(system), _clock(clock), _store(store)
+        : _system(system), _clock(clock), _store(store), _strangers(clock)
     {}
 
     // The number of a new call.
@@ -40,6 +42,7 @@ private:
     SnapshotReader<Cdb_sys_data> _system;
     const Clock& _clock;
     CdrStore& _store;
+    StrangerRecords _strangers;
     int _calls = 0;
     int _records = 0;
 };
