@@ -44,6 +44,34 @@ TEST_F(CallsWaysTest, ARequestFromAnotherPortMovesTheDialog)
     EXPECT_EQ(wayOf(next("BYE")), "192.0.2.1:6060");
 }
 
+// Its former registration lives on until it expires, and calls go there, too.
+TEST_F(CallsWaysTest, ATelephoneThatCameBackElsewhereRingsAndItsFormerSelfIsWaitedFor)
+{
+    changeUser("2002", [](Cdb_usr_info& user) { user.noAnsTime = 60; });
+    addPhone("2002");
+    const HeardPtr answered = call("2001", "2002");
+    const SentPtr former = next("INVITE");
+    const SentPtr now = next("INVITE");
+    answer(now, 180);
+    EXPECT_EQ(answered->status(), 180);
+    answer(now, 200, kAnswer);
+    EXPECT_EQ(answered->status(), 200);
+    EXPECT_TRUE(former->isCancelled);
+    ack(answered);
+    PhoneDialog caller = callerOf(answered, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    answerOwn(former, 408);
+
+    const HeardPtr refused = call("2001", "2002");
+    const SentPtr silent = next("INVITE");
+    answer(next("INVITE"), 486);
+    EXPECT_EQ(refused->status(), 100);
+    answerOwn(silent, 408); // after 32 s
+    EXPECT_EQ(refused->status(), 486);
+    expectNothingLeft();
+}
+
 class MovingTelephones : public CallsWaysTest, public testing::WithParamInterface<bool> {
 protected:
     // 2005 calls or is called, over a connection.

@@ -149,6 +149,28 @@ TEST_F(RegistrationTest, UsersUnregister)
     EXPECT_EQ(std::count(all.begin(), all.end(), "address 1000 "), 1);
 }
 
+// It says who it is (RFC 5626), but only a registrar that speaks of outbound may take it for the same one.
+TEST_F(RegistrationTest, ATelephoneThatComesBackElsewhereIsASecondOne)
+{
+    fillStore([](Cdb_fac_mgr& filled) { addUsers(filled, 1000, 1); });
+    start();
+    SipClient former("127.0.0.1", port);
+    SipClient back("127.0.0.1", port);
+    const auto registerAs = [](SipClient& telephone) {
+        return telephone.registerUser(
+            "1000", "secret",
+            {"Contact: <" + telephone.contact("1000") +
+                 ">;+sip.instance=\"<urn:uuid:00000000-0000-1000-8000-000a95a0e128>\";reg-id=1",
+             "Supported: path, outbound"});
+    };
+    EXPECT_EQ(registerAs(former).status, 200);
+    const SipAnswer answer = registerAs(back);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.text.find("outbound"), std::string::npos) << answer.text;
+    for (const SipClient* telephone : {&former, &back})
+        EXPECT_NE(answer.text.find(telephone->contact("1000")), std::string::npos) << answer.text;
+}
+
 TEST_F(RegistrationTest, RegistrationExpiresByItself)
 {
     // Two registrations of an earlier run that end in three and in five seconds.

@@ -100,6 +100,20 @@ TEST_F(RegistrarTest, EleventhContactReplacesTheOneRefreshedLongestAgo)
     EXPECT_EQ(left.back(), "sip:1000@192.0.2.1:7000");
 }
 
+// RFC 3261 section 10.3 knows a telephone by its contact alone. One that comes back elsewhere after a restart, which
+// also gives it another Call-ID, is a second one as long as the first is registered.
+TEST_F(RegistrarTest, ATelephoneThatComesBackElsewhereIsRegisteredBesideItsFormerSelf)
+{
+    const std::string former = "sip:1000@192.0.2.1:5060";
+    const std::string now = "sip:1000@192.0.2.77:5060";
+    registerFrom(former, "192.0.2.1");
+    clock.passSeconds(600);
+    EXPECT_EQ(uris(registerFrom(now, "192.0.2.77")), (std::vector<std::string>{former, now}));
+    clock.passSeconds(Registrar::kMaxExpires - 600);
+    registrar->expire();
+    EXPECT_EQ(uris(handle(request({}))), std::vector<std::string>{now});
+}
+
 TEST_F(RegistrarTest, LowerCSeqOfTheSameCallIsRefused)
 {
     RegisterRequest asked = request({contact(kPhone)});
