@@ -168,10 +168,34 @@ TEST_F(CallsEndingTest, ATelephoneThatCannotBeReachedEndsTheCall)
 {
     const HeardPtr silent = call("2001", "2002");
     answerOwn(next("INVITE"), 408);
-    EXPECT_EQ(silent->status(), 408);
+    EXPECT_EQ(silent->status(), 480);
     const HeardPtr unsent = call("2001", "2002");
     answerOwn(next("INVITE"), 503);
     EXPECT_EQ(unsent->status(), 500);
+    expectNothingLeft();
+}
+
+// Whether his ring time or the patience of the stack is over first.
+TEST_F(CallsEndingTest, ASilentTelephoneIsTheSameAfterAnyTime)
+{
+    const auto heard = [this](uint32_t ringTime, int otherTelephone) {
+        changeUser("2002", [ringTime](Cdb_usr_info& user) { user.noAnsTime = ringTime; });
+        const HeardPtr invite = call("2001", "2002");
+        const SentPtr silent = next("INVITE");
+        answer(next("INVITE"), otherTelephone);
+        pass(32);
+        if (ringTime > 32)
+            answerOwn(silent, 408);
+        else
+            answer(silent, 487);
+        EXPECT_EQ(records.back().second.releaseCode, static_cast<uint32_t>(invite->status()));
+        return invite->status();
+    };
+    addPhone("2002");
+    for (const auto& [other, told] : std::map<int, int>{{408, 480}, {480, 480}, {486, 486}, {503, 480}, {415, 415}}) {
+        EXPECT_EQ(heard(30, other), told) << other;
+        EXPECT_EQ(heard(60, other), told) << other;
+    }
     expectNothingLeft();
 }
 

@@ -95,9 +95,9 @@ TEST_F(LossesTest, AnInviteThatNobodyAnswersIsRepeatedUntilItIsGivenUp)
     // RFC 3261 section 17.1.1.2: after 0.5, 1.5, 3.5, 7.5, 15.5 and 31.5 s
     for (int i = 0; i < 6; ++i)
         expectAgain(*called, invite);
-    const PhoneMessage failure = caller->expect("408");
+    const PhoneMessage failure = caller->expect("480");
     caller->confirmFailure(failure);
-    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 408"));
+    EXPECT_TRUE(events.waitFor("call 1 end 2001 2002 2002 480"));
     EXPECT_EQ(events.count("call "), 2U) << "start and end";
     EXPECT_EQ(events.count("state 2002 2"), 0U) << "never rang";
     called->answer(invite, 200, CallPhone::kAnswer);

@@ -42,8 +42,10 @@ void Call::step()
         return;
     }
     if (_ringUntilMs != 0 && now >= _ringUntilMs) {
-        if (hasArrival() || !followRedirection())
-            fail({480});
+        if (!hasArrival() && followRedirection())
+            return;
+        _failures.addSilence();
+        fail(_failures.answer());
         return;
     }
     if (const int64_t until = talkUntilMs(); until != 0 && now >= until) {

@@ -11,12 +11,11 @@ int rank(int status)
     case 486:
         return 1;
     case 480:
+    case 408: // no answer at all
         return 3;
     case 503:
     case 500:
         return 4;
-    case 408: // no answer at all
-        return 5;
     default:
         return 2;
     }
@@ -33,6 +32,7 @@ int toldStatus(int status)
     case 482:
     case 503: // it is not the server that is down (RFC 3261 section 16.7)
         return 500;
+    case 408: // it is the same whether the stack or the user's ring time gives up first
     case 404: // that the telephone does not know its own user any more
     case 410:
     case 487:
@@ -79,6 +79,13 @@ void FailureChoice::add(const CallMessage& response)
 {
     if (!_best || rank(response.status) < rank(_best->status))
         _best = response;
+}
+
+void FailureChoice::addSilence()
+{
+    CallMessage silence;
+    silence.status = 408;
+    add(silence);
 }
 
 CallAnswer FailureChoice::answer() const

@@ -10,6 +10,8 @@
 class FailureChoice {
 public:
     void add(const CallMessage& response);
+    // A telephone that has said nothing, or has rung in vain.
+    void addSilence();
     // What the caller is told: only what concerns him. 480 when nothing was added.
     [[nodiscard]] CallAnswer answer() const;
 
