@@ -224,6 +224,38 @@ TEST_F(CallsForwardsTest, ASessionThatTheCallerHoldsForSureIsNotReplaced)
     expectNothingLeft();
 }
 
+// Without a session there is nothing to hold. What the caller confirms late is not for the next telephone.
+TEST_F(CallsForwardsTest, AReliableAnswerWithoutASessionHoldsNothing)
+{
+    const auto reliable = [](uint32_t rseq) { return [rseq](CallMessage& response) { response.rseq = rseq; }; };
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.isReliableSupported = true; });
+    const auto confirm = [&] {
+        return FakeCallTransport::prack(invite, initial(phone("2001"), "server", SipMethod::Prack));
+    };
+    const SentPtr first = next("INVITE");
+    answer(first, 180, {}, reliable(7));
+    answer(first, 180, {}, reliable(8));
+    sendOn(first, "2003");
+    const SentPtr second = next("INVITE");
+    answer(second, 183, kAnswer, reliable(20));
+    EXPECT_EQ(confirm()->status(), 200);
+    EXPECT_EQ(confirm()->status(), 200);
+    EXPECT_FALSE(hasNext("PRACK"));
+    const HeardPtr confirmed = confirm();
+    const SentPtr passed = next("PRACK");
+    EXPECT_EQ(passed->request.callId, second->request.callId);
+    EXPECT_TRUE(isIn(passed->request.headers, "RAck: 20 1 INVITE"));
+    answer(passed, 200);
+    EXPECT_EQ(confirmed->status(), 200);
+    answer(second, 200);
+    EXPECT_EQ(invite->status(), 200);
+    ack(invite);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    expectNothingLeft();
+}
+
 TEST_F(CallsForwardsTest, AnUnknownNumberIsToldTheCaller)
 {
     const HeardPtr invite = call("2001", "2002");
@@ -232,15 +264,75 @@ TEST_F(CallsForwardsTest, AnUnknownNumberIsToldTheCaller)
     expectNothingLeft();
 }
 
-// RFC 3261 section 13.2.1: the caller would not hear of the session with the next telephone.
-TEST_F(CallsForwardsTest, ACallWhoseSessionHasBegunIsNotSentOn)
+// RFC 3261 section 13.2.1: he keeps to the first description that he has heard until he has confirmed.
+TEST_F(CallsForwardsTest, ACallWhoseSessionHasBegunIsSentOnAndTheOtherSessionOfferedLater)
 {
-    const HeardPtr invite = call("2001", "2002");
+    static constexpr const char* kOther = "v=0\r\no=- 9 1 IN IP4 192.0.2.9\r\ns=-\r\nm=audio 9000 RTP/AVP 8\r\n";
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.isReliableSupported = true; });
     const SentPtr branch = next("INVITE");
     answer(branch, 183, kAnswer);
     sendOn(branch, "2003");
+    const SentPtr forwarded = next("INVITE");
+    EXPECT_EQ(forwarded->request.destination.address, phone("2003").source.address);
+    EXPECT_EQ(forwarded->request.body.data, kOffer);
+    EXPECT_EQ(forwarded->request.headers.find("100rel"), std::string::npos);
+    answer(forwarded, 183, kOther);
+    EXPECT_EQ(invite->statuses(), (Statuses{100, 183, 181, 183}));
+    EXPECT_TRUE(invite->answers.back().body.isEmpty());
+    answer(forwarded, 200, kOther);
+    EXPECT_EQ(invite->status(), 200);
+    EXPECT_EQ(invite->answers.back().body.data, kAnswer);
     EXPECT_FALSE(hasNext("INVITE"));
-    EXPECT_EQ(invite->status(), 480);
+    ack(invite);
+    const SentPtr offer = next("INVITE");
+    EXPECT_EQ(offer->request.callId, invite->request.callId);
+    EXPECT_EQ(offer->request.body.data, "v=0\r\no=- 2 2 IN IP4 192.0.2.2\r\ns=-\r\nm=audio 9000 RTP/AVP 8\r\n");
+    answer(offer, 200, kOffer);
+    EXPECT_EQ(offer->acks.size(), 1U);
+    pass(20);
+    EXPECT_FALSE(hasNext("INVITE"));
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, ASessionThatHasBegunIsKeptOverSeveralTelephones)
+{
+    const HeardPtr invite = call("2001", "2002");
+    const SentPtr first = next("INVITE");
+    answer(first, 183, kAnswer);
+    sendOn(first, "2003");
+    const SentPtr second = next("INVITE");
+    answer(second, 183, kHold);
+    sendOn(second, "2004");
+    const SentPtr third = next("INVITE");
+    answer(third, 200, kHold);
+    EXPECT_EQ(invite->answers.back().body.data, kAnswer);
+    cancel(invite);
+    ack(invite);
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
+    expectNothingLeft();
+}
+
+TEST_F(CallsForwardsTest, WithoutAnOfferTheNextTelephoneMakesItsOwn)
+{
+    const HeardPtr invite = call("2001", "2002", [](CallMessage& request) { request.body = {}; });
+    const SentPtr branch = next("INVITE");
+    answer(branch, 183, kAnswer);
+    sendOn(branch, "2003");
+    const SentPtr forwarded = next("INVITE");
+    answer(forwarded, 200, kHold);
+    EXPECT_EQ(invite->answers.back().body.data, kHold);
+    ack(invite, kOffer);
+    ASSERT_EQ(forwarded->acks.size(), 1U);
+    EXPECT_EQ(forwarded->acks.front().body.data, kOffer);
+    EXPECT_FALSE(hasNext("INVITE"));
+    PhoneDialog caller = callerOf(invite, phone("2001"));
+    EXPECT_EQ(send(caller, SipMethod::Bye)->status(), 200);
+    answer(next("BYE"), 200);
     expectNothingLeft();
 }
 

@@ -92,6 +92,36 @@ TEST_F(ForwardsTest, ATelephoneThatRangSendsTheCallOn)
 }
 
 // The same where the other telephone does not answer either, and where it sends the call back.
+// RFC 3261 section 13.2.1: the caller keeps to the description that he has heard, until he has confirmed.
+TEST_F(ForwardsTest, ATelephoneThatHasBeenHeardSendsTheCallOn)
+{
+    startThree();
+    caller->invite("2002");
+    const PhoneMessage invite = called->expect("INVITE");
+    called->answer(invite, 183, CallPhone::kAnswer);
+    EXPECT_EQ(caller->expect("183").body(), CallPhone::kAnswer);
+    sendOn(*called, invite, "2003");
+    caller->expect("181");
+    const PhoneMessage forwarded = third->expect("INVITE");
+    EXPECT_EQ(forwarded.body(), CallPhone::kOffer);
+    third->answer(forwarded, 183, kOther);
+    EXPECT_EQ(caller->expect("183").body(), "");
+    third->answer(forwarded, 200, kOther);
+    third->expect("ACK");
+    const PhoneMessage success = caller->expect("200");
+    EXPECT_EQ(success.body(), CallPhone::kAnswer);
+    caller->ack(success);
+    const PhoneMessage offer = caller->expect("INVITE");
+    EXPECT_TRUE(offer.has("o=- 2 2 ") && offer.has("m=audio 40010 ")) << offer.text;
+    caller->answer(offer, 200, CallPhone::kOffer);
+    caller->expect("ACK");
+    caller->send("BYE");
+    caller->expect("200");
+    third->answer(third->expect("BYE"), 200);
+    EXPECT_TRUE(events.waitFor("call 2 end 2001 2003 2003 200"));
+    expectQuiet({caller.get(), called.get(), third.get()});
+}
+
 TEST_F(ForwardsTest, TheLastOneToRefuseTellsTheCaller)
 {
     startThree();

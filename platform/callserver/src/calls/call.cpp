@@ -300,7 +300,7 @@ void Call::invite(size_t index)
     request.maxForwards = _invite.maxForwards > 0 ? _invite.maxForwards - 1 : 0;
     request.headers = passedHeaders(kCaller, _invite) + headerLine("Allow", allowFor(branch.leg, _caller));
     // Several telephones that ring together have no one session before the answer.
-    const bool isReliable = _branches.size() == 1 && _invite.isReliableSupported;
+    const bool isReliable = _branches.size() == 1 && _invite.isReliableSupported && !_hasFormerSession;
     std::string supported = isReliable ? "100rel, replaces" : "replaces";
     if (hasTimers()) {
         supported += ", timer";
@@ -558,7 +558,9 @@ void Call::onUnconfirmed(ServerTransaction& invite)
 
 void Call::onPrack(ServerTransaction& invite, const CallMessage& prack, std::unique_ptr<ServerTransaction> transaction)
 {
-    if (&invite != _transaction.get() || _isEnded || _branches.empty() || _branches[0]->rseqs.empty()) {
+    const bool isFormer = _formerReliable > 0;
+    _formerReliable -= isFormer ? 1 : 0;
+    if (isFormer || &invite != _transaction.get() || _isEnded || _branches.empty() || _branches[0]->rseqs.empty()) {
         transaction->answer({_isEnded ? 481 : 200});
         return;
     }

@@ -434,8 +434,10 @@ private:
     bool _isEnded = false;
     bool _isAcked = false; // the caller has confirmed the success
     bool _isFinished = false;
-    bool _isHandedOver = false; // what is left is the good-bye to who asked for the transfer
-    bool _wasReliable = false;  // the caller got a session that holds, before any answer
+    bool _isHandedOver = false;     // what is left is the good-bye to who asked for the transfer
+    bool _wasReliable = false;      // the caller got a session that holds, before any answer
+    bool _hasFormerSession = false; // he has heard a telephone that has sent the call on
+    size_t _formerReliable = 0;     // answers of such ones that he has not confirmed yet
     // A BYE that may be sent once the success is confirmed (RFC 3261 section 15).
     struct OwedBye {
         int leg = kCaller;

@@ -109,10 +109,14 @@ void Call::onProgress(size_t index, const CallMessage& response)
         }
         return;
     }
-    const CallAnswer answer = passedAnswer(response, static_cast<int>(index), kCaller);
+    const SipBody known = _hasFormerSession ? _caller.sent : SipBody{};
+    CallAnswer answer = passedAnswer(response, static_cast<int>(index), kCaller);
+    if (_hasFormerSession) {
+        answer.body = {};
+        _caller.sent = known;
+    }
     if (response.rseq != 0 && _transaction->answerReliably(answer)) {
         branch.rseqs.push_back({response.rseq, response.to.tag});
-        _wasReliable = true;
         noteEarlyOffer(response);
     } else {
         _transaction->answer(answer);
@@ -124,6 +128,7 @@ void Call::noteEarlyOffer(const CallMessage& response)
 {
     if (!hasSdp(response.body))
         return;
+    _wasReliable = true;
     if (hasSdp(_invite.body))
         _initialOffer.reset();
     else
@@ -200,12 +205,12 @@ void Call::onSuccess(size_t index, const CallMessage& response)
 
 void Call::answerCaller(const CallMessage& response)
 {
-    const SipBody known = _caller.sent;
+    const bool isOther = _hasFormerSession || !_branches[static_cast<size_t>(_winner)]->early.empty();
+    const SipBody known = isOther ? _caller.sent : SipBody{};
     CallAnswer answer = passedAnswer(response, _winner, kCaller);
-    const bool isForked = !_branches[static_cast<size_t>(_winner)]->early.empty();
-    if (isForked && hasSdp(_invite.body) && hasSdp(known) && hasSdp(response.body) && known.data != _caller.sent.data) {
+    if (isOther && hasSdp(_invite.body) && hasSdp(known) && hasSdp(response.body) && known.data != _caller.sent.data) {
         // He takes the first answer to his offer for the only one (RFC 3261 section 13.2.1). The session with another
-        // telephone behind the contact is offered to him once he has confirmed.
+        // telephone, behind the contact or where the call was sent on to, is offered to him once he has confirmed.
         answer.body = known;
         _caller.origin = originOf(known.data);
         (void)bodyFor(_caller, response.body);

@@ -2,6 +2,7 @@
 #include "calls/call.h"
 
 #include "calls/call_words.h"
+#include "calls/sdp_part.h"
 
 #include <algorithm>
 #include <utility>
@@ -53,11 +54,13 @@ bool Call::followRedirection()
 {
     const std::string number = std::exchange(_redirection, {});
     const std::string by = _calledShare.user();
-    // A session that the caller has got cannot be replaced before the answer: he ignores a second answer to his offer
-    // (RFC 3261 section 13.2.1, RFC 3262 section 5).
-    if (number.empty() || by.empty() || _wasReliable || !_caller.sent.isEmpty() || _forwards >= kMaxForwards)
+    // A session that the caller got reliably is his, and may have changed since (RFC 3262 section 5).
+    if (number.empty() || by.empty() || _wasReliable || _forwards >= kMaxForwards)
         return false;
     ++_forwards;
+    _hasFormerSession = hasSdp(_invite.body) && hasSdp(_caller.sent);
+    for (const auto& branch : _branches)
+        _formerReliable += branch->rseqs.size();
     _calledShare = UserShare(UserPart::Pending);
     dismissBranches();
     _host.log().end(_record, 302);
