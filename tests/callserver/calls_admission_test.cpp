@@ -74,6 +74,41 @@ TEST_F(CallsAdmissionTest, AUserWithIpAuthenticationIsKnownByHisAddress)
     EXPECT_EQ(call(FakePhone{"2005", {"192.0.2.78", 5060, kTransportUdp}}, "2002")->status(), 407);
 }
 
+TEST_F(CallsAdmissionTest, APortThatIsNoneIsAny)
+{
+    for (const uint32_t port : {0U, 65'536U, 70'000U, UINT32_MAX}) {
+        giveAddress("2005", "192.0.2.77", port);
+        const FakePhone caller{"whoever", {"192.0.2.77", static_cast<uint16_t>(port + 1000), kTransportUdp}};
+        const HeardPtr made = call(caller, "2002");
+        EXPECT_EQ(made->status(), 100) << port;
+        EXPECT_STREQ(records.back().second.callerNbr, "2005");
+        cancel(made);
+        cancel(call("2001", "2005"));
+        const SipSource& called = transport.sent.back()->request.destination;
+        EXPECT_EQ(called.address, "192.0.2.77");
+        EXPECT_EQ(called.port, 5060) << port;
+    }
+}
+
+TEST_F(CallsAdmissionTest, OfSeveralUsersAtOneAddressTheFirstByNameCalls)
+{
+    authenticate();
+    const auto callerFrom = [this](uint16_t port) {
+        const HeardPtr made = call(FakePhone{"whoever", {"192.0.2.77", port, kTransportUdp}}, "2002");
+        EXPECT_EQ(made->status(), 100);
+        cancel(made);
+        return std::string(records.back().second.callerNbr);
+    };
+    for (const char* name : {"2007", "2005", "2009", "2006", "2008"})
+        giveAddress(name, "192.0.2.77", 5070);
+    for (const char* name : {"2012", "2011", "2013"})
+        giveAddress(name, "192.0.2.77", 0);
+    EXPECT_EQ(callerFrom(5070), "2005");
+    EXPECT_EQ(callerFrom(5071), "2011");
+    giveAddress("2005", "192.0.2.78", 5070);
+    EXPECT_EQ(callerFrom(5070), "2006");
+}
+
 TEST_F(CallsAdmissionTest, TheAddressFollowsTheStore)
 {
     authenticate();

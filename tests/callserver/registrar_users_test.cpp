@@ -203,11 +203,49 @@ TEST_F(RegistrarUsersTest, RowOfAUserWithIpAuthenticationWhoWasAddedAgainIsWritt
     EXPECT_FALSE(change.isStateNew || change.isAddressNew);
 }
 
+TEST_F(RegistrarUsersTest, APortThatIsNoneIsToldOnce)
+{
+    const auto told = [this] {
+        std::vector<std::string> lines;
+        for (const UserChange& change : takeChanges())
+            lines.insert(lines.end(), change.lines.begin(), change.lines.end());
+        return lines;
+    };
+    const auto lineOf = [](const char* port) {
+        return std::vector<std::string>{"User 2000 with IP authentication: " + std::string(port) +
+                                        " is no port. He is known by his address alone, and called at port 5060."};
+    };
+    putIpUser("2000", "192.0.2.9", 70000);
+    registrar->userChanged("2000");
+    EXPECT_EQ(told(), lineOf("70000"));
+    registrar->userChanged("2000");
+    registrar->userChanged("");
+    EXPECT_TRUE(told().empty());
+    putIpUser("2000", "192.0.2.9", 0);
+    registrar->userChanged("2000");
+    EXPECT_EQ(told(), lineOf("0"));
+    restart();
+    EXPECT_EQ(told(), lineOf("0"));
+    putIpUser("2000", "192.0.2.9", 5060);
+    registrar->userChanged("2000");
+    putUser("2001", "secret");
+    registrar->userChanged("");
+    EXPECT_TRUE(told().empty());
+    putIpUser("2000", "192.0.2.9", 0);
+    registrar->userChanged("");
+    EXPECT_EQ(told(), lineOf("0"));
+    removeUser("2000");
+    registrar->userChanged("2000", true);
+    putIpUser("2000", "192.0.2.9", 0);
+    registrar->userChanged("2000");
+    EXPECT_EQ(told(), lineOf("0"));
+}
+
 TEST_F(RegistrarUsersTest, PortBeyondTheLargestIsNone)
 {
     putIpUser("2000", "192.0.2.9", 65536 + 5090);
     registrar->userChanged("2000");
-    EXPECT_EQ(takeChange().stored.row.prePort, 0);
+    EXPECT_EQ(takeChanges().back().stored.row.prePort, 0);
     putIpUser("2000", "192.0.2.9", 65535);
     registrar->userChanged("2000");
     EXPECT_EQ(takeChange().stored.row.prePort, 65535);

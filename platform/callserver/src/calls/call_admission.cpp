@@ -3,6 +3,7 @@
 #include "registrar/digest_params.h"
 #include "sip/source_key.h"
 #include "sip/uri_text.h"
+#include "user_address.h"
 
 #include "bcl2/text.h"
 
@@ -25,29 +26,37 @@ std::string userOf(const CallMessage& request)
 
 } // namespace
 
+void CallAdmission::followAddresses()
+{
+    const uint64_t version = _userBox.version();
+    if (version == _addressesOf)
+        return;
+    _addressesOf = version;
+    _byAddress.clear();
+    _users.now().forEach([this](const std::string& name, const Cdb_usr_info& user) {
+        if (!user.hasFlag(kUsrIpAuth))
+            return;
+        // A host name matches nobody: it is not looked up for each packet.
+        const std::string address = canonicalAddress(std::string(BclTrimmed(BclFieldText(user.ipAddr))));
+        if (address.empty())
+            return;
+        std::string& known = _byAddress[address][addressPort(user)];
+        if (known.empty() || name < known)
+            known = name;
+    });
+}
+
+// Who has named the port goes before who is known by the address alone; of several the first by name.
 const std::string* CallAdmission::userOfAddress(const SipSource& source)
 {
-    if (const uint64_t version = _userBox.version(); version != _addressesOf) {
-        _addressesOf = version;
-        _byAddress.clear();
-        _users.now().forEach([this](const std::string& name, const Cdb_usr_info& user) {
-            if (!user.hasFlag(kUsrIpAuth))
-                return;
-            // A host name matches nobody: it is not looked up for each packet.
-            const std::string address = canonicalAddress(std::string(BclTrimmed(BclFieldText(user.ipAddr))));
-            if (!address.empty())
-                _byAddress.emplace(address, AddressUser{name, user.ipPort});
-        });
-    }
-    const auto [begin, end] = _byAddress.equal_range(source.address);
-    const std::string* found = nullptr;
-    for (auto it = begin; it != end; ++it) {
-        if (it->second.port == source.port)
-            return &it->second.name;
-        if (it->second.port == 0)
-            found = &it->second.name;
-    }
-    return found;
+    followAddresses();
+    const auto it = _byAddress.find(source.address);
+    if (it == _byAddress.end())
+        return nullptr;
+    for (const uint16_t port : {source.port, uint16_t{0}})
+        if (const auto user = it->second.find(port); user != it->second.end())
+            return &user->second;
+    return nullptr;
 }
 
 bool CallAdmission::isRegisteredFrom(const std::string& user, const SipSource& source)

@@ -10,7 +10,9 @@
 #include "sip/call_message.h"
 #include "sip/sip_agent.h"
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <unordered_map>
 
@@ -45,11 +47,9 @@ private:
     Registrar& _registrar;
     RefusalLog& _refusals;
     CredentialsSink _sink;
-    // Users with IP authentication by address, of that version of the table.
-    struct AddressUser {
-        std::string name;
-        uint32_t port; // 0: any
-    };
-    std::unordered_multimap<std::string, AddressUser> _byAddress;
+    void followAddresses();
+
+    // Users with IP authentication by address and port, of that version of the table. Port 0 is any.
+    std::unordered_map<std::string, std::map<uint16_t, std::string>> _byAddress;
     uint64_t _addressesOf = 0;
 };

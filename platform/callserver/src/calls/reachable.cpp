@@ -2,6 +2,7 @@
 
 #include "sip/source_key.h"
 #include "sip/uri_text.h"
+#include "user_address.h"
 
 #include "bcl2/text.h"
 #include "bcl2/uaddr.h"
@@ -20,7 +21,8 @@ std::vector<Telephone> telephonesOf(const Cdb_usr_info& user, const std::vector<
     if (user.hasFlag(kUsrIpAuth)) {
         SipSource destination;
         destination.address = canonicalAddress(std::string(BclTrimmed(BclFieldText(user.ipAddr))));
-        destination.port = user.ipPort == 0 || user.ipPort > UINT16_MAX ? kSipPort : static_cast<uint16_t>(user.ipPort);
+        const uint16_t port = addressPort(user);
+        destination.port = port == 0 ? kSipPort : port;
         if (destination.address.empty())
             return telephones;
         Cbcl_uaddr host;

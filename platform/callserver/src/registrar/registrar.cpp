@@ -1,6 +1,7 @@
 #include "registrar/registrar.h"
 
 #include "registrar/user_agent.h"
+#include "user_address.h"
 #include "user_expiry.h"
 
 #include "bcl2/text.h"
@@ -19,7 +20,6 @@ constexpr int64_t kMsPerSecond = 1000;
 // A refresh that changes nothing is written when this share of the stored lifetime has gone. So what is stored may be
 // that much older than what the telephone was granted, and a restart lets it live as much longer.
 constexpr int64_t kUnwrittenShare = 3;
-constexpr uint32_t kMaxPort = 65535;
 
 // For the administrator; the client gets the phrase.
 constexpr const char* kOutOfOrder = "it is older than what was registered";
@@ -349,6 +349,7 @@ void Registrar::userChanged(const std::string& user, bool isRemoval)
         return;
     }
     const auto record = _users.now().find(user);
+    tellPort(user, record.get());
     const bool isGone = isRemoval || record == nullptr;
     if (isGone)
         _auth.forget(user);
@@ -364,6 +365,22 @@ void Registrar::userChanged(const std::string& user, bool isRemoval)
     // The store has dropped the row of a user who was removed, so that it is written anew where one is due.
     if (isGone || shownNow(user, known) != known.shown)
         commit(user, std::move(change));
+}
+
+// Editors take any number for a port. Once, as long as it stands.
+void Registrar::tellPort(const std::string& user, const Cdb_usr_info* record)
+{
+    if (record == nullptr || !record->hasFlag(kUsrIpAuth) || addressPort(*record) != 0) {
+        _toldPorts.erase(user);
+        return;
+    }
+    const auto [told, isNew] = _toldPorts.try_emplace(user, record->ipPort);
+    if (!isNew && std::exchange(told->second, record->ipPort) == record->ipPort)
+        return;
+    UserChange change;
+    change.lines.push_back("User " + user + " with IP authentication: " + std::to_string(record->ipPort) +
+                           " is no port. He is known by his address alone, and called at port 5060.");
+    _sink(std::move(change));
 }
 
 void Registrar::checkAllUsers()
@@ -476,8 +493,7 @@ ShownUser Registrar::shownNow(const std::string& user, const UserBindings& bindi
     const auto record = _users.now().find(user);
     const uint8_t stage = shownStage(bindings);
     if (record != nullptr && record->hasFlag(kUsrIpAuth)) {
-        const uint32_t port = record->ipPort <= kMaxPort ? record->ipPort : 0;
-        return {true, stage, static_cast<uint16_t>(port), std::string(BclFieldText(record->ipAddr)), {}};
+        return {true, stage, addressPort(*record), std::string(BclFieldText(record->ipAddr)), {}};
     }
     if (const Binding* newest = bindings.newest(); newest != nullptr)
         return {true, stage, newest->source.port, newest->source.address, newest->userAgent};

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 // What became different for a user: all of his bindings as they are to be stored, and what is to be told afterwards.
@@ -91,6 +92,7 @@ private:
     // A stored contact as a binding; nothing when it has expired.
     [[nodiscard]] std::optional<Binding> stillValid(const Cdb_sip_contact& contact) const;
     void checkAllUsers();
+    void tellPort(const std::string& user, const Cdb_usr_info* record);
 
     SnapshotReader<Snapshot<Cdb_usr_info>> _users;
     SnapshotReader<Cdb_sys_data> _system;
@@ -98,5 +100,6 @@ private:
     Sink _sink;
     RegisterAuth _auth;
     BindingTable _table;
+    std::unordered_map<std::string, uint32_t> _toldPorts; // of users with IP authentication, that are none
     uint64_t _order = 0;
 };
