@@ -115,6 +115,47 @@ TEST_F(CallsMessagesTest, ToNobodyAreNotFoundAndToTheAbsentUnavailable)
     EXPECT_FALSE(hasNext("MESSAGE"));
 }
 
+TEST_F(CallsMessagesTest, ThatAreRefusedAreToldInTheLog)
+{
+    const auto told = [this](const char* from, const char* to) {
+        lines.clear();
+        write(from, to);
+        return lines.size() == 1 ? lines.front() : std::to_string(lines.size()) + " lines";
+    };
+    const auto isTold = [&told](const char* from, const char* to, const char* text) {
+        const std::string line = told(from, to);
+        const std::string head =
+            "Message of user " + std::string(from) + " from 192.0.2." + from[3] + ":5060 refused: ";
+        EXPECT_NE(line.find(head), std::string::npos) << line;
+        EXPECT_NE(line.find(text), std::string::npos) << line;
+    };
+    changeUser("2003", forbid);
+    changeUser("2004", [](Cdb_usr_info& user) { user.expiryDate = 20200101; });
+    isTold("2001", "9999", "404, there is no local user 9999.");
+    isTold("2004", "2002", "403, local user 2004 has expired.");
+    isTold("2001", "2003", "403, local user 2003 may not get messages.");
+    isTold("2003", "2002", "403, local user 2003 may not send messages.");
+    isTold("2001", "*97", "503, messages over lines and to services are not carried.");
+    EXPECT_EQ(told("2001", "9999"), "0 lines") << "one a minute";
+    EXPECT_EQ(told("2001", "2002"), "0 lines");
+    answer(next("MESSAGE"), 200);
+}
+
+TEST_F(CallsMessagesTest, WithUselessCredentialsAreToldAsMessages)
+{
+    changeSystem([](Cdb_sys_data& system) { system.callFlags |= kSysAuthCalls; });
+    const std::string challenge = write("2001", "2002")->answers.back().headers;
+    const size_t realm = challenge.find("realm=");
+    ASSERT_NE(realm, std::string::npos);
+    const HeardPtr message = write("2001", "2002", [&](CallMessage& request) {
+        request.authorizations = {"Digest " + challenge.substr(realm, challenge.find(',', realm) - realm)};
+    });
+    EXPECT_EQ(message->status(), 400);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines.back().find("Message of user 2001 from 192.0.2.1:5060 refused: "), std::string::npos)
+        << lines.back();
+}
+
 TEST_F(CallsMessagesTest, AreNoCallsToTheLimits)
 {
     changeUser("2001", [](Cdb_usr_info& user) {

@@ -97,6 +97,7 @@ CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& 
     credentials.callId = request.callId;
     credentials.cseq = request.cseq;
     credentials.authorizations = request.authorizations;
+    const char* const what = request.method == SipMethod::Message ? "Message" : "Call";
     const AuthOutcome outcome = _registrar.authenticate(credentials);
     if (!_sink(request.source, outcome.credentials))
         return {};
@@ -111,12 +112,12 @@ CallVerdict CallAdmission::authenticate(const CallMessage& request, CallSource& 
         return verdict;
     }
     case AuthResult::Malformed:
-        _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+        _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, what);
         return {false, 400, "Bad Credentials"};
     case AuthResult::Repeated:
     case AuthResult::Refused:
         break;
     }
-    _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, "Call");
+    _refusals.note(credentials.user, request.source.address, addressText(request.source), outcome.reason, what);
     return {false, 403};
 }

@@ -21,7 +21,7 @@ Calls::Calls(const Cdb_fac_mgr& store, Registrar& registrar, RefusalLog& refusal
       _noCalls([](const std::string& /*user*/, Eusr_stage /*stage*/) {}),
       _users([&registrar](const std::string& user, Eusr_stage stage) { registrar.setCallStage(user, stage); }),
       _log(store.system(), clock, records),
-      _messages(transport, registrar, store)
+      _messages(transport, registrar, refusals, store)
 {}
 
 bool Calls::has(std::string_view callId, const SourceKey& source) const
@@ -69,11 +69,8 @@ void Calls::onRequest(const CallMessage& request, std::unique_ptr<ServerTransact
         return;
     }
     if (request.method == SipMethod::Message) {
-        const DialAnswer answer =
-            analyzeCall(_plan.now(),
-                        {_admitted, _admitted.kind == SourceKind::User ? _admitted.name : request.from.user,
-                         request.requestUser, request.to.user, false},
-                        _noCalls, _clock.wallSeconds());
+        const DialAnswer answer = analyze({_admitted, callerOf(request), request.requestUser, request.to.user, false},
+                                          _noCalls, request.source, "Message");
         _messages.relay(request, _admitted, answer, std::move(transaction));
         return;
     }
@@ -111,14 +108,22 @@ void Calls::traceFrom(const CallMessage& request, const std::string& caller, con
         trace.note(MessageTrace::Way::Received, request.source, request.text);
 }
 
-DialAnswer Calls::analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source)
+DialAnswer Calls::analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source,
+                          const char* what)
 {
     DialAnswer answer = analyzeCall(_plan.now(), request, counts, _clock.wallSeconds());
     if (answer.status != 0)
-        refused(request.caller, source, std::to_string(answer.status) + ", " + answer.reason);
+        _refusals.note(request.caller, source.address, addressText(source),
+                       std::to_string(answer.status) + ", " + answer.reason, what);
     for (const std::string& line : _missingConditions.linesFor(answer.missingTimeConditions, _clock.wallSeconds()))
         ServerLog("%s", line.c_str());
     return answer;
+}
+
+// As the one who was admitted says himself, unless it is known who that is.
+const std::string& Calls::callerOf(const CallMessage& request) const
+{
+    return _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
 }
 
 // How the dial plan came to its answer, for calls that are traced.
@@ -131,9 +136,9 @@ void Calls::traceSteps(const std::string& callId, int number, const DialAnswer& 
 
 void Calls::beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction)
 {
-    const std::string caller = _admitted.kind == SourceKind::User ? _admitted.name : request.from.user;
-    DialAnswer answer = analyze({_admitted, caller, request.requestUser, request.to.user, messageTrace().isOn()},
-                                _users, request.source);
+    DialAnswer answer =
+        analyze({_admitted, callerOf(request), request.requestUser, request.to.user, messageTrace().isOn()}, _users,
+                request.source);
     const int number = _log.nextCall();
     traceFrom(request, answer.caller, answer.called);
     traceSteps(request.callId, number, answer);

@@ -89,10 +89,13 @@ private:
     // Begins to trace the call when its numbers are traced.
     static void traceFrom(const CallMessage& request, const std::string& caller, const std::string& called);
     static void traceSteps(const std::string& callId, int number, const DialAnswer& answer);
+    [[nodiscard]] const std::string& callerOf(const CallMessage& request) const;
     void beginCall(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
     [[nodiscard]] bool wasOurs(const ReplacedDialog& dialog) const;
     void replaceLeg(const CallMessage& request, std::unique_ptr<ServerTransaction> transaction);
-    [[nodiscard]] DialAnswer analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source);
+    // `what` is told as refused if it is.
+    [[nodiscard]] DialAnswer analyze(const CallRequest& request, const CallCounts& counts, const SipSource& source,
+                                     const char* what = "Call");
 
     CallTransport& transport() override { return _transport; }
     [[nodiscard]] const Clock& clock() const override { return _clock; }

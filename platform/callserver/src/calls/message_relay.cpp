@@ -10,25 +10,33 @@
 #include <algorithm>
 #include <utility>
 
-int MessageRelay::refusalOf(const CallSource& source, const DialAnswer& answer, const Cdb_usr_info* target)
+MessageRelay::Refusal MessageRelay::refusalOf(const CallSource& source, const DialAnswer& answer,
+                                              const Cdb_usr_info* target)
 {
     if (answer.status != 0)
-        return answer.status;
+        return {answer.status, {}};
     if (answer.targets.empty() || answer.targets.front().kind != DialTarget::Kind::LocalUser)
-        return 503; // messages over lines and to services are not carried
+        return {503, "messages over lines and to services are not carried"};
+    const std::string& name = answer.targets.front().name;
     if (target == nullptr)
-        return 404;
+        return {404, "local user " + name + " does not exist any more"};
+    if (!target->hasFlag(kUsrMessages))
+        return {403, "local user " + name + " may not get messages"};
     const auto sender = source.kind == SourceKind::User ? _users.now().find(source.name) : nullptr;
-    const bool mayPass = target->hasFlag(kUsrMessages) && (sender == nullptr || sender->hasFlag(kUsrMessages));
-    return mayPass ? 0 : 403;
+    if (sender != nullptr && !sender->hasFlag(kUsrMessages))
+        return {403, "local user " + source.name + " may not send messages"};
+    return {};
 }
 
 void MessageRelay::relay(const CallMessage& message, const CallSource& source, const DialAnswer& answer,
                          std::unique_ptr<ServerTransaction> transaction)
 {
     const auto user = answer.targets.empty() ? nullptr : _users.now().find(answer.targets.front().name);
-    if (const int refusal = refusalOf(source, answer, user.get()); refusal != 0) {
-        transaction->answer({refusal});
+    if (const Refusal refusal = refusalOf(source, answer, user.get()); refusal.status != 0) {
+        if (!refusal.why.empty())
+            _refusals.note(answer.caller, message.source.address, addressText(message.source),
+                           std::to_string(refusal.status) + ", " + refusal.why, "Message");
+        transaction->answer({refusal.status});
         return;
     }
     const DialTarget& target = answer.targets.front();

@@ -4,6 +4,7 @@
 #include "calls/failure_choice.h"
 #include "dialplan/call_request.h"
 #include "dialplan/dial_answer.h"
+#include "registrar/refusal_log.h"
 #include "registrar/registrar.h"
 #include "sip/transactions.h"
 
@@ -17,10 +18,15 @@
 // Sends a message on to all telephones of a user; the first that takes it decides. SIP thread.
 class MessageRelay {
 public:
-    MessageRelay(CallTransport& transport, Registrar& registrar, const Cdb_fac_mgr& store)
-        : _transport(transport), _registrar(registrar), _users(store.users()), _system(store.system())
+    MessageRelay(CallTransport& transport, Registrar& registrar, RefusalLog& refusals, const Cdb_fac_mgr& store)
+        : _transport(transport),
+          _registrar(registrar),
+          _refusals(refusals),
+          _users(store.users()),
+          _system(store.system())
     {}
 
+    // A refusal by the dial plan has been logged already.
     void relay(const CallMessage& message, const CallSource& source, const DialAnswer& answer,
                std::unique_ptr<ServerTransaction> transaction);
     // What is under way comes to nothing.
@@ -34,12 +40,18 @@ private:
         FailureChoice failures;
     };
 
-    // 0: it may go. `target`: null when there is no such user.
-    [[nodiscard]] int refusalOf(const CallSource& source, const DialAnswer& answer, const Cdb_usr_info* target);
+    // No status: it may go. No reason: it was told already.
+    struct Refusal {
+        int status = 0;
+        std::string why;
+    };
+    // `target`: null when there is no such user.
+    [[nodiscard]] Refusal refusalOf(const CallSource& source, const DialAnswer& answer, const Cdb_usr_info* target);
     void onAnswer(Delivery& delivery, const CallMessage& response);
 
     CallTransport& _transport;
     Registrar& _registrar;
+    RefusalLog& _refusals;
     SnapshotReader<Snapshot<Cdb_usr_info>> _users;
     SnapshotReader<Cdb_sys_data> _system;
     std::list<Delivery> _deliveries;
