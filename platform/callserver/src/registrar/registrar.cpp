@@ -367,10 +367,10 @@ void Registrar::userChanged(const std::string& user, bool isRemoval)
         commit(user, std::move(change));
 }
 
-// Editors take any number for a port. Once, as long as it stands.
+// Editors take any number for a port, and 0 for none. Once, as long as it stands.
 void Registrar::tellPort(const std::string& user, const Cdb_usr_info* record)
 {
-    if (record == nullptr || !record->hasFlag(kUsrIpAuth) || addressPort(*record) != 0) {
+    if (record == nullptr || !record->hasFlag(kUsrIpAuth) || record->ipPort <= UINT16_MAX) {
         _toldPorts.erase(user);
         return;
     }
