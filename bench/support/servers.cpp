@@ -19,6 +19,7 @@ namespace {
 
 constexpr int kProbeMs = 1; // between two requests to a server that is starting
 constexpr int kProbes = 30'000;
+constexpr const char* kSocketBuffer = "4194304"; // bytes; as many as our server asks for
 
 bool answers(uint16_t port)
 {
@@ -147,6 +148,6 @@ KamailioServer::KamailioServer(ServedCalls calls) : MeasuredServer("Kamailio")
     replaceAll(config, "@MODULES@", kamailioModules());
     // In the foreground, with its log on standard error.
     start({"kamailio", "-DD", "-E", "-f", _folder.write("kamailio.cfg", config), "-Y", _folder.path(), "-P",
-           _folder.file("pid"), "-w", _folder.path(), "-m", "1024", "-M", "16"},
+           _folder.file("pid"), "-w", _folder.path(), "-m", "1024", "-M", "16", "-b", kSocketBuffer},
           {});
 }
