@@ -37,7 +37,7 @@ double mostCalls()
             server = std::make_unique<Server>(ServedCalls::OfRegistered);
     }
     const OwnCore core(kTelephoneCore);
-    const CallTelephones telephones(*server, 0, kOfficeUsers / 2);
+    const CallTelephones telephones(server->port(), 0, kOfficeUsers / 2);
     double most = 0;
     for (unsigned rate = kFirstRate; rate <= kLastRate; rate += kStep) {
         CallsWanted wanted;

@@ -52,8 +52,8 @@ struct Measured {
 
     void measure(MeasuredServer& server)
     {
-        const CallTelephones few(server, 0, kFirst);
-        const CallTelephones many(server, 2 * kFirst, kMore);
+        const CallTelephones few(server.port(), 0, kFirst);
+        const CallTelephones many(server.port(), 2 * kFirst, kMore);
         // Once for what is made once.
         (void)few.run({kFirst, kPerSecond});
         std::this_thread::sleep_for(kLinger);

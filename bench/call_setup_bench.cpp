@@ -123,7 +123,7 @@ private:
 // A server, the telephones that call beside the probe, and what is told of them.
 class Measured {
 public:
-    explicit Measured(const MeasuredServer& server) : _others(server, 0, kPairs), _probe(server) {}
+    explicit Measured(const MeasuredServer& server) : _others(server.port(), 0, kPairs), _probe(server) {}
 
     // The median in milliseconds, what of a hundred one is later than, and how many calls of all were not made.
     std::vector<std::string> measure(unsigned perSecond)

@@ -31,7 +31,10 @@ constexpr std::array<Kind, 2> kKinds = {{{ServedCalls::OfRegistered, "call of a 
 class Loaded {
 public:
     Loaded(const MeasuredServer& server, const CallsWanted& wanted)
-        : _server(server), _telephones(server, 0, kOfficeUsers / 2), _wanted(wanted), _run(_telephones.start(wanted))
+        : _server(server),
+          _telephones(server.port(), 0, kOfficeUsers / 2),
+          _wanted(wanted),
+          _run(_telephones.start(wanted))
     {}
 
     void beginRound()

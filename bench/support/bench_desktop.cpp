@@ -27,17 +27,20 @@ int runDesktopBench(int argc, char** argv, void (*bench)())
 
 namespace {
 
-std::string loadOfFilled(const TemporaryFolder& office, unsigned users, uint16_t port)
+std::string loadOfFilled(const TemporaryFolder& office, unsigned users, uint16_t port, std::optional<ServedCalls> calls)
 {
-    fillOffice(office.path(), users, port);
+    if (calls)
+        fillCallOffice(office.path(), users, port, *calls == ServedCalls::Authenticated);
+    else
+        fillOffice(office.path(), users, port);
     return machineLoad();
 }
 
 } // namespace
 
-BenchOffice::BenchOffice(unsigned users)
+BenchOffice::BenchOffice(unsigned users, std::optional<ServedCalls> calls)
     : _port(freeUdpPort()),
-      _load(loadOfFilled(_office, users, _port)),
+      _load(loadOfFilled(_office, users, _port, calls)),
       _empty(BENCH_EMPTY_WINDOW, _scratch.file("empty"), _office.path())
 {
     (void)_empty.msToFirstPaint();

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "support/probed_program.h"
+#include "support/servers.h"
 #include "support/temporary_folder.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // The body of main(): runs the benchmark on a virtual desktop, in the folder of the language files.
@@ -13,7 +15,8 @@
 // The data folder of an office, and a program with an empty window, painted, to compare with.
 class BenchOffice {
 public:
-    explicit BenchOffice(unsigned users);
+    // With a dial plan where calls are served.
+    explicit BenchOffice(unsigned users, std::optional<ServedCalls> calls = std::nullopt);
 
     // One of the consoles with a probe; it serves the office.
     [[nodiscard]] ProbedProgram start(const char* program) const;

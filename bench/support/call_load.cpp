@@ -2,7 +2,6 @@
 
 #include "support/free_port.h"
 #include "support/office.h"
-#include "support/servers.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -13,8 +12,8 @@ constexpr unsigned kRegistrationsPerSecond = 2000;
 
 } // namespace
 
-CallTelephones::CallTelephones(const MeasuredServer& server, unsigned firstUser, unsigned pairs)
-    : _serverPort(server.port()), _callingPort(freeUdpPort()), _calledPort(freeUdpPort())
+CallTelephones::CallTelephones(uint16_t serverPort, unsigned firstUser, unsigned pairs)
+    : _serverPort(serverPort), _callingPort(freeUdpPort()), _calledPort(freeUdpPort())
 {
     _users = officeUsers(firstUser, pairs);
     const std::vector<SippUser> called = officeUsers(firstUser + pairs, pairs);

@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-class MeasuredServer;
-
 struct CallsWanted {
     unsigned count = 0;
     unsigned perSecond = 0;
@@ -32,7 +30,7 @@ struct CallsMade {
 class CallTelephones {
 public:
     // Of the office's users the first, first + 1, ... Throws when they cannot register.
-    CallTelephones(const MeasuredServer& server, unsigned firstUser, unsigned pairs);
+    CallTelephones(uint16_t serverPort, unsigned firstUser, unsigned pairs);
 
     // One run, beside whatever else happens until wait().
     class Run {
