@@ -66,6 +66,17 @@ TEST_F(RowFinder, NamesThatAreNotOnThePageCostNoWalkOverIt)
     EXPECT_EQ(rowOf("49"), 49);
 }
 
+TEST_F(RowFinder, RowsThatAreAppendedCostNoWalkOverThoseBefore)
+{
+    constexpr int kRows = 500;
+    int looks = 0;
+    for (int row = 0; row < kRows; ++row) {
+        _model.appendRow(new CountingItem(QString::number(row), looks));
+        EXPECT_EQ(rowOf(QString::number(row)), row);
+    }
+    EXPECT_LE(looks, 2 * kRows);
+}
+
 TEST_F(RowFinder, ABlankNameIsNoRow)
 {
     append(QString());
@@ -98,6 +109,18 @@ TEST_F(RowFinder, FollowsRowsThatComeMoveChangeAndGo)
     EXPECT_EQ(rowOf("b"), 0);
     _model.removeRows(0, _model.rowCount());
     EXPECT_EQ(rowOf("b"), -1);
+}
+
+TEST_F(RowFinder, FollowsRowsThatComeBeforeOthersOrGetTheirNameLater)
+{
+    append("b");
+    _model.insertRow(1);
+    EXPECT_EQ(rowOf("a"), -1);
+    _model.setData(_model.index(1, 0), "a");
+    EXPECT_EQ(rowOf("a"), 1);
+    _model.insertRow(0, new QStandardItem("a"));
+    EXPECT_EQ(rowOf("a"), 0);
+    EXPECT_EQ(rowOf("b"), 1);
 }
 
 TEST_F(RowFinder, FindsRowsAlsoAfterTheirIconsAndOtherCellsChanged)

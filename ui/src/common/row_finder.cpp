@@ -4,33 +4,39 @@
 
 Crow_finder::Crow_finder(QStandardItemModel* model) : QObject(model), _model(model)
 {
-    connect(model, &QAbstractItemModel::rowsInserted, this, &Crow_finder::forget);
-    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, &Crow_finder::forget);
-    connect(model, &QAbstractItemModel::rowsRemoved, this, &Crow_finder::forget);
-    connect(model, &QAbstractItemModel::layoutChanged, this, &Crow_finder::forget);
-    connect(model, &QAbstractItemModel::modelReset, this, &Crow_finder::forget);
+    connect(model, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex&, int first) { forget(first); });
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, [this] { forget(0); });
+    connect(model, &QAbstractItemModel::rowsRemoved, this, [this] { forget(0); });
+    connect(model, &QAbstractItemModel::layoutChanged, this, [this] { forget(0); });
+    connect(model, &QAbstractItemModel::modelReset, this, [this] { forget(0); });
     connect(model, &QAbstractItemModel::dataChanged, this,
             [this](const QModelIndex& first, const QModelIndex&, const QVector<int>& roles) {
                 const bool isText = roles.isEmpty() || roles.contains(Qt::DisplayRole);
                 if (first.column() == 0 && isText)
-                    forget();
+                    forget(first.row());
             });
+}
+
+void Crow_finder::forget(int changed)
+{
+    if (changed < _known)
+        _known = 0;
 }
 
 void Crow_finder::learn()
 {
-    _items.clear();
-    for (int row = _model->rowCount() - 1; row >= 0; --row) { // upwards: the first of two alike is left
-        if (QStandardItem* const each = _model->item(row); each != nullptr)
-            _items.insert(each->text(), each);
+    if (_known == 0)
+        _items.clear();
+    for (const int rows = _model->rowCount(); _known < rows; ++_known) {
+        QStandardItem* const each = _model->item(_known);
+        const QString name = each == nullptr ? QString() : each->text();
+        if (!name.isEmpty() && !_items.contains(name)) // the first of two alike is left
+            _items.insert(name, each);
     }
-    _items.remove(QString());
-    _isKnown = true;
 }
 
 QStandardItem* Crow_finder::find(const QString& name)
 {
-    if (!_isKnown)
-        learn();
+    learn();
     return _items.value(name);
 }

@@ -9,7 +9,8 @@ class QStandardItem;
 class QStandardItemModel;
 
 // Knows which row shows a name in its first column; a name that none shows costs a look-up, no walk over the rows, at
-// thousands of events a second. Follows every change of the model. Owned by the page, with the model; GUI thread.
+// thousands of events a second, and rows that are appended cost no walk over those before them. Follows every change of
+// the model. Owned by the page, with the model; GUI thread.
 class Crow_finder : public QObject {
 public:
     explicit Crow_finder(QStandardItemModel* model);
@@ -18,10 +19,11 @@ public:
     [[nodiscard]] QStandardItem* find(const QString& name);
 
 private:
-    void forget() { _isKnown = false; }
+    // Rows from this one on are not as they were.
+    void forget(int changed);
     void learn();
 
     QStandardItemModel* _model;
     QHash<QString, QStandardItem*> _items;
-    bool _isKnown = false;
+    int _known = 0; // rows, from the first on
 };
