@@ -46,9 +46,9 @@ std::jthread BclStartThread(const std::string& name, std::function<void(const st
     return thread;
 }
 
-Cbcl_ticker::Cbcl_ticker(std::string name, unsigned intervalMs, std::function<void()> tick)
+Cbcl_ticker::Cbcl_ticker(const std::string& name, unsigned intervalMs, std::function<void()> tick)
 {
-    _thread = BclStartThread(std::move(name), [this, intervalMs, tick = std::move(tick)](const std::stop_token& stop) {
+    _thread = BclStartThread(name, [this, intervalMs, tick = std::move(tick)](const std::stop_token& stop) {
         while (!stop.stop_requested()) {
             {
                 std::unique_lock lock(_mutex);

@@ -21,7 +21,7 @@
 class Cbcl_ticker {
 public:
     // The first call comes after `intervalMs`.
-    Cbcl_ticker(std::string name, unsigned intervalMs, std::function<void()> tick);
+    Cbcl_ticker(const std::string& name, unsigned intervalMs, std::function<void()> tick);
     ~Cbcl_ticker();
     Cbcl_ticker(const Cbcl_ticker&) = delete;
     Cbcl_ticker& operator=(const Cbcl_ticker&) = delete;
