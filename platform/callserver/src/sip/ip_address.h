@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string_view>
 #include <sys/socket.h>
+#include <tuple>
 
 // Family, then the address from its first bit on: networks of either are ranges in the order of the bytes.
 struct IpAddress {
@@ -18,7 +19,11 @@ struct IpAddress {
     uint8_t family = kNone;
     std::array<uint8_t, kMaxSize> bytes{}; // zero behind an IPv4 address
 
-    friend auto operator<=>(const IpAddress&, const IpAddress&) = default;
+    friend bool operator==(const IpAddress&, const IpAddress&) = default;
+    friend auto operator<=>(const IpAddress& a, const IpAddress& b)
+    {
+        return std::tie(a.family, a.bytes) <=> std::tie(b.family, b.bytes);
+    }
 };
 
 // Bits of an address.
