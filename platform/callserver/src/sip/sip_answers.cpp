@@ -282,8 +282,9 @@ std::string unsupportedOptions(const sip_t* sip)
 // The request is answered by its form alone.
 bool isRefused(const sip_t* sip)
 {
-    return isOtherVersion(sip) || isMalformed(sip) || methodStatus(sip) != 0 || !isSipUri(sip->sip_request->rq_url) ||
-           isIncompleteInvite(sip) || isAtEnd(sip) || (sip->sip_require != nullptr && !unsupportedOptions(sip).empty());
+    return isOtherVersion(sip) || isMalformed(sip) || isIncompleteInvite(sip) || methodStatus(sip) != 0 ||
+           !isSipUri(sip->sip_request->rq_url) || isAtEnd(sip) ||
+           (sip->sip_require != nullptr && !unsupportedOptions(sip).empty());
 }
 
 // RFC 3261 section 8.2
@@ -291,14 +292,12 @@ void refuse(nta_agent_t* agent, msg_t* message, const sip_t* sip, const SipSourc
 {
     if (isOtherVersion(sip))
         answer(agent, message, source, SIP_505_VERSION_NOT_SUPPORTED);
-    else if (isMalformed(sip))
+    else if (isMalformed(sip) || isIncompleteInvite(sip))
         answer(agent, message, source, SIP_400_BAD_REQUEST);
     else if (methodStatus(sip) != 0)
         refuseMethod(agent, message, sip, source);
     else if (!isSipUri(sip->sip_request->rq_url))
         answer(agent, message, source, SIP_416_UNSUPPORTED_URI);
-    else if (isIncompleteInvite(sip))
-        answer(agent, message, source, SIP_400_BAD_REQUEST);
     else if (isAtEnd(sip))
         answer(agent, message, source, SIP_483_TOO_MANY_HOPS);
     else
