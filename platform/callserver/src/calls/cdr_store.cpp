@@ -13,7 +13,7 @@ namespace {
 
 // One transaction for what ends within this time. What a killed process loses is no older, but for the time that the
 // disk takes.
-constexpr std::chrono::milliseconds kCollectTime{100};
+constexpr std::chrono::milliseconds kCollectTime{250};
 // After a write that failed.
 constexpr std::chrono::seconds kRetryPause{5};
 // Of one transaction, so that a disk which takes nothing costs little at each attempt.
