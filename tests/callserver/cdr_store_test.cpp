@@ -13,6 +13,7 @@
 #include <sqlite3.h>
 
 #include <csignal>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,7 +43,7 @@ protected:
     }
     void start()
     {
-        std::thread([&started = store] { started.run(); }).detach();
+        std::thread([&started = *unstarted.release()] { started.run(); }).detach();
     }
     std::vector<std::string> takeLog() const
     {
@@ -74,7 +75,8 @@ protected:
     };
     TemporaryFolder folder;
     Log& log = *new Log;
-    CdrStore& store = *new CdrStore(folder.path() + "/"); // its thread goes on
+    std::unique_ptr<CdrStore> unstarted = std::make_unique<CdrStore>(folder.path() + "/");
+    CdrStore& store = *unstarted; // its thread goes on
 };
 
 } // namespace
