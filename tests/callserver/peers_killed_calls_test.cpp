@@ -11,8 +11,8 @@ namespace {
 
 class KilledCallsTest : public ServerFixture {
 protected:
-    static constexpr unsigned kCalls = 20;
-    static constexpr unsigned kEnded = 5; // of them, before the server is killed
+    static constexpr size_t kCalls = 20;
+    static constexpr size_t kEnded = 5; // of them, before the server is killed
 
     KilledCallsTest()
     {
@@ -78,13 +78,13 @@ TEST_F(KilledCallsTest, EndedCallsAreKeptAndNobodyTalksForEver)
 {
     auto server = startServer("first");
     std::vector<std::unique_ptr<CallPhone>> phones;
-    for (unsigned i = 0; i < 2 * kCalls; ++i) {
+    for (size_t i = 0; i < 2 * kCalls; ++i) {
         phones.push_back(std::make_unique<CallPhone>(port, std::to_string(2000 + i)));
         phones.back()->registerNow();
     }
-    for (unsigned i = 0; i < kCalls; ++i)
+    for (size_t i = 0; i < kCalls; ++i)
         talk(*phones[2 * i], *phones[2 * i + 1]);
-    for (unsigned i = 0; i < kEnded; ++i)
+    for (size_t i = 0; i < kEnded; ++i)
         hangUp(*phones[2 * i], *phones[2 * i + 1]);
     constexpr const char* kRows = "select count(*) from tbl_cdr";
     ASSERT_TRUE(waitUntil([&] { return valueOf("cdr.db", kRows) == std::to_string(kEnded); }))
