@@ -159,6 +159,26 @@ TEST_F(LossesTest, ARepeatedSuccessIsConfirmedAgain)
     hangUp();
 }
 
+// As telephones of RFC 2543 answer.
+TEST_F(LossesTest, ARepeatedSuccessWithoutATagIsConfirmedAgain)
+{
+    startTelephones();
+    caller->invite("2002");
+    invite = called->expect("INVITE");
+    const std::string body = CallPhone::kAnswer;
+    const std::string success =
+        "SIP/2.0 200 OK\r\nVia: " + invite.header("Via") + "\r\nFrom: " + invite.header("From") +
+        "\r\nTo: " + invite.header("To") + "\r\nCall-ID: " + invite.header("Call-ID") +
+        "\r\nCSeq: " + invite.header("CSeq") + "\r\nContact: " + called->contact() +
+        "\r\nContent-Type: application/sdp\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    called->sendText(success);
+    const PhoneMessage ack = called->expect("ACK");
+    caller->ack(caller->expect("200"));
+    called->sendText(success);
+    expectAgain(*called, ack);
+    expectQuiet();
+}
+
 TEST_F(LossesTest, AByeWhoseAnswerWasLostIsAnsweredAgain)
 {
     startTelephones();

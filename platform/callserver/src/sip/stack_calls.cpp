@@ -342,9 +342,11 @@ bool StackCalls::repeatAck(const sip_t* success)
 {
     const char* const localTag = success->sip_from->a_tag;
     const char* const remoteTag = success->sip_to->a_tag;
-    if (localTag == nullptr || remoteTag == nullptr)
+    if (localTag == nullptr)
         return false;
-    const SentAcks::Ack* ack = _acks.find({localTag, remoteTag, success->sip_cseq->cs_seq}, nowMs());
+    // Telephones of RFC 2543 have none.
+    const SentAcks::Ack* ack =
+        _acks.find({localTag, remoteTag == nullptr ? "" : remoteTag, success->sip_cseq->cs_seq}, nowMs());
     return ack != nullptr && sendPacket(ack->from, ack->to, ack->text);
 }
 
